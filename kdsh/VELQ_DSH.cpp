@@ -1,0 +1,115 @@
+// The database-access layer over SQLite 3. Everything here passes straight through; policy (busy rule, transactions,
+// logging) belongs to the callers.
+#include "VELQ_DSH.h"
+
+#include <sqlite3.h>
+
+static_assert(VELQ_DSH_OK == SQLITE_OK && VELQ_DSH_BUSY == SQLITE_BUSY && VELQ_DSH_FULL == SQLITE_FULL &&
+              VELQ_DSH_CANTOPEN == SQLITE_CANTOPEN && VELQ_DSH_ROW == SQLITE_ROW && VELQ_DSH_DONE == SQLITE_DONE &&
+              VELQ_DSH_ANY_TEXT == SQLITE_ANY);
+
+int VELQ_DSH_Open(const char *path, VELQ_DSH_Connection **connection) noexcept
+{
+    return sqlite3_open_v2(path, connection, SQLITE_OPEN_READWRITE, nullptr);
+}
+
+int VELQ_DSH_Close(VELQ_DSH_Connection *connection) noexcept
+{
+    return sqlite3_close(connection);
+}
+
+int VELQ_DSH_Prepare(VELQ_DSH_Connection *connection, const char *sql, int length, VELQ_DSH_Statement **statement,
+                     const char **tail) noexcept
+{
+    return sqlite3_prepare_v2(connection, sql, length, statement, tail);
+}
+
+int VELQ_DSH_Exec(VELQ_DSH_Connection *connection, const char *sql, VELQ_DSH_ExecCallback callback, void *argument,
+                  char **error) noexcept
+{
+    return sqlite3_exec(connection, sql, callback, argument, error);
+}
+
+void VELQ_DSH_Free(void *memory) noexcept
+{
+    sqlite3_free(memory);
+}
+
+const char *VELQ_DSH_Error(VELQ_DSH_Connection *connection) noexcept
+{
+    return sqlite3_errmsg(connection);
+}
+
+int VELQ_DSH_Reset(VELQ_DSH_Statement *statement) noexcept
+{
+    return sqlite3_reset(statement);
+}
+
+int VELQ_DSH_Fini(VELQ_DSH_Statement *statement) noexcept
+{
+    return sqlite3_finalize(statement);
+}
+
+int VELQ_DSH_doNext(VELQ_DSH_Statement *statement) noexcept
+{
+    return sqlite3_step(statement);
+}
+
+int VELQ_DSH_mapBlob(VELQ_DSH_Statement *statement, int index, const void *bytes, int count,
+                     VELQ_DSH_Destructor destructor) noexcept
+{
+    return sqlite3_bind_blob(statement, index, bytes, count, destructor);
+}
+
+int VELQ_DSH_mapInt(VELQ_DSH_Statement *statement, int index, int value) noexcept
+{
+    return sqlite3_bind_int(statement, index, value);
+}
+
+int VELQ_DSH_mapText(VELQ_DSH_Statement *statement, int index, const char *text, int count,
+                     VELQ_DSH_Destructor destructor) noexcept
+{
+    return sqlite3_bind_text(statement, index, text, count, destructor);
+}
+
+const void *VELQ_DSH_getBlob(VELQ_DSH_Statement *statement, int column) noexcept
+{
+    return sqlite3_column_blob(statement, column);
+}
+
+int VELQ_DSH_getBytes(VELQ_DSH_Statement *statement, int column) noexcept
+{
+    return sqlite3_column_bytes(statement, column);
+}
+
+int VELQ_DSH_getInt(VELQ_DSH_Statement *statement, int column) noexcept
+{
+    return sqlite3_column_int(statement, column);
+}
+
+const unsigned char *VELQ_DSH_getText(VELQ_DSH_Statement *statement, int column) noexcept
+{
+    return sqlite3_column_text(statement, column);
+}
+
+int VELQ_DSH_busyHandler(VELQ_DSH_Connection *connection, VELQ_DSH_BusyHandler handler, void *argument) noexcept
+{
+    return sqlite3_busy_handler(connection, handler, argument);
+}
+
+int VELQ_DSH_makeUserHand(VELQ_DSH_Connection *connection, const char *name, int arguments, int textRepresentation,
+                          void *userData, VELQ_DSH_Function function, VELQ_DSH_Function step,
+                          VELQ_DSH_Final final) noexcept
+{
+    return sqlite3_create_function(connection, name, arguments, textRepresentation, userData, function, step, final);
+}
+
+void VELQ_DSH_returnInt(VELQ_DSH_Context *context, int value) noexcept
+{
+    sqlite3_result_int(context, value);
+}
+
+const unsigned char *VELQ_DSH_resultText(VELQ_DSH_Value *value) noexcept
+{
+    return sqlite3_value_text(value);
+}
