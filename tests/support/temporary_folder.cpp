@@ -1,0 +1,48 @@
+// Names are random and claimed by creating the folder, so that test programs running at the same time never share one.
+#include "support/temporary_folder.h"
+
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+namespace velq::test {
+
+namespace {
+
+std::string randomName()
+{
+    constexpr int nameLength = 10;
+    constexpr char alphabet[] = "abcdefghijklmnopqrstuvwxyz0123456789";
+    std::random_device device;
+    std::uniform_int_distribution<std::size_t> pick(0, sizeof alphabet - 2);
+    std::string name = "velq-";
+    for (int i = 0; i < nameLength; ++i) {
+        name += alphabet[pick(device)];
+    }
+    return name;
+}
+
+} // namespace
+
+TemporaryFolder::TemporaryFolder()
+{
+    constexpr int attempts = 16;
+    const std::filesystem::path parent = std::filesystem::temp_directory_path();
+    for (int i = 0; i < attempts; ++i) {
+        const std::filesystem::path candidate = parent / randomName();
+        if (std::filesystem::create_directory(candidate)) {
+            path_ = candidate;
+            return;
+        }
+    }
+    throw std::runtime_error("no free name for a temporary folder");
+}
+
+TemporaryFolder::~TemporaryFolder()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+} // namespace velq::test
