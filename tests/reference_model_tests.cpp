@@ -312,11 +312,24 @@ TEST(reference_scoring, without_a_telling_token_the_prior_decides)
 
 TEST(reference_scoring, cutoffs_belong_to_the_decided_side)
 {
+    EXPECT_EQ(classify(0.9), Verdict::spam);
+    EXPECT_EQ(classify(std::nextafter(0.9, 0.0)), Verdict::unsure);
+    EXPECT_EQ(classify(0.45), Verdict::ham);
+    EXPECT_EQ(classify(std::nextafter(0.45, 1.0)), Verdict::unsure);
+    EXPECT_EQ(classify(std::nan("")), Verdict::unsure);
+}
+
+TEST(reference_scoring, the_prior_is_a_product_in_double)
+{
     const struct {
         std::uint32_t millionths;
         Verdict verdict;
-    } cases[] = {{899999, Verdict::unsure}, {900000, Verdict::spam}, {450000, Verdict::ham},    {900001, Verdict::spam},
-                 {450001, Verdict::unsure}, {449999, Verdict::ham},  {600000, Verdict::unsure}, {0, Verdict::unsure}};
+    } cases[] = {
+        {0, Verdict::unsure},      {449999, Verdict::ham},    {450000, Verdict::ham},  {450001, Verdict::unsure},
+        {899999, Verdict::unsure}, {900000, Verdict::unsure}, {900001, Verdict::spam},
+    };
+    // The product of 900000 lies one step below the cut-off.
+    static_assert(900000 * 0.000001 < 0.9);
     for (const auto &entry : cases) {
         Tokens tokens;
         putPrior(tokens, entry.millionths);

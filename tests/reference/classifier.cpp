@@ -61,14 +61,6 @@ std::size_t longestStored(const WideText &rest, const Tokens &tokens)
     return 0;
 }
 
-Verdict classify(long double spamicity)
-{
-    if (spamicity >= static_cast<long double>(spamCutoff)) {
-        return Verdict::spam;
-    }
-    return spamicity <= static_cast<long double>(hamCutoff) ? Verdict::ham : Verdict::unsure;
-}
-
 bool isNearCutoff(long double spamicity)
 {
     return std::fabs(spamicity - static_cast<long double>(spamCutoff)) < spamicityMargin ||
@@ -182,6 +174,14 @@ Segmentation segment(const WideText &text, const Tokens &tokens)
         at += length;
     }
     return found;
+}
+
+Verdict classify(long double spamicity)
+{
+    if (spamicity >= static_cast<long double>(spamCutoff)) {
+        return Verdict::spam;
+    }
+    return spamicity <= static_cast<long double>(hamCutoff) ? Verdict::ham : Verdict::unsure;
 }
 
 double tokenProbability(std::uint32_t ham, std::uint32_t spam, std::uint32_t hamMessages, std::uint32_t spamMessages,

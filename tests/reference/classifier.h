@@ -49,6 +49,9 @@ Segmentation segment(const WideText &text, const Tokens &tokens);
 
 enum class Verdict : std::uint32_t { spam = 0, ham = 1, unsure = 2 };
 
+// Both cut-offs belong to the decided side.
+Verdict classify(long double spamicity);
+
 struct Score {
     Verdict verdict = Verdict::unsure;
     long double spamicity = 0;
