@@ -1,0 +1,181 @@
+// The token store's table over the database-access layer. Counts and their byte form are the datastore's.
+#include "bfilter/VELQ_BFilter_Datastore_Sqlite.h"
+
+#include "VELQ_Util.h"
+
+#include <cstring>
+
+transaction_table transactionTable;
+
+static const char *textOrNull(const char *text) noexcept
+{
+    return text != nullptr ? text : "NULL";
+}
+
+dbh *db_open(const word *, const wordlist_settings *settings, int) noexcept
+{
+    transactionTable = {db_txn_begin, db_txn_abort, db_txn_commit};
+    auto *handle = static_cast<dbh *>(allocateMemory(sizeof(dbh)));
+    if (handle == nullptr) {
+        return nullptr;
+    }
+    handle->path = settings->databasePath;
+    handle->connection = engineState.tokenStoreConn;
+    if (handle->connection == nullptr && openDatabase(handle->path, &handle->connection) != VELQ_DSH_OK) {
+        const char *message = VELQ_DSH_Error(handle->connection);
+        logError("%s:%d\tCan't open database %s: %s\n", VELQ_HERE, handle->path, message);
+        logError("%s:%d\tError on database %s: %s\n", VELQ_HERE, handle->path, message);
+        db_close(handle);
+        return nullptr;
+    }
+    if (VELQ_DSH_busyHandler(handle->connection, sqliteBusyHandler, nullptr) != VELQ_DSH_OK) {
+        const char *message = VELQ_DSH_Error(handle->connection);
+        logError("%s:%d\tCan't set user non-service handle: %s\n", VELQ_HERE, message);
+        logError("%s:%d\tError on database %s: %s\n", VELQ_HERE, handle->path, message);
+        db_close(handle);
+        return nullptr;
+    }
+    return handle;
+}
+
+void db_close(dbh *handle) noexcept
+{
+    for (VELQ_DSH_Statement **statement : {&handle->spare, &handle->insert, &handle->select, &handle->update}) {
+        VELQ_DSH_Fini(*statement);
+        *statement = nullptr;
+    }
+    if (engineState.tokenStoreConn == nullptr) {
+        const int code = VELQ_DSH_Close(handle->connection);
+        if (code != VELQ_DSH_OK) {
+            logError("%s:%d\tCan't close database %s: %d", VELQ_HERE, handle->path, code);
+        }
+    }
+    freeMemory(handle);
+}
+
+int db_exec_sql(VELQ_DSH_Connection *connection, const char *sql) noexcept
+{
+    char *message = nullptr;
+    const int code = VELQ_DSH_Exec(connection, sql, nullptr, nullptr, &message);
+    if (code != VELQ_DSH_OK) {
+        logError("%s:%d\tError executing \"%s\": %s (#%d)\n", VELQ_HERE, sql, textOrNull(message), code);
+        VELQ_DSH_Free(message);
+    }
+    return code;
+}
+
+VELQ_DSH_Statement *db_prepare_statement(dbh *handle, const char *sql, bool) noexcept
+{
+    VELQ_DSH_Statement *statement = nullptr;
+    const char *tail = nullptr;
+    const int code = VELQ_DSH_Prepare(handle->connection, sql, static_cast<int>(std::strlen(sql)), &statement, &tail);
+    if (code != VELQ_DSH_OK) {
+        logError("%s:%d\tError: velq3_prepare %s: %s\n", VELQ_HERE, sql, VELQ_DSH_Error(handle->connection));
+        VELQ_DSH_Fini(statement);
+        return nullptr;
+    }
+    return statement;
+}
+
+// Copies the row's first column, as much of it as the buffer takes.
+static void copyValue(VELQ_DSH_Statement *statement, value_buffer *value) noexcept
+{
+    const void *bytes = VELQ_DSH_getBlob(statement, 0);
+    const auto count = static_cast<std::uint32_t>(VELQ_DSH_getBytes(statement, 0));
+    if (count < value->length) {
+        value->length = count;
+    }
+    if (bytes != nullptr && value->length > 0) {
+        std::memcpy(value->bytes, bytes, value->length);
+    }
+}
+
+int db_run_statement(dbh *handle, const char *function, VELQ_DSH_Statement *statement, value_buffer *value,
+                     int notFound) noexcept
+{
+    bool found = false;
+    for (;;) {
+        const int code = VELQ_DSH_doNext(statement);
+        switch (code) {
+        case VELQ_DSH_ROW:
+            if (value != nullptr) {
+                copyValue(statement, value);
+            }
+            found = true;
+            continue;
+        case VELQ_DSH_DONE:
+            VELQ_DSH_Reset(statement);
+            return found ? 0 : notFound;
+        case VELQ_DSH_BUSY: // the busy handler has waited already
+            VELQ_DSH_Reset(statement);
+            db_exec_sql(handle->connection, "ROLLBACK;");
+            return DS_ABORT_RETRY;
+        default:
+            logDebug("%s:%d\t%s: error executing statement on %s: %s (%d)\n", VELQ_HERE, function, handle->path,
+                     VELQ_DSH_Error(handle->connection), code);
+            VELQ_DSH_Reset(statement);
+            return code;
+        }
+    }
+}
+
+static void bindBytes(VELQ_DSH_Statement *statement, int index, const key_blob *blob) noexcept
+{
+    VELQ_DSH_mapBlob(statement, index, blob->bytes, static_cast<int>(blob->length), nullptr);
+}
+
+// Prepares a cached statement on first use; an empty slot stays for the next call to try again.
+static bool prepareCached(dbh *handle, VELQ_DSH_Statement *&slot, const char *sql) noexcept
+{
+    if (slot == nullptr) {
+        slot = db_prepare_statement(handle, sql, true);
+    }
+    return slot != nullptr;
+}
+
+int db_set_dbvalue(dbh *handle, const key_blob *key, const key_blob *value) noexcept
+{
+    if (!prepareCached(handle, handle->insert, "INSERT OR REPLACE INTO velqTable VALUES(?,?);")) {
+        logError("%s:%d\t\n Error: dbh->insert is NULL", VELQ_HERE);
+        return dsPrepareFailed;
+    }
+    bindBytes(handle->insert, 1, key);
+    bindBytes(handle->insert, 2, value);
+    return db_run_statement(handle, "db_set_dbvalue", handle->insert, nullptr, 0);
+}
+
+int db_update_dbvalue(dbh *handle, const key_blob *key, const key_blob *value) noexcept
+{
+    if (!prepareCached(handle, handle->update, "UPDATE velqTable SET value=? where key=?;")) {
+        logError("%s:%d\t\n Error: dbh->update is NULL", VELQ_HERE);
+        return dsPrepareFailed;
+    }
+    bindBytes(handle->update, 1, value);
+    bindBytes(handle->update, 2, key);
+    return db_run_statement(handle, "db_update_dbvalue", handle->update, nullptr, 0);
+}
+
+int db_get_dbvalue(dbh *handle, const key_blob *key, value_buffer *value) noexcept
+{
+    if (!prepareCached(handle, handle->select, "SELECT value FROM velqTable WHERE key=? LIMIT 1;")) {
+        logError("%s:%d\t\n Error: dbh->select is NULL", VELQ_HERE);
+        return dsPrepareFailed;
+    }
+    bindBytes(handle->select, 1, key);
+    return db_run_statement(handle, "db_get_dbvalue", handle->select, value, dbValueNotFound);
+}
+
+int db_txn_begin(dbh *handle) noexcept
+{
+    return db_exec_sql(handle->connection, "BEGIN TRANSACTION;");
+}
+
+int db_txn_abort(dbh *handle) noexcept
+{
+    return db_exec_sql(handle->connection, "ROLLBACK;");
+}
+
+int db_txn_commit(dbh *handle) noexcept
+{
+    return db_exec_sql(handle->connection, "COMMIT;");
+}
