@@ -45,8 +45,10 @@ enum class RatedBy { blackList, operatorRule, whiteList, length, tooFewTokens, c
 struct RatedMessage {
     Verdict rating = Verdict::unsure;
     RatedBy by = RatedBy::tooFewTokens;
-    // The classifier's verdict hung on the last digits; the engine may rate and train otherwise.
-    bool uncertain = false;
+    // Set when the pipeline got that far.
+    std::optional<Segmentation> segmentation;
+    // Set when the classifier was asked. An uncertain score means that the engine may rate and train otherwise.
+    std::optional<Score> score;
 };
 
 // An update file. An unusable one is missing, no database or without its table.
