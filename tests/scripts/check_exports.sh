@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Checks what the two shared libraries show of themselves: exactly the expected exports, the expected names and
+# dependencies, and no way from the engine to SQLite but through the access layer.
+# Usage: check_exports.sh LIBVELQ LIBKDSH SOURCE_DIR
+set -euo pipefail
+velq=$1 kdsh=$2 source=$3
+failures=0
+
+fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+
+# expect_equal WHAT EXPECTED ACTUAL
+expect_equal() {
+  if [ "$2" = "$3" ]; then
+    echo "ok: $1"
+  else
+    fail "$1"
+    diff <(echo "$2") <(echo "$3") || true
+  fi
+}
+
+exports() { nm -D --defined-only "$1" | awk '$2 != "A" { sub(/@.*/, "", $3); print $3 }' | LC_ALL=C sort; }
+dynamic() { readelf -d "$1" | sed -n "s/.*($2).*\[\(.*\)\].*/\1/p"; }
+
+expect_equal "libvelq exports the stored list" "$(grep -v '^#' "$source/tests/expected/velq_exports.txt")" "$(exports "$velq")"
+expect_equal "libkdsh exports the stored list" "$(grep -v '^#' "$source/tests/expected/kdsh_exports.txt")" "$(exports "$kdsh")"
+expect_equal "the public header declares the stored list" \
+  "$(grep -v '^#' "$source/tests/expected/velq_exports.txt")" \
+  "$(grep -oE '\bVELQ_[A-Za-z_]+\(' "$source/include/velq.h" | tr -d '(' | grep -vx VELQ_TEXT | LC_ALL=C sort -u)"
+expect_equal "libvelq has 53 exports" 53 "$(exports "$velq" | wc -l)"
+expect_equal "libkdsh has 20 exports" 20 "$(exports "$kdsh" | wc -l)"
+expect_equal "libvelq's name" libvelq.so.1 "$(dynamic "$velq" SONAME)"
+expect_equal "libkdsh's name" libkdsh.so.1 "$(dynamic "$kdsh" SONAME)"
+expect_equal "libvelq looks beside itself" '$ORIGIN' "$(dynamic "$velq" RUNPATH)"
+dynamic "$velq" NEEDED | grep -qx 'libkdsh.so.1' && echo "ok: libvelq needs libkdsh" || fail "libvelq needs libkdsh"
+if dynamic "$velq" NEEDED | grep -q sqlite; then fail "libvelq depends on SQLite directly"; else echo "ok: no direct SQLite"; fi
+if nm -D --undefined-only "$velq" | grep -q sqlite3_; then fail "libvelq calls SQLite directly"; else echo "ok: no SQLite call"; fi
+
+[ "$failures" -eq 0 ] || { echo "$failures checks failed"; exit 1; }
