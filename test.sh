@@ -16,15 +16,13 @@ for preset in "${presets[@]}"; do
   cmake --build --preset "$preset" -j"$jobs"
   echo "== $preset: test"
   report=$(mktemp)
-  ctest --preset "$preset" -j"$jobs" --no-tests=error --output-junit "$report" >"$report.txt" 2>&1 || true
-  grep -vE '^ *(Start|[0-9]+/[0-9]+ Test) +.*( Passed |$)' "$report.txt" | grep -vE '^ +Start +[0-9]+:' || true
-  total=$(grep -oP '<testsuite[^>]* tests="\K[0-9]+' -z "$report" | tr -d '\0' | head -1)
-  broken=$(grep -oP '<testsuite[^>]* failures="\K[0-9]+' -z "$report" | tr -d '\0' | head -1)
-  left_out=$(grep -oP '<testsuite[^>]* skipped="\K[0-9]+' -z "$report" | tr -d '\0' | head -1)
-  rm -f "$report" "$report.txt"
-  failed=$((failed + broken))
-  skipped=$((skipped + left_out))
-  passed=$((passed + total - broken - left_out))
+  ctest --preset "$preset" -j"$jobs" --no-tests=error >"$report" 2>&1 || true
+  # A line for each test that did not pass, with what it printed, and ctest's own summary.
+  grep -vE '^ *([0-9]+/[0-9]+ Test +#[0-9]+: .* Passed |Start +[0-9]+: )' "$report" || true
+  count() { grep -cE "^ *[0-9]+/[0-9]+ Test +#[0-9]+: .*$1" "$report" || true; }
+  all=$(count '') good=$(count ' Passed ') left_out=$(count '\*\*\*Skipped')
+  rm -f "$report"
+  passed=$((passed + good)) skipped=$((skipped + left_out)) failed=$((failed + all - good - left_out))
 done
 
 echo "$passed passed, $failed failed, $skipped skipped"
