@@ -243,11 +243,14 @@ void Pair::expectSameTrace(const RatingTrace &trace, const RatedMessage &expecte
         }
     }
     ASSERT_EQ(trace.score.empty(), !expected.score) << context();
-    if (expected.score && std::isfinite(expected.score->spamicity) && !expected.score->uncertain) {
+    if (expected.score && !expected.score->uncertain) {
         const std::string label = "spamicity=";
         const double spamicity = std::stod(trace.score.substr(trace.score.find(label) + label.size()));
-        EXPECT_NEAR(spamicity, static_cast<double>(expected.score->spamicity), 6e-7) << trace.score << "\n"
-                                                                                     << context();
+        const auto expectedSpamicity = static_cast<double>(expected.score->spamicity);
+        EXPECT_TRUE(std::isnan(spamicity) ? std::isnan(expectedSpamicity)
+                                          : std::fabs(spamicity - expectedSpamicity) < 6e-7)
+            << "expected " << expectedSpamicity << ", traced " << trace.score << "\n"
+            << context();
         ++tally.scores;
     }
 }

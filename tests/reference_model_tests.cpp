@@ -387,6 +387,25 @@ TEST(reference_scoring, with_no_spam_message_ham_tokens_are_skipped)
     EXPECT_EQ(check(segment(wide("abcd"), tokens), tokens, loaded).used, 1u);
 }
 
+TEST(reference_scoring, a_negative_product_leaves_the_verdict_open)
+{
+    Tokens tokens;
+    putMessages(tokens, 10, 10);
+    // A count from 2^31 up is a negative number of sightings: "ab" gets a probability above 1, "cd" one below 0.
+    put(tokens, wide("ab"), 0x80000000u, 0);
+    put(tokens, wide("cd"), 0, 0x80000000u);
+    put(tokens, wide("ef"), 0, 0x80000000u);
+    LoadedState loaded;
+    const Score one = check(segment(wide("ab"), tokens), tokens, loaded);
+    EXPECT_EQ(one.used, 1u);
+    EXPECT_TRUE(std::isnan(one.spamicity));
+    EXPECT_EQ(one.verdict, Verdict::unsure);
+    EXPECT_FALSE(one.uncertain);
+    const Score two = check(segment(wide("cdef"), tokens), tokens, loaded);
+    EXPECT_EQ(two.used, 2u);
+    EXPECT_EQ(two.verdict, Verdict::ham);
+}
+
 // ---- Training ----
 
 TEST(reference_training, tokens_and_message_counts_move_together)

@@ -73,6 +73,18 @@ double priorOf(const Tokens &tokens)
     return millionths == 0 ? defaultPrior : millionths * 0.000001;
 }
 
+// The natural logarithm of a product; NaN for a negative one, as huge counts can make it.
+long double logarithmOfProduct(const std::vector<double> &factors)
+{
+    long double sum = 0;
+    bool negative = false;
+    for (const double factor : factors) {
+        sum += std::log(std::fabs(static_cast<long double>(factor)));
+        negative ^= factor < 0;
+    }
+    return negative ? std::numeric_limits<long double>::quiet_NaN() : sum;
+}
+
 Score scoreOf(const std::vector<double> &probabilities, bool uncertain, double prior)
 {
     Score score;
@@ -83,19 +95,18 @@ Score scoreOf(const std::vector<double> &probabilities, bool uncertain, double p
         score.verdict = classify(score.spamicity);
         return score;
     }
-    long double hamLogarithm = 0;
-    long double spamLogarithm = 0;
+    std::vector<double> opposites;
     for (const double p : probabilities) {
-        const double opposite = 1 - p;
-        hamLogarithm += std::log(static_cast<long double>(opposite));
-        spamLogarithm += std::log(static_cast<long double>(p));
+        opposites.push_back(1 - p);
     }
+    const long double hamLogarithm = logarithmOfProduct(opposites);
+    const long double spamLogarithm = logarithmOfProduct(probabilities);
     const long double hamTail = chiSquareUpperTail(score.used, -hamLogarithm);
     const long double spamTail = chiSquareUpperTail(score.used, -spamLogarithm);
     score.spamicity = (1 + spamTail - hamTail) / 2;
     score.verdict = classify(score.spamicity);
     score.uncertain |= isNearCutoff(score.spamicity);
-    score.uncertain |= !std::isfinite(hamLogarithm) || !std::isfinite(spamLogarithm);
+    score.uncertain |= std::isinf(hamLogarithm) || std::isinf(spamLogarithm);
     return score;
 }
 

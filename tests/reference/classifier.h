@@ -54,10 +54,11 @@ Verdict classify(long double spamicity);
 
 struct Score {
     Verdict verdict = Verdict::unsure;
+    // NaN when a product of probabilities is negative; the verdict is then unsure.
     long double spamicity = 0;
     // How many tokens took part.
     unsigned used = 0;
-    // The verdict hangs on the last digits of the arithmetic, or the formulas leave their domain.
+    // The verdict hangs on the last digits of the arithmetic, or a product is zero.
     bool uncertain = false;
 };
 

@@ -254,6 +254,9 @@ std::vector<test::ProbabilityRow> Generator::probabilityRows()
         if (dice.chance(4)) {
             row.key = Value::ofBlob(messageCountKeyBytes + std::string(2, '\0'));
         }
+        if (dice.chance(2)) {
+            row.key = Value::ofBlob(priorKeyBytes + std::string(2, '\0'));
+        }
         if (dice.chance(4)) {
             row.key.bytes += utf16Bytes(unit());
         }
