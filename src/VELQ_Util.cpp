@@ -41,11 +41,12 @@ void logDebug(const char *format, ...) noexcept
 static bool buildOemPath(char (&path)[pathCapacity], const VELQ_WideChar *directory, const char *suffix) noexcept
 {
     const int size = API_unicodeToOemLength(directory);
-    if (size < 1 || static_cast<std::size_t>(size) + std::strlen(suffix) > pathCapacity ||
+    const std::size_t suffixSize = std::strlen(suffix) + 1;
+    if (size < 1 || static_cast<std::size_t>(size) - 1 + suffixSize > pathCapacity ||
         API_unicodeToOem(directory, path, size) < 1) {
         return false;
     }
-    std::strcpy(path + std::strlen(path), suffix);
+    std::memcpy(path + std::strlen(path), suffix, suffixSize);
     return true;
 }
 
@@ -138,7 +139,7 @@ static char *buildDataPath(const char *suffix) noexcept
     char *path = static_cast<char *>(allocateMemory(engineState.programDirLength + suffixLength));
     if (path != nullptr) {
         std::memcpy(path, engineState.programDir, engineState.programDirLength);
-        std::memcpy(path + engineState.programDirLength - 1, suffix, suffixLength);
+        std::memcpy(path + engineState.programDirLength - 1, suffix, suffixLength + 1);
     }
     return path;
 }

@@ -65,8 +65,8 @@ int sizeNeeded(iconv_t converter, char *source, std::size_t sourceBytes) noexcep
 
 int posixConvertText(CodePage, const VELQ_WideChar *text, char *destination, int size) noexcept
 {
-    const iconv_t converter = iconv_open("UTF-8", "UTF-16LE");
-    if (converter == reinterpret_cast<iconv_t>(-1)) {
+    iconv_t converter = iconv_open("UTF-8", "UTF-16LE");
+    if (converter == reinterpret_cast<iconv_t>(-1)) { // NOLINT(performance-no-int-to-ptr): iconv's own failure value
         return 0;
     }
     // iconv reads its input through a pointer to non-const, but does not write it.
