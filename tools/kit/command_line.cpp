@@ -1,0 +1,145 @@
+// Puts the command table together, runs a command and turns what it throws into one line and an exit status.
+#include "kit/command_line.h"
+
+#include "kit/commands.h"
+#include "kit/wide_text.h"
+#include "velq.h"
+
+#include <map>
+#include <new>
+
+namespace velq::kit {
+
+void Context::message(const std::string &text) const
+{
+    if (!quiet) {
+        err << "velq: " << oneLine(text) << std::endl;
+    }
+}
+
+void addInstallOption(CLI::App &command, std::string &folder)
+{
+    command.add_option("--install", folder, "The folder that holds the installation, as given to velq init")
+        ->required()
+        ->type_name("DIR");
+}
+
+void addJsonFlag(CLI::App &command, Context &context)
+{
+    command.add_flag("--json", context.json, "Print JSON");
+}
+
+void addQuietFlag(CLI::App &command, Context &context)
+{
+    command.add_flag("--quiet", context.quiet, "No progress and no messages but errors");
+}
+
+void addFormatOption(CLI::App &command, CorpusFormat &format)
+{
+    static const std::map<std::string, CorpusFormat> formats = {
+        {"tsv", CorpusFormat::labelTabText}, {"csv", CorpusFormat::csv}, {"jsonl", CorpusFormat::jsonLines}};
+    command
+        .add_option_function<std::string>(
+            "--format", [&format](const std::string &name) { format = formats.at(name); },
+            "Format of the messages: tsv (label, tab, text), csv (header with label and text), jsonl; by the file's "
+            "ending "
+            "when not given")
+        ->check(CLI::IsMember({"tsv", "csv", "jsonl"}))
+        ->type_name("FORMAT");
+}
+
+void addExamples(CLI::App &command, std::initializer_list<const char *> examples)
+{
+    std::string text = examples.size() == 1 ? "Example:" : "Examples:";
+    for (const char *example : examples) {
+        text += "\n  ";
+        text += example;
+    }
+    command.footer(text);
+}
+
+static std::string programVersion()
+{
+    return "velq " + std::to_string(VELQ_VERSION_MAJOR) + "." + std::to_string(VELQ_VERSION_MINOR) + "." +
+           std::to_string(VELQ_VERSION_PATCH);
+}
+
+static void buildTable(CLI::App &root, Context &context)
+{
+    root.require_subcommand(1);
+    root.set_version_flag("--version", programVersion());
+    addInitCommand(root, context);
+    addRateCommand(root, context);
+    addExplainCommand(root, context);
+    addMarkCommand(root, context);
+    addListCommand(root, context);
+    addUpdateCommand(root, context);
+    addVersionsCommand(root, context);
+#ifdef VELQ_KIT_HAS_STORE
+    addStoreCommands(root, context);
+#endif
+#ifdef VELQ_KIT_HAS_UPDATE_FILE
+    addWhiteUpdateCommand(root, context);
+    addUpdateInspect(*root.get_subcommand("update"), context);
+#endif
+#ifdef VELQ_KIT_HAS_EVALUATE
+    addEvaluateCommand(root, context);
+#endif
+}
+
+static int failed(std::ostream &err, Status status, const std::string &message)
+{
+    err << "velq: " << oneLine(message) << std::endl;
+    return static_cast<int>(status);
+}
+
+// The command whose help the user would want: the innermost one that was named.
+static const CLI::App &innermost(const CLI::App &app)
+{
+    const auto named = app.get_subcommands();
+    return named.empty() ? app : innermost(*named.front());
+}
+
+static std::string fullName(const CLI::App &app)
+{
+    return app.get_parent() == nullptr ? app.get_name() : fullName(*app.get_parent()) + " " + app.get_name();
+}
+
+static int parseAndRun(CLI::App &root, Context &context, int argc, const char *const *argv)
+{
+    try {
+        root.parse(argc, argv);
+    } catch (const CLI::CallForHelp &) {
+        context.out << innermost(root).help();
+    } catch (const CLI::CallForVersion &version) {
+        context.out << version.what() << '\n';
+    } catch (const CLI::ParseError &error) {
+        return failed(context.err, Status::usage,
+                      std::string(error.what()) + "; see " + fullName(innermost(root)) + " --help");
+    }
+    context.out.flush();
+    if (!context.out) {
+        return failed(context.err, Status::inputOutput,
+                      "writing to standard output failed; check the device or the pipe");
+    }
+    return context.verdict;
+}
+
+int runCommandLine(int argc, const char *const *argv, std::istream &in, std::ostream &out, std::ostream &err)
+{
+    Context context{in, out, err};
+    CLI::App root("Spam filter for short messages", "velq");
+    try {
+        buildTable(root, context);
+        return parseAndRun(root, context, argc, argv);
+    } catch (const Error &error) {
+        out.flush();
+        return failed(err, error.status(), error.what());
+    } catch (const std::bad_alloc &) {
+        return failed(err, Status::internal, "out of memory; give the command less to do at once");
+    } catch (const std::exception &error) {
+        return failed(err, Status::internal, std::string("internal error: ") + error.what() + "; please report this");
+    }
+}
+
+} // namespace velq::kit

@@ -1,0 +1,11 @@
+// velq explain.
+#include "kit/commands.h"
+
+namespace velq::kit {
+
+void addExplainCommand(CLI::App &root, Context &)
+{
+    root.add_subcommand("explain");
+}
+
+} // namespace velq::kit
