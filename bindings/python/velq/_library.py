@@ -1,0 +1,99 @@
+"""The C interface of libvelq through ctypes: loading, record layouts, signatures, wide text."""
+
+from __future__ import annotations
+
+import ctypes
+import ctypes.util
+import os
+from ctypes import POINTER, Structure, c_int32, c_uint16, c_uint32, c_void_p
+
+WideText = POINTER(c_uint16)
+
+
+class NumberRecord(Structure):
+    _fields_ = [("number", WideText), ("name", WideText)]
+
+
+class NumberListNode(Structure):
+    pass
+
+
+NumberListNode._fields_ = [
+    ("next", POINTER(NumberListNode)),
+    ("name", WideText),
+    ("number", WideText),
+    ("extend_id", c_int32),
+]
+
+
+class UIDListNode(Structure):
+    pass
+
+
+UIDListNode._fields_ = [("next", POINTER(UIDListNode)), ("uid", c_int32)]
+
+
+class VersionRecord(Structure):
+    _fields_ = [("command", c_int32), ("version", c_int32)]
+
+
+# Export name -> result type and argument types. {list} stands for Black and White.
+_SIGNATURES: dict[str, tuple[object, list[object]]] = {
+    "VELQ_Initialize": (c_int32, [WideText]),
+    "VELQ_Norix_Initialize": (c_int32, [WideText]),
+    "VELQ_Finalize": (c_int32, []),
+    "VELQ_Norix_Finalize": (c_int32, []),
+    "VELQ_CheckSpamMsgSync": (c_int32, [POINTER(c_uint32), WideText, WideText]),
+    "VELQ_SetMsgAsHam": (c_int32, [WideText, WideText]),
+    "VELQ_SetMsgAsSpam": (c_int32, [WideText]),
+    "VELQ_Add{list}NumberSync": (c_int32, [POINTER(NumberRecord), c_int32, c_int32]),
+    "VELQ_Remove{list}NumberSync": (c_int32, [POINTER(NumberRecord)]),
+    "VELQ_RemoveAll{list}NumberSync": (c_int32, [c_int32]),
+    "VELQ_AddWhiteNumberListSync": (c_int32, [POINTER(NumberListNode), c_int32]),
+    "VELQ_Get{list}NumberList": (c_int32, [POINTER(POINTER(NumberListNode)), c_int32]),
+    "VELQ_Get{list}NumberUIDList": (c_int32, [POINTER(POINTER(UIDListNode)), c_int32]),
+    "VELQ_Read{list}NumberByUID": (c_int32, [POINTER(NumberRecord), c_int32]),
+    "VELQ_Delete{list}NumberByUID": (c_int32, [c_int32]),
+    "VELQ_Delete{list}NumberByExtendID": (c_int32, [c_int32]),
+    "VELQ_GetTotalCountOf{list}Number": (c_int32, [POINTER(c_int32)]),
+    "VELQ_Free{list}NumberList": (None, [POINTER(NumberListNode)]),
+    "VELQ_Free{list}NumberUIDList": (None, [POINTER(UIDListNode)]),
+    "VELQ_Free{list}Number": (None, [POINTER(NumberRecord)]),
+    "VELQ_GetCurVersion": (c_int32, [POINTER(VersionRecord)]),
+    "VELQ_UpdateData": (c_int32, [WideText, c_int32, WideText, c_int32]),
+}
+
+
+def load(path: str | None = None) -> ctypes.CDLL:
+    """Loads libvelq: the given file, the one that VELQ_LIBRARY names, or the installed one."""
+    name = path or os.environ.get("VELQ_LIBRARY") or ctypes.util.find_library("velq") or "libvelq.so.1"
+    library = ctypes.CDLL(name)
+    for pattern, (result, arguments) in _SIGNATURES.items():
+        for kind in ("Black", "White") if "{list}" in pattern else ("",):
+            function = getattr(library, pattern.format(list=kind))
+            function.restype = result
+            function.argtypes = arguments
+    return library
+
+
+def to_wide(text: str) -> ctypes.Array[c_uint16]:
+    """Zero-terminated UTF-16 units; a zero character ends the text, as it does for the engine."""
+    data = text.encode("utf-16-le", "surrogatepass")
+    units = (c_uint16 * (len(data) // 2 + 1))()
+    ctypes.memmove(units, data, len(data))
+    return units
+
+
+def as_pointer(units: ctypes.Array[c_uint16] | None) -> object:
+    return ctypes.cast(units, WideText) if units is not None else None
+
+
+def from_wide(pointer: object) -> str:
+    """The text at a wide pointer; empty for null."""
+    address = ctypes.cast(pointer, c_void_p).value
+    if not address:
+        return ""
+    length = 0
+    while pointer[length] != 0:  # type: ignore[index]
+        length += 1
+    return ctypes.string_at(address, 2 * length).decode("utf-16-le", "replace")
