@@ -150,7 +150,7 @@ class Pair {
     }
     std::int32_t anyUid(NumberList list);
     RatingTrace newTrace();
-    void expectSameTrace(const RatingTrace &trace, const RatedMessage &expected, const TextArgument &body);
+    void expectSameTrace(const RatingTrace &trace, const RatedMessage &expected);
     template <typename UpdateRow>
     std::filesystem::path updatePath(Update<UpdateRow> &update, const char *name);
     void makeUpdate(const std::filesystem::path &path, ProbabilityUpdate &update);
@@ -228,12 +228,12 @@ RatingTrace Pair::newTrace()
 }
 
 // The trace shows the filtered text and the tokens, and the spamicity with six decimals.
-void Pair::expectSameTrace(const RatingTrace &trace, const RatedMessage &expected, const TextArgument &body)
+void Pair::expectSameTrace(const RatingTrace &trace, const RatedMessage &expected)
 {
     constexpr std::size_t longestShown = 280;
-    if (expected.segmentation) {
-        std::vector<std::string> texts = {test::utf8(filterMessageBody(body.value_or(WideText())))};
-        for (unsigned i = 0; i < expected.segmentation->count; ++i) {
+    if (expected.filtered) {
+        std::vector<std::string> texts = {test::utf8(*expected.filtered)};
+        for (unsigned i = 0; expected.segmentation && i < expected.segmentation->count; ++i) {
             texts.push_back(test::utf8(expected.segmentation->slots.at(i).token()));
         }
         ASSERT_EQ(trace.texts.size(), texts.size() + 1) << context();
@@ -270,7 +270,7 @@ void Pair::rate()
     ++tally.ratings;
     ++tally.settledBy[static_cast<int>(expected.by)];
     if (traced_) {
-        expectSameTrace(newTrace(), expected, body);
+        expectSameTrace(newTrace(), expected);
     }
     if (expected.score && expected.score->uncertain) {
         EXPECT_LE(rating, 2u) << context();

@@ -121,18 +121,18 @@ RatedMessage EngineModel::rate(const TextArgument &bodyArgument, const TextArgum
     const std::string key = numberKey(number);
     if (isListed(NumberList::black, key)) {
         registerMessage(Training::addSpam, body);
-        return {Verdict::spam, RatedBy::blackList, {}, {}};
+        return {Verdict::spam, RatedBy::blackList, {}, {}, {}};
     }
     if (narrowNumber(number).substr(0, operatorPrefix.size()) == operatorPrefix) {
-        return {Verdict::ham, RatedBy::operatorRule, {}, {}};
+        return {Verdict::ham, RatedBy::operatorRule, {}, {}, {}};
     }
     if (isListed(NumberList::white, key)) {
         registerMessage(Training::addHam, body);
-        return {Verdict::ham, RatedBy::whiteList, {}, {}};
+        return {Verdict::ham, RatedBy::whiteList, {}, {}, {}};
     }
     const WideText filtered = filterMessageBody(body);
     if (filtered.size() <= shortBody) {
-        return {Verdict::ham, RatedBy::length, {}, {}};
+        return {Verdict::ham, RatedBy::length, filtered, {}, {}};
     }
     return rateByText(filtered);
 }
@@ -141,10 +141,10 @@ RatedMessage EngineModel::rateByText(const WideText &filtered)
 {
     const Segmentation segmentation = segment(filtered, stores.tokens);
     if (segmentation.count <= tooFewTokens) {
-        return {Verdict::unsure, RatedBy::tooFewTokens, segmentation, {}};
+        return {Verdict::unsure, RatedBy::tooFewTokens, filtered, segmentation, {}};
     }
     const Score score = check(segmentation, stores.tokens, *loaded_);
-    RatedMessage result{score.verdict, RatedBy::classifier, segmentation, score};
+    RatedMessage result{score.verdict, RatedBy::classifier, filtered, segmentation, score};
     if (score.verdict == Verdict::unsure && hasTelNumber(filtered)) {
         result.rating = Verdict::spam;
         result.by = RatedBy::digitRun;

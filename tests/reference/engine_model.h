@@ -46,6 +46,7 @@ struct RatedMessage {
     Verdict rating = Verdict::unsure;
     RatedBy by = RatedBy::tooFewTokens;
     // Set when the pipeline got that far.
+    std::optional<WideText> filtered;
     std::optional<Segmentation> segmentation;
     // Set when the classifier was asked. An uncertain score means that the engine may rate and train otherwise.
     std::optional<Score> score;

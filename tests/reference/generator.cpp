@@ -25,16 +25,22 @@ std::vector<WideText> unitsOf(std::string_view text)
     return units;
 }
 
-// Units that the filter drops, changes or has to leave alone.
+// Units that the filter drops or changes, their neighbours, and units that are no characters.
 const std::vector<WideText> oddities = [] {
-    std::vector<WideText> out = unitsOf(" !.-'\"?*$%()+/:;<=>@[]^_`{|}~,&A"
-                                        "BZ\r\n\t\u20ac\u00e9\u00b7\u3002\uff0c\uff01\uff11");
+    std::vector<WideText> out = unitsOf("ABZ,&\u20ac\uff11");
     out.push_back(wide("\xF0\x9F\x98\x80"));
-    for (const int unit : {0x0001, 0x007F, 0x0080, 0x0081, 0x00FD, 0x00FE, 0xD800, 0xDC00, 0xFFFF}) {
-        out.push_back(WideText(1, static_cast<VELQ_WideChar>(unit)));
+    for (unsigned unit = 1; unit <= 0xFFFF; ++unit) {
+        const auto isMark = [](unsigned value) { return isPunctuation(static_cast<VELQ_WideChar>(value)); };
+        const bool isOther = unit == 1 || unit == 0xD800 || unit == 0xDC00 || unit == 0xFFFF;
+        if (isOther || isMark(unit) || isMark(unit - 1) || isMark(unit + 1)) {
+            out.push_back(WideText(1, static_cast<VELQ_WideChar>(unit)));
+        }
     }
     return out;
 }();
+
+// The digits of the scoring rule's own limits.
+const std::vector<std::uint32_t> oddPriors = {0, 1, 449999, 450000, 450001, 520000, 899999, 900000, 900001};
 
 const std::vector<std::string> numberPool = {"13812345678",
                                              "+8613812345678",
@@ -123,6 +129,11 @@ TokenCounts Generator::counts()
     constexpr int few = 2;
     constexpr int many = 40;
     const std::uint32_t reserved = dice.chance(10) ? dice.pick(extremeCounts) : 0;
+    if (dice.chance(1)) {
+        // Together they wrap to zero.
+        const std::uint32_t spam = count(many);
+        return {spam, 0u - spam, reserved};
+    }
     switch (dice.below(8)) {
     case 0:
         return {0, 0, reserved};
@@ -149,13 +160,14 @@ std::vector<test::ProbabilityRow> Generator::tokenRows()
     }
     if (dice.chance(85)) {
         const bool even = dice.chance(60);
-        const std::uint32_t spam = even ? 50 : count(60);
-        const std::uint32_t ham = even ? 50 : count(60);
+        const std::uint32_t spam = dice.chance(4) ? dice.pick(extremeCounts) : even ? 50 : count(60);
+        const std::uint32_t ham = dice.chance(4) ? dice.pick(extremeCounts) : even ? 50 : count(60);
         rows.push_back({Value::ofBlob(messageCountKeyBytes), storedValue({spam, ham, dice.chance(20) ? 7u : 0u})});
     }
     if (dice.chance(50)) {
-        const int millionths = dice.chance(10) ? 0 : dice.between(100000, 950000);
-        rows.push_back({Value::ofBlob(priorKeyBytes), storedValue({static_cast<std::uint32_t>(millionths), 0, 0})});
+        const auto millionths = static_cast<std::uint32_t>(dice.between(100000, 950000));
+        rows.push_back(
+            {Value::ofBlob(priorKeyBytes), storedValue({dice.chance(30) ? dice.pick(oddPriors) : millionths, 0, 0})});
     }
     return rows;
 }
