@@ -1,6 +1,6 @@
 -- The tables of the five data files and of the two update files. Each section, from one "-- file:" line to the next,
--- is the whole content of one fresh database. Columns have no affinity, so that every value keeps the storage class
--- with which the engine binds it.
+-- is the whole content of one fresh database. Columns that hold what a caller gave have no affinity, so that every value
+-- keeps the storage class with which the engine binds it. Identifiers are never used twice: a host may hold on to one.
 
 -- file: prob.bin
 CREATE TABLE velqTable(key BLOB PRIMARY KEY NOT NULL, value BLOB) WITHOUT ROWID;

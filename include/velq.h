@@ -18,15 +18,19 @@
  *            functions return VELQ_NOT_INITIALIZED and the free functions do nothing.
  * Threads    The engine starts no thread and takes no lock. Start and stop exclude every other call.
  *            Rating (VELQ_CheckSpamMsgSync) and feedback (VELQ_SetMsgAsHam, VELQ_SetMsgAsSpam) share one
- *            working state: the host never runs two of them at the same time. The number list functions
- *            and VELQ_GetCurVersion may run on any thread beside each other and beside those. While
- *            VELQ_UpdateData runs, every function except rating answers VELQ_ERR_BUSY; the host starts
- *            updates from one thread at a time.
- * Waiting    A data file locked by another connection is waited for at most five times 50 milliseconds;
- *            then the function fails.
- * Log        Failures leave a line in engine.log (norix-engine.log) in the program directory. A file named
- *            enable-debug beside it, present at the start, adds a trace of every step. The trace holds
- *            message bodies and numbers.
+ *            working state: the host never runs two of them at the same time. After VELQ_Norix_Initialize
+ *            the same holds for VELQ_AddBlackNumberSync and VELQ_AddWhiteNumberSync, which look numbers up
+ *            through the connections that rating uses: never two of these five at the same time. All other
+ *            number list functions and VELQ_GetCurVersion may run on any thread beside each other and
+ *            beside those. While VELQ_UpdateData runs, feedback, the number list functions and
+ *            VELQ_GetCurVersion answer VELQ_ERR_BUSY, and rating works; the host starts updates from one
+ *            thread at a time.
+ * Waiting    A data file locked by another connection is waited for at most five times 50 milliseconds
+ *            for each lock; then the operation fails. A function may run several operations.
+ * Log        Failed operations leave a line in engine.log (norix-engine.log) in the program directory;
+ *            refused arguments do not always. A file named enable-debug beside it, present at the start,
+ *            adds a trace of every step and the few failures that belong to it. The trace holds message
+ *            bodies and numbers.
  */
 #ifndef VELQ_H
 #define VELQ_H
@@ -67,7 +71,7 @@ typedef uint_least16_t VELQ_WideChar;
 enum {
     VELQ_SUCCESS = 0,            /* done */
     VELQ_NOT_INITIALIZED = -1,   /* no initialisation is in force */
-    VELQ_ERR_FAILED = -2,        /* bad argument or failed operation; the log tells which */
+    VELQ_ERR_FAILED = -2,        /* bad argument or failed operation */
     VELQ_ERR_BUSY = -4,          /* a data update is running */
     VELQ_ERR_DATABASE_FULL = -6, /* VELQ_AddWhiteNumberListSync: the data file cannot grow */
     VELQ_ERR_NOT_SUPPORTED = -7, /* VELQ_CheckSpamMsgASync: not offered */
@@ -134,7 +138,8 @@ typedef struct VersionRecord {
  * log may stay open until a later start.
  *
  *  0  started, or was started already
- * -2  programDir is null, too long or does not end as said; or a data file is missing (the log names it)
+ * -2  programDir is null, too long or does not end as said; a data file is missing (the log names it); or
+ *     memory is out
  */
 VELQ_API int32_t VELQ_Initialize(const VELQ_WideChar *programDir) VELQ_NOEXCEPT;
 
@@ -147,7 +152,8 @@ VELQ_API int32_t VELQ_Initialize(const VELQ_WideChar *programDir) VELQ_NOEXCEPT;
  * A second call while started does nothing, logs a warning and returns 0.
  *
  *  0  started, or was started already
- * -2  programDir is null, too long or does not end as said; or one of the three files cannot be opened
+ * -2  programDir is null, too long or does not end as said; one of the three files cannot be opened; or
+ *     memory is out
  */
 VELQ_API int32_t VELQ_Norix_Initialize(const VELQ_WideChar *programDir) VELQ_NOEXCEPT;
 
@@ -202,7 +208,7 @@ VELQ_API int32_t VELQ_CheckSpamMsgASync(void) VELQ_NOEXCEPT;
  * body    in: the message's text; null is empty
  * number  in: the sender, at most 29 characters
  *
- *  0  done, also when the number was on no list
+ *  0  done, also when the number was on no list, and when the words could not be moved (the log tells)
  * -1  not started
  * -2  the number could not be removed; or it is null or too long (the words are moved all the same)
  * -4  an update is running
@@ -215,7 +221,7 @@ VELQ_API int32_t VELQ_SetMsgAsHam(const VELQ_WideChar *body, const VELQ_WideChar
  *
  * body  in: the message's text; null is empty
  *
- *  0  done
+ *  0  done, also when the store was opened but could not be written (the log tells)
  * -1  not started
  * -2  the token store could not be opened
  * -4  an update is running
@@ -227,7 +233,7 @@ VELQ_API int32_t VELQ_SetMsgAsSpam(const VELQ_WideChar *body) VELQ_NOEXCEPT;
 /*
  * Adds a number to the black (white) list after taking it off the other list. Two numbers are the same when
  * their last 11 characters agree, or, below 11 characters, when they are equal. A number that the list
- * already holds is left as it is.
+ * already holds is left as it is. An empty number matches nothing, itself included.
  *
  * record    in: number (required) and name (may be null)
  * hidden    in: 0 or 1, stored with the entry
@@ -402,7 +408,9 @@ VELQ_API int32_t VELQ_GetCurVersion(VersionRecord *record) VELQ_NOEXCEPT;
 /*
  * Merges data updates. Each file is merged whole or not at all, and its version is recorded after a
  * successful merge. A failed probability merge does not stop the white-number merge; the result is that of
- * the last operation run. A merge whose target stays locked is skipped and counts as done.
+ * the last operation run. A merge whose target stays locked is skipped and counts as done: its version is
+ * recorded all the same. A white-number update whose last row the list holds already, from an earlier
+ * update, is rolled back and fails.
  *
  * probPath     in: probability update file, or null for none; below 256 bytes in UTF-8
  * probVersion  in: the version to record for it

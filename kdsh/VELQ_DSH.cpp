@@ -4,9 +4,9 @@
 
 #include <sqlite3.h>
 
-static_assert(VELQ_DSH_OK == SQLITE_OK && VELQ_DSH_BUSY == SQLITE_BUSY && VELQ_DSH_FULL == SQLITE_FULL &&
-              VELQ_DSH_CANTOPEN == SQLITE_CANTOPEN && VELQ_DSH_ROW == SQLITE_ROW && VELQ_DSH_DONE == SQLITE_DONE &&
-              VELQ_DSH_ANY_TEXT == SQLITE_ANY);
+static_assert(VELQ_DSH_OK == SQLITE_OK && VELQ_DSH_BUSY == SQLITE_BUSY && VELQ_DSH_NOMEM == SQLITE_NOMEM &&
+              VELQ_DSH_FULL == SQLITE_FULL && VELQ_DSH_CANTOPEN == SQLITE_CANTOPEN && VELQ_DSH_ROW == SQLITE_ROW &&
+              VELQ_DSH_DONE == SQLITE_DONE && VELQ_DSH_ANY_TEXT == SQLITE_ANY);
 
 int VELQ_DSH_Open(const char *path, VELQ_DSH_Connection **connection) noexcept
 {

@@ -24,6 +24,7 @@ using VELQ_DSH_Final = void (*)(VELQ_DSH_Context *context);
 enum VELQ_DSH_Result : int {
     VELQ_DSH_OK = 0,
     VELQ_DSH_BUSY = 5,
+    VELQ_DSH_NOMEM = 7,
     VELQ_DSH_FULL = 13,
     VELQ_DSH_CANTOPEN = 14,
     VELQ_DSH_ROW = 100,

@@ -618,7 +618,6 @@ static bool readNumberRecord(NumberRecord *record, VELQ_DSH_Statement *statement
 {
     NumberRecord read{copyNumberColumn(statement, 0), copyNameColumn(statement, 1)};
     if (read.number == nullptr || read.name == nullptr) {
-        logError("%s:%d\tError: Memory Allocation  failed\n", VELQ_HERE);
         freeNumberRecord(&read);
         return false;
     }
@@ -637,15 +636,15 @@ int db_ReadNumberByUID(NumberRecord *record, std::int32_t uid, std::int32_t kind
     StoreSession session = openStore(readNumberByUID, pathFor(kind), nullptr, {VELQ_HERE});
     prepareStatement(session, statementFor(statements, kind), {VELQ_HERE});
     bindInt(session, 1, uid);
-    bool isComplete = true;
     if (stepToRowOrDone(session, {VELQ_HERE})) {
         logDebug("%s:%d\t******** Found  number in store *********\n", VELQ_HERE);
-        isComplete = readNumberRecord(record, session.statement);
+        if (!readNumberRecord(record, session.statement)) {
+            failForMemory(session, {VELQ_HERE});
+        }
     } else if (!session.hasFailed) {
         logDebug("%s:%d\t******** Not Found number in store *********\n", VELQ_HERE);
     }
-    const int result = closeStore(session, {VELQ_HERE});
-    return isComplete ? result : VELQ_ERR_FAILED;
+    return closeStore(session, {VELQ_HERE});
 }
 
 static constexpr StoreOperation getTotalCount = {

@@ -156,6 +156,12 @@ void stepToDone(StoreSession &session, SourceLine where) noexcept
     }
 }
 
+void failForMemory(StoreSession &session, SourceLine where) noexcept
+{
+    session.code = VELQ_DSH_NOMEM;
+    failSession(session, StorePhase::step, where);
+}
+
 void finishStatement(StoreSession &session) noexcept
 {
     VELQ_DSH_Fini(session.statement);

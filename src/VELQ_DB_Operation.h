@@ -98,6 +98,8 @@ bool stepToRow(StoreSession &session) noexcept;
 bool stepToRowOrDone(StoreSession &session, SourceLine where) noexcept;
 // Steps a statement that returns no row.
 void stepToDone(StoreSession &session, SourceLine where) noexcept;
+// Fails the session in its step for want of memory.
+void failForMemory(StoreSession &session, SourceLine where) noexcept;
 void finishStatement(StoreSession &session) noexcept;
 void commitWrite(StoreSession &session, SourceLine where) noexcept;
 // Ends the session: 0 when nothing failed, otherwise -2.
@@ -144,7 +146,7 @@ struct MergeSession {
 MergeSession openMerge(const MergeOperation &operation, const char *targetPath, const char *updatePath,
                        SourceLine where) noexcept;
 // Moves to the next row of the update. False at its end (an error while reading counts as the end) and once the merge
-// has failed.
+// has failed. A last result code of row is no failure: the target knew the row before.
 bool nextMergeRow(MergeSession &merge, SourceLine where) noexcept;
 // Makes `statement` ready for binding; false when it cannot be prepared, which fails the merge.
 bool prepareMergeStatement(MergeSession &merge, VELQ_DSH_Statement *&statement, const char *sql,

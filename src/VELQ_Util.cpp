@@ -6,7 +6,7 @@
 #include <cstdarg>
 #include <cstring>
 
-EngineState engineState;
+constinit EngineState engineState{};
 
 // ---- Diagnostic log
 

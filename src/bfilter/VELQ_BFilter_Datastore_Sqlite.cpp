@@ -177,5 +177,11 @@ int db_txn_abort(dbh *handle) noexcept
 
 int db_txn_commit(dbh *handle) noexcept
 {
-    return db_exec_sql(handle->connection, "COMMIT;");
+    const int code = db_exec_sql(handle->connection, "COMMIT;");
+    if (code != VELQ_DSH_OK && engineState.tokenStoreConn != nullptr) {
+        // A connection of the handle's own abandons the transaction when it is closed; the kept-open one would hold it,
+        // and the write lock with it, into the next operation.
+        VELQ_DSH_Exec(handle->connection, "ROLLBACK;", nullptr, nullptr, nullptr);
+    }
+    return code;
 }

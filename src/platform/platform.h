@@ -32,7 +32,8 @@ struct PlatformCalls {
     void (*sleepMilliseconds)(std::uint32_t milliseconds) noexcept;
     // fopen on a path in the OEM code page; null on failure.
     std::FILE *(*openStream)(const char *path, const char *mode) noexcept;
-    // The form of a UTF-8 path that the database library takes; null when memory is out. Released with `release`.
+    // The form of a UTF-8 path under which the database library opens that file and nothing else; null when memory is
+    // out. Released with `release`.
     char *(*databasePath)(const char *path) noexcept;
     // Zeroed memory, or null.
     void *(*allocate)(std::size_t size) noexcept;

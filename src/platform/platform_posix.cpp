@@ -105,20 +105,31 @@ void posixSleepMilliseconds(std::uint32_t milliseconds) noexcept
     }
 }
 
-char *posixDatabasePath(const char *path) noexcept
+// `path` behind `prefix`, with slashes; null when memory is out.
+char *nativePath(const char *prefix, const char *path) noexcept
 {
-    char *native = static_cast<char *>(platformCalls.allocate(std::strlen(path) + 1));
+    const std::size_t prefixLength = std::strlen(prefix);
+    char *native = static_cast<char *>(platformCalls.allocate(prefixLength + std::strlen(path) + 1));
     if (native != nullptr) {
+        std::memcpy(native, prefix, prefixLength);
         for (std::size_t i = 0; path[i] != '\0'; ++i) {
-            native[i] = path[i] == '\\' ? '/' : path[i];
+            native[prefixLength + i] = path[i] == '\\' ? '/' : path[i];
         }
     }
     return native;
 }
 
+// Relative paths begin with "./", so that none of them is one of the names that the database library takes for
+// something else than a file: the empty name, ":memory:", "file:...".
+char *posixDatabasePath(const char *path) noexcept
+{
+    const bool isAbsolute = path[0] == '\\' || path[0] == '/';
+    return nativePath(isAbsolute ? "" : "./", path);
+}
+
 std::FILE *posixOpenStream(const char *path, const char *mode) noexcept
 {
-    char *native = posixDatabasePath(path);
+    char *native = nativePath("", path);
     if (native == nullptr) {
         return nullptr;
     }

@@ -1,5 +1,5 @@
-// The platform functions on Windows. Paths stay as the engine builds them; streams take them in the OEM code page, the
-// database library in UTF-8.
+// The platform functions on Windows. Paths keep their backslashes: narrowed with the OEM code page for streams, in
+// UTF-8 for the database library.
 #include "platform/platform.h"
 
 #include <cstdlib>
@@ -33,14 +33,19 @@ static std::FILE *win32OpenStream(const char *path, const char *mode) noexcept
     return std::fopen(path, mode);
 }
 
+// Relative paths begin with ".\", so that none of them is one of the names that the database library takes for
+// something else than a file: the empty name, ":memory:", "file:...".
 static char *win32DatabasePath(const char *path) noexcept
 {
-    const std::size_t size = std::strlen(path) + 1;
-    char *copy = static_cast<char *>(platformCalls.allocate(size));
-    if (copy != nullptr) {
-        std::memcpy(copy, path, size);
+    const bool isRooted = path[0] == '\\' || path[0] == '/' || (path[0] != '\0' && path[0] != ':' && path[1] == ':');
+    const char *prefix = isRooted ? "" : ".\\";
+    const std::size_t prefixLength = std::strlen(prefix);
+    char *native = static_cast<char *>(platformCalls.allocate(prefixLength + std::strlen(path) + 1));
+    if (native != nullptr) {
+        std::memcpy(native, prefix, prefixLength);
+        std::strcpy(native + prefixLength, path);
     }
-    return copy;
+    return native;
 }
 
 static void *win32Allocate(std::size_t size) noexcept
