@@ -9,6 +9,7 @@
 #include "support/engine_session.h"
 #include "support/installation.h"
 #include "support/wide.h"
+#include "support/without_sync.h"
 #include "velq.h"
 
 #include <algorithm>
@@ -567,6 +568,16 @@ void Pair::expectSameStores()
 
 // ---- The tests ----
 
+class WithoutSync : public testing::Environment {
+  public:
+    void SetUp() override
+    {
+        test::disableDatabaseSync();
+    }
+};
+
+const testing::Environment *const withoutSync = testing::AddGlobalTestEnvironment(new WithoutSync);
+
 StartVariant variantOf(std::uint64_t seed)
 {
     return seed % 2 == 0 ? StartVariant::plain : StartVariant::norix;
@@ -590,7 +601,7 @@ class differential_rating : public testing::TestWithParam<int> {};
 
 TEST_P(differential_rating, random_messages_over_random_stores)
 {
-    constexpr int stores = 60;
+    constexpr int stores = 100;
     constexpr int messages = 8;
     Tally total;
     for (std::uint64_t round = 0; round < rounds() && !HasFailure(); ++round) {
@@ -646,7 +657,7 @@ void anyOperation(Pair &pair)
 
 TEST_P(differential_sequence, random_operations_leave_engine_and_model_alike)
 {
-    constexpr int sequences = 3;
+    constexpr int sequences = 8;
     constexpr int operations = 60;
     Tally total;
     for (std::uint64_t round = 0; round < rounds() * sequences && !HasFailure(); ++round) {

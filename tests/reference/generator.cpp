@@ -26,7 +26,8 @@ std::vector<WideText> unitsOf(std::string_view text)
 }
 
 // Units that the filter drops or changes, their neighbours, and units that are no characters.
-const std::vector<WideText> oddities = [] {
+std::vector<WideText> makeOddities()
+{
     std::vector<WideText> out = unitsOf("ABZ,&\u20ac\uff11");
     out.push_back(wide("\xF0\x9F\x98\x80"));
     for (unsigned unit = 1; unit <= 0xFFFF; ++unit) {
@@ -37,7 +38,13 @@ const std::vector<WideText> oddities = [] {
         }
     }
     return out;
-}();
+}
+
+const std::vector<WideText> &oddities()
+{
+    static const std::vector<WideText> units = makeOddities();
+    return units;
+}
 
 // The digits of the scoring rule's own limits.
 const std::vector<std::uint32_t> oddPriors = {0, 1, 449999, 450000, 450001, 520000, 899999, 900000, 900001};
@@ -182,7 +189,7 @@ WideText Generator::piece()
         return unit();
     }
     if (kind <= 92) {
-        return dice.pick(oddities);
+        return dice.pick(oddities());
     }
     return digits(dice.chance(40) ? dice.between(6, 8) : dice.between(1, 12));
 }
