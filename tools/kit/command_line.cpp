@@ -17,9 +17,9 @@ void Context::message(const std::string &text) const
     }
 }
 
-void addInstallOption(CLI::App &command, std::string &folder)
+CLI::Option *addInstallOption(CLI::App &command, std::string &folder)
 {
-    command.add_option("--install", folder, "The folder that holds the installation, as given to velq init")
+    return command.add_option("--install", folder, "The folder that holds the installation, as given to velq init")
         ->required()
         ->type_name("DIR");
 }
@@ -48,10 +48,10 @@ void addFormatOption(CLI::App &command, CorpusFormat &format)
         ->type_name("FORMAT");
 }
 
-void addExamples(CLI::App &command, std::initializer_list<const char *> examples)
+void addExamples(CLI::App &command, std::initializer_list<std::string> examples)
 {
     std::string text = examples.size() == 1 ? "Example:" : "Examples:";
-    for (const char *example : examples) {
+    for (const std::string &example : examples) {
         text += "\n  ";
         text += example;
     }
@@ -110,7 +110,7 @@ static int parseAndRun(CLI::App &root, Context &context, int argc, const char *c
     try {
         root.parse(argc, argv);
     } catch (const CLI::CallForHelp &) {
-        context.out << innermost(root).help();
+        context.out << root.help();
     } catch (const CLI::CallForVersion &version) {
         context.out << version.what() << '\n';
     } catch (const CLI::ParseError &error) {

@@ -35,18 +35,18 @@ struct Context {
 };
 
 // Options and texts that commands share.
-void addInstallOption(CLI::App &command, std::string &folder); // --install DIR, required
-void addJsonFlag(CLI::App &command, Context &context);         // --json
-void addQuietFlag(CLI::App &command, Context &context);        // --quiet
-void addFormatOption(CLI::App &command, CorpusFormat &format); // --format tsv|csv|jsonl
+CLI::Option *addInstallOption(CLI::App &command, std::string &folder); // --install DIR, required
+void addJsonFlag(CLI::App &command, Context &context);                 // --json
+void addQuietFlag(CLI::App &command, Context &context);                // --quiet
+void addFormatOption(CLI::App &command, CorpusFormat &format);         // --format tsv|csv|jsonl
 // Closes the help text: at most eight examples of one line each, without the prompt.
-void addExamples(CLI::App &command, std::initializer_list<const char *> examples);
+void addExamples(CLI::App &command, std::initializer_list<std::string> examples);
 
 // One function for each file of commands. The command's options live in a record that its callback shares:
 //
 //     auto options = std::make_shared<Options>();
 //     CLI::App *command = parent.add_subcommand("name", "What it does");
-//     command->add_option("FILE", options->file, "...")->required();
+//     command->add_option("FILE", options->file, "...")->required()->type_name(" "); // a blank: the name says enough
 //     command->callback([options, &context] { run(*options, context); });
 //
 // Callbacks throw Error; they never exit.

@@ -29,7 +29,7 @@ void addInitCommand(CLI::App &root, Context &context)
 {
     auto options = std::make_shared<InitOptions>();
     CLI::App *command = root.add_subcommand("init", "Lay out an installation: program directory and data files");
-    command->add_option("folder", options->folder, "The folder to hold the installation")->required()->type_name("DIR");
+    command->add_option("DIR", options->folder, "The folder to hold the installation")->required()->type_name(" ");
     command->add_option("--store", options->store, "Token store to install instead of the delivered one")
         ->type_name("FILE");
     addQuietFlag(*command, context);

@@ -88,9 +88,8 @@ void checkTokenStore(const fs::path &file)
 }
 
 // Holds the source's read lock while its bytes are copied, so that no writer gets between.
-static void copyTokenStore(const fs::path &from, const fs::path &to)
+static void copyDataFile(const fs::path &from, const fs::path &to)
 {
-    checkTokenStore(from);
     Database source(from, DatabaseMode::read);
     source.exec("BEGIN;");
     source.integer("SELECT COUNT(*) FROM sqlite_master;");
@@ -99,7 +98,7 @@ static void copyTokenStore(const fs::path &from, const fs::path &to)
         throw Error(Status::cannotCreate,
                     "cannot create " + to.string() + ": " + code.message() + "; check the folder");
     }
-    // A store delivered read-only is copied with its permissions; the engine trains its own.
+    // A file delivered read-only is copied with its permissions; the engine writes to its own.
     fs::permissions(to, fs::perms::owner_read | fs::perms::owner_write, fs::perm_options::add, code);
 }
 
@@ -107,7 +106,7 @@ static void createDataFile(const Installation &installation, std::string_view na
 {
     const fs::path file = installation.dataFile(name);
     if (name == "prob.bin" && !tokenStore.empty()) {
-        copyTokenStore(tokenStore, file);
+        copyDataFile(tokenStore, file);
     } else {
         createFromSchema(file, name);
     }
@@ -142,6 +141,19 @@ void layOut(const Installation &installation, const fs::path &tokenStore)
             fs::remove(file, code);
         }
         throw;
+    }
+}
+
+void copyInstallation(const Installation &from, const Installation &to)
+{
+    std::error_code code;
+    fs::create_directories(to.dataFile("prob.bin").parent_path(), code);
+    if (code) {
+        throw Error(Status::cannotCreate, "cannot create " + to.programFolder().string() + ": " + code.message() +
+                                              "; check the space left and the permissions");
+    }
+    for (const std::string_view name : dataFileNames) {
+        copyDataFile(from.dataFile(name), to.dataFile(name));
     }
 }
 

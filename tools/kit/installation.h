@@ -42,6 +42,10 @@ class Installation {
 // removed); noInput or badData when `tokenStore` is missing or no token store.
 void layOut(const Installation &installation, const std::filesystem::path &tokenStore);
 
+// Lays out `to` with copies of the data files of `from`, each as it stands at one moment. Throws Error: noInput,
+// badData, inputOutput for `from`, cannotCreate for `to`.
+void copyInstallation(const Installation &from, const Installation &to);
+
 // Makes the data file or update file `name` of the schema ("prob.bin", "wn-update", ...) at `file`, which must not
 // exist.
 void createFromSchema(const std::filesystem::path &file, std::string_view name);

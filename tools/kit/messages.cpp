@@ -1,0 +1,59 @@
+// Messages from arguments and from lines.
+#include "kit/messages.h"
+
+#include "kit/corpus.h"
+#include "kit/input.h"
+#include "velq.h"
+
+namespace velq::kit {
+
+static InputMessage messageOfLine(const std::string &line)
+{
+    const std::size_t tab = line.find('\t');
+    Label label{};
+    if (tab != std::string::npos && parseLabel(std::string_view(line).substr(0, tab), label)) {
+        return {line.substr(0, tab), line.substr(tab + 1)};
+    }
+    return {{}, line};
+}
+
+void forEachMessage(const std::vector<std::string> &arguments, std::istream &in,
+                    const std::function<void(const InputMessage &)> &take)
+{
+    for (const std::string &argument : arguments) {
+        wideArgument(argument, "the message");
+        take({{}, argument});
+    }
+    if (!arguments.empty()) {
+        return;
+    }
+    InputFile input("-", in);
+    LineReader lines(input.stream(), longestMessageLine);
+    std::string line;
+    for (LineResult result = lines.next(line); result != LineResult::end; result = lines.next(line)) {
+        if (result == LineResult::tooLong) {
+            failAt(input.name(), lines.number(), "the line is longer than 1 MiB; one message stands on one line");
+        }
+        if (const std::string fault = textFault(line); !fault.empty()) {
+            failAt(input.name(), lines.number(), fault);
+        }
+        if (!line.empty()) {
+            take(messageOfLine(line));
+        }
+    }
+    checkReadToEnd(input.stream(), input.name());
+}
+
+std::string_view ratingName(std::uint32_t rating)
+{
+    switch (rating) {
+    case VELQ_RATING_SPAM:
+        return "spam";
+    case VELQ_RATING_HAM:
+        return "ham";
+    default:
+        return "unsure";
+    }
+}
+
+} // namespace velq::kit

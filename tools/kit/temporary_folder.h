@@ -1,0 +1,28 @@
+// A folder that only this user can read, removed with everything in it at the end of the scope.
+#ifndef VELQ_KIT_TEMPORARY_FOLDER_H
+#define VELQ_KIT_TEMPORARY_FOLDER_H
+
+#include <filesystem>
+
+namespace velq::kit {
+
+class TemporaryFolder {
+  public:
+    // Throws Error (cannotCreate).
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder &) = delete;
+    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+
+    const std::filesystem::path &path() const
+    {
+        return path_;
+    }
+
+  private:
+    std::filesystem::path path_;
+};
+
+} // namespace velq::kit
+
+#endif
