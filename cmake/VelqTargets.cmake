@@ -1,8 +1,11 @@
 # What every target of the project shares: warnings, sanitizers, coverage, and source paths that start at the project's
 # own folder (log lines and assertions show them).
 
+include(VelqArithmetic)
+
 add_library(velq_options INTERFACE)
 target_compile_options(velq_options INTERFACE
+  ${VELQ_ARITHMETIC_FLAGS}
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
   $<$<BOOL:${VELQ_WARNINGS_AS_ERRORS}>:-Werror>
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
@@ -20,8 +23,19 @@ target_link_libraries(velq_engine_options INTERFACE velq_options)
 target_compile_options(velq_engine_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions> $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>)
 
-# A shared library exports what its version script lists and nothing else.
+# A shared library exports what its version script lists and nothing else. On Windows the list becomes a module
+# definition file, which also keeps the names undecorated, and the DLL takes the target's name as it is.
 function(velq_export_only target script)
-  target_link_options(${target} PRIVATE "LINKER:--version-script=${script}")
-  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
+  if(WIN32)
+    file(STRINGS ${script} exports REGEX "^ +[A-Za-z_]+;$")
+    list(TRANSFORM exports REPLACE " *([A-Za-z_]+);?" "  \\1\n")
+    list(JOIN exports "" exports)
+    file(CONFIGURE OUTPUT ${target}.def CONTENT "EXPORTS\n${exports}")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${script})
+    target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.def)
+    set_target_properties(${target} PROPERTIES PREFIX "")
+  else()
+    target_link_options(${target} PRIVATE "LINKER:--version-script=${script}")
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
+  endif()
 endfunction()

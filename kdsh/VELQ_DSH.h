@@ -34,7 +34,7 @@ enum VELQ_DSH_Result : int {
 // The text representation under which functions are registered: any.
 enum VELQ_DSH_TextRepresentation : int { VELQ_DSH_ANY_TEXT = 5 };
 
-#if defined(__GNUC__)
+#if defined(__ELF__)
 #define VELQ_DSH_API extern "C" __attribute__((visibility("default")))
 #else
 #define VELQ_DSH_API extern "C"
