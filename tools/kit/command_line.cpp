@@ -2,6 +2,7 @@
 #include "kit/command_line.h"
 
 #include "kit/commands.h"
+#include "kit/generate.h"
 #include "kit/wide_text.h"
 #include "velq.h"
 
@@ -64,9 +65,26 @@ static std::string programVersion()
            std::to_string(VELQ_VERSION_PATCH);
 }
 
+// For the build, which installs what it prints; it stands in no help text.
+static void addGenerateOption(CLI::App &root, std::string &wanted)
+{
+    root.add_option("--generate", wanted, "Print the manual page or the bash completion")
+        ->check(CLI::IsMember({"man", "bash-completion"}))
+        ->group("");
+}
+
+static void generate(const std::string &wanted, const CLI::App &root, std::ostream &out)
+{
+    if (wanted == "man") {
+        writeManualPage(out, root, programVersion());
+    } else {
+        writeBashCompletion(out, root);
+    }
+}
+
 static void buildTable(CLI::App &root, Context &context)
 {
-    root.require_subcommand(1);
+    root.require_subcommand(0, 1);
     root.set_version_flag("--version", programVersion());
     addInitCommand(root, context);
     addRateCommand(root, context);
@@ -107,8 +125,15 @@ static std::string fullName(const CLI::App &app)
 
 static int parseAndRun(CLI::App &root, Context &context, int argc, const char *const *argv)
 {
+    std::string wanted;
+    addGenerateOption(root, wanted);
     try {
         root.parse(argc, argv);
+        if (!wanted.empty()) {
+            generate(wanted, root, context.out);
+        } else if (root.get_subcommands().empty()) {
+            throw CLI::RequiredError("A command");
+        }
     } catch (const CLI::CallForHelp &) {
         context.out << root.help();
     } catch (const CLI::CallForVersion &version) {

@@ -30,6 +30,11 @@ struct Context {
     {
         return quiet ? ProgressWhen::never : ProgressWhen::onTerminal;
     }
+    // The same for commands that print as they go: two on one terminal would get into each other's lines.
+    ProgressWhen progressBesideOutput() const
+    {
+        return standardOutputIsTerminal() ? ProgressWhen::never : progress();
+    }
     // One line for the user, "velq: ..." on standard error; nothing with --quiet.
     void message(const std::string &text) const;
 };

@@ -147,7 +147,9 @@ static void runPipe(const RateOptions &options, Context &context)
     InputFile input("-", context.in);
     LineReader lines(input.stream(), longestMessageLine);
     std::string line;
+    Progress progress(context.err, "rating", 0, context.progressBesideOutput());
     for (LineResult result = lines.next(line); result != LineResult::end; result = lines.next(line)) {
+        progress.reached(lines.number());
         if (result == LineResult::line && line.empty()) {
             continue;
         }
@@ -180,10 +182,12 @@ static void runRate(const RateOptions &options, Context &context)
     }
     std::uint64_t count = 0;
     Rated rated;
+    Progress progress(context.err, "rating", options.texts.size(), context.progressBesideOutput());
     forEachMessage(options.texts, context.in, [&](const InputMessage &message) {
         if (++count > 1 && options.exitCode) {
             throw Error(Status::usage, "--exit-code takes a single message; give one message or leave it out");
         }
+        progress.reached(count);
         const WideText body = wideArgument(message.text, "the message");
         if (!explainer) {
             rated = rate(engine, body, number);
@@ -229,6 +233,7 @@ void addRateCommand(CLI::App &root, Context &context)
                 "and a tab")
             ->type_name(" ");
     addJsonFlag(*command, context);
+    addQuietFlag(*command, context);
     CLI::Option *pipe =
         command->add_flag("--json-lines", options->jsonLines,
                           "Filter: reads a line {\"id\",\"number\",\"body\"} and answers at once with a line "

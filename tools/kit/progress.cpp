@@ -14,13 +14,23 @@ namespace velq::kit {
 
 using namespace std::chrono_literals;
 
-bool standardErrorIsTerminal()
+static bool isTerminal(int descriptor)
 {
 #ifdef _WIN32
-    return _isatty(2) != 0;
+    return _isatty(descriptor) != 0;
 #else
-    return isatty(STDERR_FILENO) != 0;
+    return isatty(descriptor) != 0;
 #endif
+}
+
+bool standardErrorIsTerminal()
+{
+    return isTerminal(2);
+}
+
+bool standardOutputIsTerminal()
+{
+    return isTerminal(1);
 }
 
 Progress::Progress(std::ostream &err, std::string title, std::uint64_t total, ProgressWhen when)

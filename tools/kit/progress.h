@@ -34,8 +34,8 @@ class Progress {
     std::chrono::steady_clock::time_point next_;
 };
 
-// True when standard error is a terminal.
 bool standardErrorIsTerminal();
+bool standardOutputIsTerminal();
 
 } // namespace velq::kit
 
