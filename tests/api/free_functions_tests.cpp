@@ -141,15 +141,16 @@ TEST_P(FreeFunctions, thousand_rounds_of_reading_and_releasing_lose_nothing)
         own.freeUids(uids);
         own.freeRecord(&record);
     };
-    for (int warmUp = 0; warmUp < 10; ++warmUp) {
+    for (int warmUp = 0; warmUp < 300; ++warmUp) {
         oneRound();
     }
     const std::size_t before = bytesInUse();
     for (int round = 0; round < 1000 && !HasFatalFailure(); ++round) {
         oneRound();
     }
-    // One lost node a round would be some 50 kilobytes.
-    EXPECT_LT(bytesInUse(), before + 16000);
+    // The smallest block lost in every round would add 32 kilobytes. The allocator counts what it keeps in its own
+    // caches as in use, which is less once they have filled.
+    EXPECT_LT(bytesInUse(), before + 24000);
 }
 
 TEST(free_functions, message_store_entries_release_nothing)
