@@ -3,9 +3,55 @@
 
 #include <algorithm>
 #include <fstream>
-#include <regex>
 
 namespace velq::test {
+
+namespace {
+
+constexpr std::string_view digits = "0123456789";
+constexpr std::string_view nameCharacters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
+
+bool consistsOf(std::string_view text, std::string_view characters)
+{
+    return !text.empty() && text.find_first_not_of(characters) == std::string_view::npos;
+}
+
+// The module's name in "folder/Module.cpp:123"; empty for any other text.
+std::string_view moduleOfPosition(std::string_view position)
+{
+    const std::size_t colon = position.rfind(':');
+    if (colon == std::string_view::npos || !consistsOf(position.substr(colon + 1), digits)) {
+        return {};
+    }
+    const std::string_view file = position.substr(0, colon);
+    const std::string_view name = file.substr(file.find_last_of("/\\") + 1);
+    const std::string_view module = name.substr(0, name.find('.'));
+    return consistsOf(module, nameCharacters) ? module : std::string_view();
+}
+
+std::string withoutSourcePosition(const std::string &line)
+{
+    const std::size_t tab = line.find('\t');
+    if (tab == std::string::npos) {
+        return line;
+    }
+    const std::string_view module = moduleOfPosition(std::string_view(line).substr(0, tab));
+    return module.empty() ? line : std::string(module) + line.substr(tab);
+}
+
+std::string withoutBannerTime(const std::string &line)
+{
+    const std::string_view label = " log on:";
+    const std::size_t start = line.find(label);
+    if (start == std::string::npos || line.compare(0, 1, "#") != 0) {
+        return line;
+    }
+    const std::size_t time = start + label.size();
+    const std::size_t end = std::min(line.find_first_not_of("0123456789-_:", time), line.size());
+    return end == time ? line : line.substr(0, time) + "<time>" + line.substr(end);
+}
+
+} // namespace
 
 std::vector<std::string> logLines(const std::filesystem::path &file)
 {
@@ -19,9 +65,7 @@ std::vector<std::string> logLines(const std::filesystem::path &file)
 
 std::string normalisedLogLine(const std::string &line)
 {
-    static const std::regex position(R"(^(?:[^\t]*[/\\])?([A-Za-z0-9_]+)(?:\.[A-Za-z]+)?:[0-9]+\t)");
-    static const std::regex bannerTime(R"(( log on:)[0-9]+-[0-9]+-[0-9]+_[0-9]+:[0-9]+:[0-9]+)");
-    return std::regex_replace(std::regex_replace(line, position, "$1\t"), bannerTime, "$1<time>");
+    return withoutBannerTime(withoutSourcePosition(line));
 }
 
 std::vector<std::string> normalisedLog(const std::filesystem::path &file)
