@@ -1,9 +1,9 @@
 // Releasing what the reads hand out: who may release what, when nothing happens, and that nothing is lost over many
 // rounds.
 #include "api/front_helpers.h"
+#include "support/system.h"
 
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <string>
 #include <vector>
 
@@ -115,11 +115,6 @@ TEST_P(FreeFunctions, nothing_is_released_while_the_engine_is_stopped)
     EXPECT_EQ(record.number, nullptr);
 }
 
-std::size_t bytesInUse()
-{
-    return mallinfo2().uordblks;
-}
-
 TEST_P(FreeFunctions, thousand_rounds_of_reading_and_releasing_lose_nothing)
 {
     const ListExports &own = GetParam();
@@ -144,13 +139,13 @@ TEST_P(FreeFunctions, thousand_rounds_of_reading_and_releasing_lose_nothing)
     for (int warmUp = 0; warmUp < 300; ++warmUp) {
         oneRound();
     }
-    const std::size_t before = bytesInUse();
+    const std::size_t before = heapBytesInUse();
     for (int round = 0; round < 1000 && !HasFatalFailure(); ++round) {
         oneRound();
     }
     // The smallest block lost in every round would add 32 kilobytes. The allocator counts what it keeps in its own
     // caches as in use, which is less once they have filled.
-    EXPECT_LT(bytesInUse(), before + 24000);
+    EXPECT_LT(heapBytesInUse(), before + 24000);
 }
 
 TEST(free_functions, message_store_entries_release_nothing)

@@ -3,10 +3,10 @@
 #include "internal/dsh_faults.h"
 
 #include "VELQ_DSH.h"
+#include "support/system.h"
 
 #include <cstdio>
 #include <cstdlib>
-#include <dlfcn.h>
 #include <utility>
 
 namespace velq::test {
@@ -18,7 +18,7 @@ DshWatch *activeWatch = nullptr;
 template <typename Function>
 Function libraryFunction(const char *name) noexcept
 {
-    void *found = dlsym(RTLD_NEXT, name);
+    void *found = accessLayerExport(name);
     if (found == nullptr) {
         std::fprintf(stderr, "%s is not in the database-access library\n", name);
         std::abort();
@@ -29,7 +29,7 @@ Function libraryFunction(const char *name) noexcept
 std::string fileName(const char *path)
 {
     const std::string text = path;
-    const std::size_t slash = text.find_last_of('/');
+    const std::size_t slash = text.find_last_of("/\\");
     return slash == std::string::npos ? text : text.substr(slash + 1);
 }
 

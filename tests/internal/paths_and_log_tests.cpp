@@ -3,6 +3,7 @@
 #include "VELQ_Util.h"
 #include "internal/dsh_faults.h"
 #include "internal/front_fixture.h"
+#include "support/system.h"
 
 #include <cstdio>
 #include <cstring>
@@ -37,7 +38,7 @@ class EngineFront : public ::testing::Test {
     void openLog(bool isDebugEnabled = false)
     {
         engineState.isDebugEnabled = isDebugEnabled ? 1 : 0;
-        engineState.logFile = std::fopen(installation.logFile("engine.log").c_str(), "w+");
+        engineState.logFile = std::fopen(installation.logFile("engine.log").string().c_str(), "w+");
         ASSERT_NE(engineState.logFile, nullptr);
     }
     std::string narrowDir() const
@@ -447,7 +448,7 @@ TEST_F(Log, system_clock_is_utc)
     parts.tm_hour = time.hour;
     parts.tm_min = time.minute;
     parts.tm_sec = time.second;
-    const std::time_t told = timegm(&parts);
+    const std::time_t told = utcSeconds(parts);
     EXPECT_GE(told, before);
     EXPECT_LE(told, after);
 }

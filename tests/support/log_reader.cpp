@@ -56,7 +56,7 @@ std::string withoutBannerTime(const std::string &line)
 std::vector<std::string> logLines(const std::filesystem::path &file)
 {
     std::vector<std::string> lines;
-    std::ifstream in(file, std::ios::binary);
+    std::ifstream in(file); // as text: the system's own line ends
     for (std::string line; std::getline(in, line);) {
         lines.push_back(line);
     }

@@ -1,0 +1,103 @@
+// Two implementations of each function: Windows and POSIX. The libraries are found by the names that the build gives.
+#include "support/system.h"
+
+#include <fstream>
+
+#ifdef _WIN32
+#define WIN32_LEAN_AND_MEAN
+#include <malloc.h>
+#include <windows.h>
+#else
+#include <dlfcn.h>
+#include <exception>
+#include <malloc.h>
+#include <stdexcept>
+#include <unistd.h>
+#endif
+
+namespace velq::test {
+
+bool OrdinaryUser::canWrite(const std::filesystem::path &file)
+{
+    return std::fstream(file, std::ios::in | std::ios::out).is_open();
+}
+
+#ifdef _WIN32
+
+std::time_t utcSeconds(const std::tm &time)
+{
+    std::tm parts = time;
+    return _mkgmtime(&parts);
+}
+
+static void *exportOf(const char *library, const char *name) noexcept
+{
+    const HMODULE module = LoadLibraryA(library);
+    return module != nullptr ? reinterpret_cast<void *>(GetProcAddress(module, name)) : nullptr;
+}
+
+void *engineExport(const char *name) noexcept
+{
+    return exportOf("velq.dll", name);
+}
+
+void *accessLayerExport(const char *name) noexcept
+{
+    return exportOf("kdsh.dll", name);
+}
+
+std::size_t heapBytesInUse()
+{
+    std::size_t bytes = 0;
+    _HEAPINFO entry{};
+    while (_heapwalk(&entry) == _HEAPOK) {
+        bytes += entry._useflag == _USEDENTRY ? entry._size : 0;
+    }
+    return bytes;
+}
+
+// A protected file binds every user.
+OrdinaryUser::OrdinaryUser() = default;
+OrdinaryUser::~OrdinaryUser() = default;
+
+#else
+
+std::time_t utcSeconds(const std::tm &time)
+{
+    std::tm parts = time;
+    return timegm(&parts);
+}
+
+void *engineExport(const char *name) noexcept
+{
+    return dlsym(RTLD_DEFAULT, name);
+}
+
+void *accessLayerExport(const char *name) noexcept
+{
+    return dlsym(RTLD_NEXT, name);
+}
+
+std::size_t heapBytesInUse()
+{
+    return mallinfo2().uordblks;
+}
+
+OrdinaryUser::OrdinaryUser() : wasSuperuser_(geteuid() == 0)
+{
+    constexpr uid_t nobody = 65534;
+    if (wasSuperuser_ && setresuid(nobody, nobody, 0) != 0) {
+        throw std::runtime_error("cannot become an ordinary user");
+    }
+}
+
+OrdinaryUser::~OrdinaryUser()
+{
+    if (wasSuperuser_ && setresuid(0, 0, 0) != 0) {
+        std::terminate();
+    }
+}
+
+#endif
+
+} // namespace velq::test

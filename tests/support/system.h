@@ -1,0 +1,39 @@
+// What tests ask of the operating system beyond the standard library, in one form for all of them.
+#ifndef VELQ_TEST_SUPPORT_SYSTEM_H
+#define VELQ_TEST_SUPPORT_SYSTEM_H
+
+#include <cstddef>
+#include <ctime>
+#include <filesystem>
+
+namespace velq::test {
+
+// Seconds since 1970 of a moment in UTC.
+std::time_t utcSeconds(const std::tm &time);
+
+// An export of one of the two libraries, or null. Where the test program itself defines a function of that name, the
+// library's own is found all the same.
+void *engineExport(const char *name) noexcept;
+void *accessLayerExport(const char *name) noexcept;
+
+// Bytes that the program has allocated and not freed, as the C library counts them.
+std::size_t heapBytesInUse();
+
+// Gives up a superuser's right to write protected files until the end of the scope.
+class OrdinaryUser {
+  public:
+    OrdinaryUser();
+    ~OrdinaryUser();
+    OrdinaryUser(const OrdinaryUser &) = delete;
+    OrdinaryUser &operator=(const OrdinaryUser &) = delete;
+
+    // Whether this program may open an existing file for writing.
+    static bool canWrite(const std::filesystem::path &file);
+
+  private:
+    bool wasSuperuser_ = false;
+};
+
+} // namespace velq::test
+
+#endif
