@@ -112,7 +112,8 @@ void readCsv(std::istream &in, const std::string &name, const std::function<void
         if (length == 0) {
             start = lines.number();
         }
-        length += line.size();
+        const bool blank = line.empty() || line == "\r";
+        length += length == 0 && blank ? 0 : line.size();
         if (result == LineResult::tooLong || length > longestCorpusLine) {
             failAt(name, start, "the record is longer than 1 MiB; close its quotes or shorten it");
         }
