@@ -1,166 +1,19 @@
-// The database-access layer over SQLite 3. Everything here passes straight through; policy (busy rule, transactions,
-// logging) belongs to the callers.
+// The database-access layer over SQLite 3. Everything here passes straight through; opening also takes away from the
+// file what a plain table does not need. Policy (busy rule, transactions, logging) belongs to the callers.
 #include "VELQ_DSH.h"
 
-#include <initializer_list>
+#include "VELQ_DSH_Hardening.h"
+
 #include <sqlite3.h>
 
 static_assert(VELQ_DSH_OK == SQLITE_OK && VELQ_DSH_BUSY == SQLITE_BUSY && VELQ_DSH_NOMEM == SQLITE_NOMEM &&
               VELQ_DSH_FULL == SQLITE_FULL && VELQ_DSH_CANTOPEN == SQLITE_CANTOPEN && VELQ_DSH_ROW == SQLITE_ROW &&
               VELQ_DSH_DONE == SQLITE_DONE && VELQ_DSH_ANY_TEXT == SQLITE_ANY);
 
-// ---- Files made by others
-//
-// Data files, and update files above all, may hold anything that SQLite's file format allows. None of the settings
-// below changes what comes of a file with plain tables.
-
-namespace {
-
-// Values of well-formed files stay far below. The limit bounds the memory that a computed column can ask for.
-constexpr int longestValue = 1 << 20;
-
-// How many steps of SQLite's virtual machine one run of a statement may take: the engine's own statements need less
-// than three for each byte of the file. What needs more is a loop, of a trigger or of pages that point back, and would
-// go on for ever.
-constexpr int stepsBetweenChecks = 100'000;
-constexpr sqlite3_int64 leastSteps = 1'000'000;
-constexpr sqlite3_int64 stepsPerByte = 16;
-
-struct RunLimit {
-    sqlite3 *connection;
-    sqlite3_int64 steps; // since the running statement began
-};
-
-sqlite3_int64 fileSize(sqlite3 *connection) noexcept
-{
-    sqlite3_file *file = nullptr;
-    sqlite3_int64 size = 0;
-    if (sqlite3_file_control(connection, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK || file == nullptr ||
-        file->pMethods == nullptr || file->pMethods->xFileSize(file, &size) != SQLITE_OK) {
-        return 0;
-    }
-    return size;
-}
-
-// Nonzero interrupts the statement; its transaction is rolled back.
-int checkRunLimit(void *argument) noexcept
-{
-    auto *limit = static_cast<RunLimit *>(argument);
-    limit->steps += stepsBetweenChecks;
-    return limit->steps > leastSteps && limit->steps > fileSize(limit->connection) * stepsPerByte ? 1 : 0;
-}
-
-// Told of every statement that begins, and of the connection's closing, with which the limit's record goes.
-int followStatements(unsigned event, void *argument, void *, void *text) noexcept
-{
-    auto *limit = static_cast<RunLimit *>(argument);
-    if (event == SQLITE_TRACE_CLOSE) {
-        sqlite3_progress_handler(limit->connection, 0, nullptr, nullptr);
-        sqlite3_trace_v2(limit->connection, 0, nullptr, nullptr);
-        sqlite3_free(limit);
-    } else if (const auto *sql = static_cast<const char *>(text); sql[0] != '-') { // "-- ..." is a trigger within one
-        limit->steps = 0;
-    }
-    return 0;
-}
-
-int limitRuns(sqlite3 *connection) noexcept
-{
-    auto *limit = static_cast<RunLimit *>(sqlite3_malloc(sizeof(RunLimit)));
-    if (limit == nullptr) {
-        return SQLITE_NOMEM;
-    }
-    *limit = {connection, 0};
-    sqlite3_progress_handler(connection, stepsBetweenChecks, checkRunLimit, limit);
-    return sqlite3_trace_v2(connection, SQLITE_TRACE_STMT | SQLITE_TRACE_CLOSE, followStatements, limit);
-}
-
-void refuseFunction(sqlite3_context *context, int, sqlite3_value **) noexcept
-{
-    sqlite3_result_error(context, "not available to the schema", -1);
-}
-
-// A computed column of a few bytes can keep one of these busy for hours, and nothing stops it before it returns. The
-// engine's statements use none of them.
-void refuseSlowFunctions(sqlite3 *connection) noexcept
-{
-    constexpr int anyCount = -1;
-    for (const char *name : {"printf", "format", "instr", "replace", "glob", "trim", "ltrim", "rtrim", "json_patch"}) {
-        sqlite3_create_function(connection, name, anyCount, SQLITE_UTF8, nullptr, refuseFunction, nullptr, nullptr);
-    }
-}
-
-// Takes away from the file what a plain table does not need. Refused settings leave the connection as SQLite makes it.
-void distrustSchema(sqlite3 *connection) noexcept
-{
-    // No SQL functions with side effects in the schema, no writing to it or to the files behind virtual tables.
-    sqlite3_db_config(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-    sqlite3_db_config(connection, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    // The engine's tables are neither views nor virtual tables. Triggers stay: a data file may have its own.
-    sqlite3_db_config(connection, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
-    sqlite3_drop_modules(connection, nullptr);
-    // Damaged pages are found when they are read and not only when they mislead.
-    sqlite3_exec(connection, "PRAGMA cell_size_check = ON;", nullptr, nullptr, nullptr);
-    sqlite3_limit(connection, SQLITE_LIMIT_LENGTH, longestValue);
-    refuseSlowFunctions(connection);
-}
-
-// SQLite's default file layer, but for one kind of file. A rollback journal may name a super-journal, which ties the
-// journals of one transaction over several files together and is deleted with the last of them. The engine's
-// transactions are over one file each, and a journal left beside an update file could name any file to be deleted: a
-// super-journal is never opened, and so never deleted.
-class FileLayer {
-  public:
-    FileLayer() noexcept
-    {
-        base_ = sqlite3_vfs_find(nullptr);
-        if (base_ == nullptr) {
-            return;
-        }
-        layer_ = *base_;
-        layer_.zName = "velq";
-        layer_.xOpen = openFile;
-        sqlite3_vfs_register(&layer_, 0);
-    }
-    ~FileLayer()
-    {
-        if (base_ != nullptr) {
-            sqlite3_vfs_unregister(&layer_);
-        }
-    }
-    FileLayer(const FileLayer &) = delete;
-    FileLayer &operator=(const FileLayer &) = delete;
-
-    const char *name() const noexcept
-    {
-        return layer_.zName;
-    }
-
-  private:
-    static int openFile(sqlite3_vfs *, const char *path, sqlite3_file *file, int flags, int *flagsGiven) noexcept
-    {
-        if ((flags & SQLITE_OPEN_SUPER_JOURNAL) != 0) {
-            file->pMethods = nullptr;
-            return SQLITE_CANTOPEN;
-        }
-        return base_->xOpen(base_, path, file, flags, flagsGiven);
-    }
-
-    static inline sqlite3_vfs *base_;
-    sqlite3_vfs layer_{};
-};
-
-} // namespace
-
 int VELQ_DSH_Open(const char *path, VELQ_DSH_Connection **connection) noexcept
 {
-    static const FileLayer files;
-    const int code = sqlite3_open_v2(path, connection, SQLITE_OPEN_READWRITE, files.name());
-    if (code != SQLITE_OK) {
-        return code;
-    }
-    distrustSchema(*connection);
-    return limitRuns(*connection);
+    const int code = sqlite3_open_v2(path, connection, SQLITE_OPEN_READWRITE, fileLayerName());
+    return code == SQLITE_OK ? hardenConnection(*connection) : code;
 }
 
 int VELQ_DSH_Close(VELQ_DSH_Connection *connection) noexcept
