@@ -1,9 +1,11 @@
-// The platform functions on Windows. Paths keep their backslashes: narrowed with the OEM code page for streams, in
-// UTF-8 for the database library.
+// The platform functions on Windows. Paths keep their backslashes: in the OEM code page for streams, in UTF-8 for the
+// database library. A character that the OEM page lacks has become '?' there, so a program directory with one has no
+// log and fails the check of its files, while its databases open.
 #include "platform/platform.h"
 
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
@@ -28,9 +30,28 @@ static void win32SleepMilliseconds(std::uint32_t milliseconds) noexcept
     Sleep(milliseconds);
 }
 
+// The C library would take a narrow path as text in the ANSI code page, which is another one than the OEM page on most
+// systems: the path goes to it wide.
 static std::FILE *win32OpenStream(const char *path, const char *mode) noexcept
 {
-    return std::fopen(path, mode);
+    const int size = MultiByteToWideChar(CP_OEMCP, 0, path, -1, nullptr, 0);
+    if (size < 1) {
+        return nullptr;
+    }
+    auto *widePath = static_cast<wchar_t *>(platformCalls.allocate(static_cast<std::size_t>(size) * sizeof(wchar_t)));
+    if (widePath == nullptr) {
+        return nullptr;
+    }
+    wchar_t wideMode[8]{};
+    for (std::size_t i = 0; mode[i] != '\0' && i + 1 < std::size(wideMode); ++i) {
+        wideMode[i] = static_cast<wchar_t>(mode[i]);
+    }
+    std::FILE *stream = nullptr;
+    if (MultiByteToWideChar(CP_OEMCP, 0, path, -1, widePath, size) == size) {
+        stream = _wfopen(widePath, wideMode);
+    }
+    platformCalls.release(widePath);
+    return stream;
 }
 
 // Relative paths begin with ".\", so that none of them is one of the names that the database library takes for

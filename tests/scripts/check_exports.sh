@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Checks what the two shared libraries show of themselves: exactly the expected exports, the expected names and
 # dependencies, and no way from the engine to SQLite but through the access layer.
-# Usage: check_exports.sh LIBVELQ LIBKDSH SOURCE_DIR
+# Usage: check_exports.sh LIBVELQ LIBKDSH SOURCE_DIR; NM and READELF name the tools for another processor's libraries.
 set -euo pipefail
 velq=$1 kdsh=$2 source=$3
+nm=${NM:-nm} readelf=${READELF:-readelf}
 failures=0
 
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
@@ -18,8 +19,8 @@ expect_equal() {
   fi
 }
 
-exports() { nm -D --defined-only "$1" | awk '$2 != "A" { sub(/@.*/, "", $3); print $3 }' | LC_ALL=C sort; }
-dynamic() { readelf -d "$1" | sed -n "s/.*($2).*\[\(.*\)\].*/\1/p"; }
+exports() { "$nm" -D --defined-only "$1" | awk '$2 != "A" { sub(/@.*/, "", $3); print $3 }' | LC_ALL=C sort; }
+dynamic() { "$readelf" -d "$1" | sed -n "s/.*($2).*\[\(.*\)\].*/\1/p"; }
 
 expect_equal "libvelq exports the stored list" "$(grep -v '^#' "$source/tests/expected/velq_exports.txt")" "$(exports "$velq")"
 expect_equal "libkdsh exports the stored list" "$(grep -v '^#' "$source/tests/expected/kdsh_exports.txt")" "$(exports "$kdsh")"
@@ -33,6 +34,6 @@ expect_equal "libkdsh's name" libkdsh.so.1 "$(dynamic "$kdsh" SONAME)"
 expect_equal "libvelq looks beside itself" '$ORIGIN' "$(dynamic "$velq" RUNPATH)"
 dynamic "$velq" NEEDED | grep -qx 'libkdsh.so.1' && echo "ok: libvelq needs libkdsh" || fail "libvelq needs libkdsh"
 if dynamic "$velq" NEEDED | grep -q sqlite; then fail "libvelq depends on SQLite directly"; else echo "ok: no direct SQLite"; fi
-if nm -D --undefined-only "$velq" | grep -q sqlite3_; then fail "libvelq calls SQLite directly"; else echo "ok: no SQLite call"; fi
+if "$nm" -D --undefined-only "$velq" | grep -q sqlite3_; then fail "libvelq calls SQLite directly"; else echo "ok: no SQLite call"; fi
 
 [ "$failures" -eq 0 ] || { echo "$failures checks failed"; exit 1; }
