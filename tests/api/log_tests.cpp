@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -20,6 +19,30 @@ void writeSomeLines()
     std::int32_t count = 0;
     EXPECT_EQ(VELQ_GetTotalCountOfBlackNumber(&count), 0);
     EXPECT_EQ(VELQ_RemoveBlackNumberSync(nullptr), VELQ_ERR_FAILED);
+}
+
+// "src/VELQ_Module.cpp:123", a tab, and a text.
+bool hasSourcePosition(const std::string &line)
+{
+    const std::size_t extension = line.find(".cpp:");
+    const std::size_t tab = line.find('\t');
+    if (!line.starts_with("src/VELQ_") || extension == std::string::npos || tab == std::string::npos) {
+        return false;
+    }
+    const std::string number = line.substr(extension + 5, tab - extension - 5);
+    return !number.empty() && number.find_first_not_of("0123456789") == std::string::npos && tab + 1 < line.size();
+}
+
+// A zero that begins one of a time's numbers and has digits after it.
+bool hasLeadingZero(const std::string &line)
+{
+    for (std::size_t i = 1; i + 1 < line.size(); ++i) {
+        const bool begins = line[i - 1] == '-' || line[i - 1] == '_' || line[i - 1] == ':';
+        if (begins && line[i] == '0' && line[i + 1] >= '0' && line[i + 1] <= '9') {
+            return true;
+        }
+    }
+    return false;
 }
 
 class LogOfVariant : public ::testing::TestWithParam<StartVariant> {
@@ -117,11 +140,10 @@ TEST_P(LogOfVariant, source_positions_are_path_colon_line_and_a_tab)
 {
     installation_.enableDebug();
     runOnce();
-    const std::regex positioned(R"(^src/VELQ_[A-Za-z_]+\.cpp:[0-9]+\t.+$)");
     std::size_t count = 0;
     for (const std::string &line : logLines(log())) {
         if (line.find('\t') != std::string::npos) {
-            EXPECT_TRUE(std::regex_match(line, positioned)) << line;
+            EXPECT_TRUE(hasSourcePosition(line)) << line;
             ++count;
         }
     }
@@ -142,7 +164,7 @@ TEST_P(LogOfVariant, banner_shows_the_current_utc_time_without_leading_zeros)
             continue;
         }
         ++banners;
-        EXPECT_FALSE(std::regex_search(line, std::regex("[-_:]0[0-9]"))) << line;
+        EXPECT_FALSE(hasLeadingZero(line)) << line;
         parts.tm_year -= 1900;
         parts.tm_mon -= 1;
         const std::time_t told = utcSeconds(parts);
