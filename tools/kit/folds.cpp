@@ -115,4 +115,17 @@ std::vector<std::size_t> stratifiedOrder(const std::vector<std::uint32_t> &strat
     return order;
 }
 
+std::size_t Reservoir::place(std::uint32_t stratum)
+{
+    if (stratum >= seen_.size()) {
+        seen_.resize(std::size_t{stratum} + 1);
+    }
+    const std::uint64_t before = seen_[stratum]++;
+    if (before < perStratum_) {
+        return static_cast<std::size_t>(before);
+    }
+    const std::uint64_t place = sequence_.below(before + 1);
+    return place < perStratum_ ? static_cast<std::size_t>(place) : notKept;
+}
+
 } // namespace velq::kit

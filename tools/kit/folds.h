@@ -42,6 +42,29 @@ Split splitAfter(std::size_t messages, std::size_t trainingCount);
 // same shares as the whole.
 std::vector<std::size_t> stratifiedOrder(const std::vector<std::uint32_t> &strata, std::uint64_t seed);
 
+// Keeps a fair sample of a stream whose length is not known before its end: of each stratum at most `perStratum`
+// members, each member equally likely to be kept. Which place a kept member takes is told by `place`.
+class Reservoir {
+  public:
+    static constexpr std::size_t notKept = static_cast<std::size_t>(-1);
+
+    Reservoir(std::size_t perStratum, std::uint64_t seed) : perStratum_(perStratum), sequence_(seed) {}
+
+    // For the next member of the stream: the place of its stratum where it goes, or notKept. A place that was taken
+    // before is to be overwritten.
+    std::size_t place(std::uint32_t stratum);
+
+    std::uint64_t seen(std::uint32_t stratum) const
+    {
+        return stratum < seen_.size() ? seen_[stratum] : 0;
+    }
+
+  private:
+    std::size_t perStratum_;
+    SeededSequence sequence_;
+    std::vector<std::uint64_t> seen_;
+};
+
 } // namespace velq::kit
 
 #endif
