@@ -1,0 +1,269 @@
+// One plan, one counter. The tests that use it run one thread.
+#include "fault_layer.h"
+
+#include "platform/platform.h"
+
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <sqlite3.h>
+#include <unistd.h>
+
+namespace velq::reliability {
+
+namespace {
+
+struct Plan {
+    bool isArmed = false;
+    Fault fault = Fault::write;
+    long call = 0;
+    Duration duration = Duration::once;
+    long seen = 0;
+    bool happened = false;
+};
+
+Plan plan;
+
+// Counts a call of the fault's kind; whether it is to fail.
+bool fails(Fault fault)
+{
+    if (!plan.isArmed || plan.fault != fault) {
+        return false;
+    }
+    ++plan.seen;
+    const bool now = plan.duration == Duration::once ? plan.seen == plan.call : plan.seen >= plan.call;
+    plan.happened = plan.happened || now;
+    return now;
+}
+
+[[noreturn]] void die()
+{
+    std::raise(SIGKILL);
+    std::abort();
+}
+
+// ---- Files
+
+sqlite3_vfs *base;
+
+// A file of this layer is followed by the base layer's own.
+struct LayeredFile {
+    sqlite3_file file;
+};
+
+sqlite3_file *under(sqlite3_file *file)
+{
+    return reinterpret_cast<sqlite3_file *>(reinterpret_cast<LayeredFile *>(file) + 1);
+}
+
+// Counts twice for the kill: once before the call and once after it.
+template <typename Call>
+int withKill(Call call)
+{
+    if (fails(Fault::kill)) {
+        die();
+    }
+    const int code = call();
+    if (fails(Fault::kill)) {
+        die();
+    }
+    return code;
+}
+
+int closeFile(sqlite3_file *file)
+{
+    return withKill([file] { return under(file)->pMethods->xClose(under(file)); });
+}
+
+int readFile(sqlite3_file *file, void *bytes, int count, sqlite3_int64 offset)
+{
+    if (fails(Fault::read)) {
+        return SQLITE_IOERR_READ;
+    }
+    if (fails(Fault::cutRead)) {
+        under(file)->pMethods->xRead(under(file), bytes, count / 2, offset);
+        return SQLITE_IOERR_READ;
+    }
+    return under(file)->pMethods->xRead(under(file), bytes, count, offset);
+}
+
+int writeFile(sqlite3_file *file, const void *bytes, int count, sqlite3_int64 offset)
+{
+    const auto write = [&](int bytesToWrite) {
+        return under(file)->pMethods->xWrite(under(file), bytes, bytesToWrite, offset);
+    };
+    if (fails(Fault::write)) {
+        return SQLITE_IOERR_WRITE;
+    }
+    if (fails(Fault::cutWrite)) {
+        write(count / 2);
+        return SQLITE_IOERR_WRITE;
+    }
+    if (fails(Fault::diskFull)) {
+        return SQLITE_FULL;
+    }
+    if (fails(Fault::kill)) {
+        write(count / 2);
+        die();
+    }
+    return withKill([&write, count] { return write(count); });
+}
+
+int truncateFile(sqlite3_file *file, sqlite3_int64 size)
+{
+    if (fails(Fault::truncate)) {
+        return SQLITE_IOERR_TRUNCATE;
+    }
+    return withKill([file, size] { return under(file)->pMethods->xTruncate(under(file), size); });
+}
+
+int syncFile(sqlite3_file *file, int flags)
+{
+    if (fails(Fault::sync)) {
+        return SQLITE_IOERR_FSYNC;
+    }
+    return withKill([file, flags] { return under(file)->pMethods->xSync(under(file), flags); });
+}
+
+int lockFile(sqlite3_file *file, int level)
+{
+    if (fails(Fault::lockBusy)) {
+        return SQLITE_BUSY;
+    }
+    if (fails(Fault::lockError)) {
+        return SQLITE_IOERR_LOCK;
+    }
+    return withKill([file, level] { return under(file)->pMethods->xLock(under(file), level); });
+}
+
+int unlockFile(sqlite3_file *file, int level)
+{
+    return withKill([file, level] { return under(file)->pMethods->xUnlock(under(file), level); });
+}
+
+int fileSize(sqlite3_file *file, sqlite3_int64 *size)
+{
+    return under(file)->pMethods->xFileSize(under(file), size);
+}
+
+int checkReserved(sqlite3_file *file, int *isReserved)
+{
+    return under(file)->pMethods->xCheckReservedLock(under(file), isReserved);
+}
+
+int fileControl(sqlite3_file *file, int operation, void *argument)
+{
+    return under(file)->pMethods->xFileControl(under(file), operation, argument);
+}
+
+int sectorSize(sqlite3_file *file)
+{
+    return under(file)->pMethods->xSectorSize(under(file));
+}
+
+int characteristics(sqlite3_file *file)
+{
+    return under(file)->pMethods->xDeviceCharacteristics(under(file));
+}
+
+constexpr sqlite3_io_methods methods = {1,           closeFile,  readFile,        writeFile,  truncateFile,
+                                        syncFile,    fileSize,   lockFile,        unlockFile, checkReserved,
+                                        fileControl, sectorSize, characteristics, nullptr,    nullptr,
+                                        nullptr,     nullptr,    nullptr,         nullptr};
+
+int openFile(sqlite3_vfs *, const char *path, sqlite3_file *file, int flags, int *flagsGiven)
+{
+    file->pMethods = nullptr;
+    if (fails(Fault::open)) {
+        return SQLITE_CANTOPEN;
+    }
+    const int code = withKill([&] { return base->xOpen(base, path, under(file), flags, flagsGiven); });
+    if (code == SQLITE_OK) {
+        file->pMethods = &methods;
+    }
+    return code;
+}
+
+int removeFile(sqlite3_vfs *, const char *path, int syncFolder)
+{
+    if (fails(Fault::remove)) {
+        return SQLITE_IOERR_DELETE;
+    }
+    return withKill([path, syncFolder] { return base->xDelete(base, path, syncFolder); });
+}
+
+// ---- Memory
+
+sqlite3_mem_methods baseMemory;
+
+void *allocateForDatabase(int size)
+{
+    return fails(Fault::databaseMemory) ? nullptr : baseMemory.xMalloc(size);
+}
+
+void *reallocateForDatabase(void *memory, int size)
+{
+    return fails(Fault::databaseMemory) ? nullptr : baseMemory.xRealloc(memory, size);
+}
+
+void *allocateForEngine(std::size_t size) noexcept
+{
+    return fails(Fault::engineMemory) ? nullptr : systemPlatformCalls().allocate(size);
+}
+
+void skipSleep(std::uint32_t) noexcept {}
+
+// What is tested here is no property of a disk, and memory is faster: files lie there where the system offers it.
+[[maybe_unused]] const bool isInMemory =
+    std::getenv("TMPDIR") == nullptr && access("/dev/shm", W_OK) == 0 && setenv("TMPDIR", "/dev/shm", 1) == 0;
+
+// Before main, since SQLite takes a configuration only before it is first used.
+const bool isInstalled = [] {
+    sqlite3_config(SQLITE_CONFIG_GETMALLOC, &baseMemory);
+    sqlite3_mem_methods memory = baseMemory;
+    memory.xMalloc = allocateForDatabase;
+    memory.xRealloc = reallocateForDatabase;
+    if (sqlite3_config(SQLITE_CONFIG_MALLOC, &memory) != SQLITE_OK) {
+        std::abort();
+    }
+    base = sqlite3_vfs_find(nullptr);
+    static sqlite3_vfs layer = *base;
+    layer.zName = "faults";
+    layer.szOsFile = static_cast<int>(sizeof(LayeredFile)) + base->szOsFile;
+    layer.xOpen = openFile;
+    layer.xDelete = removeFile;
+    if (sqlite3_vfs_register(&layer, 1) != SQLITE_OK) {
+        std::abort();
+    }
+    return true;
+}();
+
+} // namespace
+
+const char *nameOf(Fault fault)
+{
+    constexpr const char *names[] = {"write",    "cutWrite",       "diskFull",     "sync",    "open",
+                                     "lockBusy", "lockError",      "read",         "cutRead", "truncate",
+                                     "remove",   "databaseMemory", "engineMemory", "kill"};
+    return names[static_cast<std::size_t>(fault)];
+}
+
+void arm(Fault fault, long call, Duration duration)
+{
+    plan = {isInstalled, fault, call, duration, 0, false};
+}
+
+bool disarm()
+{
+    plan.isArmed = false;
+    return plan.happened;
+}
+
+void replacePlatformCalls()
+{
+    platformCalls.allocate = allocateForEngine;
+    platformCalls.sleepMilliseconds = skipSleep;
+}
+
+} // namespace velq::reliability
