@@ -9,11 +9,9 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
+#include <filesystem>
 #include <iomanip>
-#include <iostream>
 #include <nlohmann/json.hpp>
-#include <set>
 #include <sstream>
 
 namespace velq::kit {
@@ -420,9 +418,11 @@ static void printMeasured(std::ostream &out, const EvaluationPlan &plan, const M
 
 static void writeReport(const EvaluateOptions &options, const EvaluationPlan &plan, const Measured &measured)
 {
-    std::string title = "Evaluation of " + plan.corpora.front();
-    for (std::size_t i = 1; i < plan.corpora.size(); ++i) {
-        title += ", " + plan.corpora[i];
+    std::string title = "Evaluation of";
+    std::vector<std::string> names;
+    for (const std::string &corpus : plan.corpora) {
+        names.push_back(corpus == "-" ? "standard input" : std::filesystem::path(corpus).filename().string());
+        title += (names.size() == 1 ? " " : ", ") + names.back();
     }
     std::size_t tokens = 0;
     for (const std::size_t count : measured.tokens) {
@@ -432,8 +432,7 @@ static void writeReport(const EvaluateOptions &options, const EvaluationPlan &pl
                                               plan.method + "; " + std::to_string(tokens / measured.tokens.size()) +
                                               " tokens in " +
                                               (measured.tokens.size() == 1 ? "the store." : "a store on average.")};
-    writeTextFile(options.report,
-                  reportPage({title, remarks, plan.corpora, plan.messages, measured.result, measured.curve}));
+    writeTextFile(options.report, reportPage({title, remarks, names, plan.messages, measured.result, measured.curve}));
 }
 
 static void checkOptions(const EvaluateOptions &options, bool foldsGiven)
@@ -508,7 +507,8 @@ void addEvaluateCommand(CLI::App &root, Context &context)
     addMethodOptions(*command, *options);
     command->add_option("--report", options->report, "Write a page with charts and the errors' texts")
         ->type_name("FILE.html");
-    command->add_option("--report-errors", options->reportErrors, "Errors shown on the page (500)")->type_name("N");
+    command->add_option("--report-errors", options->reportErrors, "Errors of each kind shown on the page (500)")
+        ->type_name("N");
     addFormatOption(*command, options->format);
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);

@@ -331,9 +331,16 @@ void addScores(EvaluationResult &result, const StoreContents &store, const PartT
 void addErrors(EvaluationResult &result, const EvaluationInstallation &installation, const EvaluationPart &part,
                std::size_t number, const PartTest &test, const EngineRun &run, std::size_t most)
 {
-    for (std::size_t i = 0; i < test.messages.size() && result.errors.size() < most; ++i) {
-        if (isError(test.messages[i]->spam, run.ratings[i])) {
-            result.errors.push_back({part.test[i], number, run.ratings[i], installation.explain(*test.messages[i])});
+    std::size_t room[2] = {most, most}; // by label
+    for (const EvaluationError &error : result.errors) {
+        --room[error.spam ? 1 : 0];
+    }
+    for (std::size_t i = 0; i < test.messages.size(); ++i) {
+        const bool spam = test.messages[i]->spam;
+        if (isError(spam, run.ratings[i]) && room[spam ? 1 : 0] > 0) {
+            --room[spam ? 1 : 0];
+            result.errors.push_back(
+                {part.test[i], number, spam, run.ratings[i], installation.explain(*test.messages[i])});
         }
     }
 }

@@ -79,6 +79,7 @@ struct EvaluationPart {
 struct EvaluationError {
     std::size_t message = 0; // index
     std::size_t part = 0;
+    bool spam = false; // the label
     Rating rating = Rating::unsure;
     Explanation explanation;
 };
@@ -109,7 +110,7 @@ struct EvaluationResult {
 
 struct EvaluationOptions {
     std::size_t corpora = 1;
-    std::size_t mostErrors = 0; // how many errors are explained; all are counted
+    std::size_t mostErrors = 0; // how many errors of each kind are explained; all are counted
     std::function<void(std::uint64_t done, std::uint64_t total)> progress; // may be empty
 };
 

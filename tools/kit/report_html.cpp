@@ -30,11 +30,13 @@ constexpr std::string_view style = R"css(<style>
 :root {
   --page: #f6f7f9; --card: #ffffff; --ink: #1b2129; --soft: #5a6675; --line: #d9dee5;
   --spam: #c4500b; --spam-soft: #fbe3d3; --ham: #1f6fb2; --ham-soft: #dcebf8; --unsure: #6b7280; --unsure-soft: #e8eaee;
+  --right: #dbf0e4; --wrong: #f9dcdc;
 }
 @media (prefers-color-scheme: dark) {
   :root {
     --page: #12161b; --card: #1b2128; --ink: #e7ebf0; --soft: #9aa7b5; --line: #333c47;
     --spam: #f2935a; --spam-soft: #47270f; --ham: #6fb1ea; --ham-soft: #12324e; --unsure: #aab3be; --unsure-soft: #2b333d;
+    --right: #14402a; --wrong: #562023;
   }
 }
 * { box-sizing: border-box; }
@@ -50,18 +52,19 @@ p { margin: .3rem 0; }
 .tile { background: var(--card); border: 1px solid var(--line); border-radius: .6rem; padding: .6rem .8rem; }
 .tile b { display: block; font-size: 1.4rem; line-height: 1.3; font-variant-numeric: tabular-nums; }
 .tile span { color: var(--soft); font-size: .8rem; }
-.charts { display: grid; gap: 1rem; }
-@media (min-width: 52rem) { .charts { grid-template-columns: 1fr 1fr; } .charts .card { margin: 0; } }
+.charts { display: grid; gap: 1rem; } .charts .card { margin: 0; }
+@media (min-width: 52rem) { .charts { grid-template-columns: 1fr 1fr; } }
 .scroll { overflow-x: auto; }
 table { border-collapse: collapse; width: 100%; font-variant-numeric: tabular-nums; font-size: .9rem; }
 caption { text-align: left; color: var(--soft); font-size: .875rem; padding-bottom: .3rem; }
 th, td { padding: .3rem .45rem; text-align: right; border-bottom: 1px solid var(--line); vertical-align: top; }
-th { font-weight: 600; }
+td { white-space: nowrap; }
+th { font-weight: 600; } th .soft { font-weight: normal; }
 th:first-child, td:first-child { text-align: left; padding-left: 0; }
 tr:last-child > * { border-bottom: 0; }
 thead th { color: var(--soft); font-size: .8rem; vertical-align: bottom; }
 .spam { color: var(--spam); } .ham { color: var(--ham); } .unsure { color: var(--unsure); }
-td.right { background: var(--ham-soft); } td.wrong { background: var(--spam-soft); } td.open { background: var(--unsure-soft); }
+td.right { background: var(--right); } td.wrong { background: var(--wrong); } td.open { background: var(--unsure-soft); }
 svg { display: block; width: 100%; height: auto; max-width: 34rem; margin: 0 auto; }
 svg text { fill: var(--soft); font: 11px system-ui, sans-serif; }
 .grid { stroke: var(--line); stroke-width: 1; } .axis { stroke: var(--soft); stroke-width: 1; }
@@ -79,6 +82,10 @@ summary bdi { white-space: pre-wrap; }
 .meter { display: inline-block; width: 3.5rem; height: .55em; margin-left: .4em; border-radius: .2em; background: var(--unsure-soft); vertical-align: middle; }
 .meter i { display: block; height: 100%; border-radius: .2em; background: var(--unsure); }
 .counted .meter i.spam { background: var(--spam); } .counted .meter i.ham { background: var(--ham); }
+@media (max-width: 30rem) {
+  main { padding: .6rem; } .card { padding: .75rem; }
+  table { font-size: .82rem; } th, td { padding: .28rem .3rem; } thead th { font-size: .72rem; }
+}
 tr.idle { color: var(--soft); }
 td.token { font-family: ui-monospace, monospace; white-space: pre; }
 </style>
@@ -112,7 +119,7 @@ void writeTiles(std::ostream &out, const EvaluationResult &result)
     writeTile(out, percent(metrics.hamBlocked), "of the ham blocked (BH)");
     writeTile(out, fixed(metrics.mcc, 3), "correlation (MCC)");
     writeTile(out, percent(metrics.unsure), "left unsure");
-    writeTile(out, fixed(areaUnder(rocCurve(result.scores)), 4), "area under the ROC curve");
+    writeTile(out, fixed(areaUnder(rocCurve(result.scores)), 4), "area under ROC");
     out << "</div>\n";
 }
 
@@ -146,11 +153,11 @@ struct Column {
 
 void writeMetricsTable(std::ostream &out, const EvaluationResult &result)
 {
-    std::vector<Column> columns = {{"training off", metricsOf(result.trainingOff.all)},
-                                   {"training on", metricsOf(result.trainingOn.all)}};
+    std::vector<Column> columns = {{"off", metricsOf(result.trainingOff.all)},
+                                   {"on", metricsOf(result.trainingOn.all)}};
     if (result.trainingKnown) {
-        columns.push_back({"off, new texts", metricsOf(result.trainingOff.unseen)});
-        columns.push_back({"on, new texts", metricsOf(result.trainingOn.unseen)});
+        columns.push_back({"off, new", metricsOf(result.trainingOff.unseen)});
+        columns.push_back({"on, new", metricsOf(result.trainingOn.unseen)});
     }
     const std::pair<const char *, double Metrics::*> rows[] = {
         {"accuracy", &Metrics::accuracy},
@@ -185,13 +192,16 @@ void writeCorpora(std::ostream &out, const ReportSource &source)
         return;
     }
     out << "<section class=\"card\"><h2>By file, training off</h2><div class=\"scroll\"><table><thead><tr><th>file</th>"
-           "<th>messages</th><th>accuracy</th><th>SC</th><th>BH</th><th>MCC</th><th>unsure</th></tr></thead><tbody>\n";
+           "<th>accuracy</th><th>SC</th><th>BH</th><th>MCC</th><th>unsure</th></tr></thead><tbody>\n";
     for (std::size_t i = 0; i < source.corpora.size() && i < source.result.trainingOff.corpora.size(); ++i) {
         const ConfusionCounts &counts = source.result.trainingOff.corpora[i];
         const Metrics metrics = metricsOf(counts);
-        out << "<tr><th scope=\"row\">" << htmlText(source.corpora[i]) << "</th><td>" << counts.total() << "</td><td>"
-            << percent(metrics.accuracy) << "</td><td>" << percent(metrics.spamCaught) << "</td><td>"
-            << percent(metrics.hamBlocked) << "</td><td>" << fixed(metrics.mcc, 3) << "</td><td>"
+        if (counts.total() == 0) {
+            continue; // only trained on
+        }
+        out << "<tr><th scope=\"row\">" << htmlText(source.corpora[i]) << "<br><span class=\"soft\">" << counts.total()
+            << "</span></th><td>" << percent(metrics.accuracy) << "</td><td>" << percent(metrics.spamCaught)
+            << "</td><td>" << percent(metrics.hamBlocked) << "</td><td>" << fixed(metrics.mcc, 3) << "</td><td>"
             << percent(metrics.unsure) << "</td></tr>\n";
     }
     out << "</tbody></table></div></section>\n";
@@ -310,8 +320,7 @@ void writeRoc(std::ostream &out, const std::vector<RocPoint> &curve, const Metri
         const double spam = window.lowest + (1 - window.lowest) * step / 4;
         writeLine(out, "grid", x(ham), plot.y(0), x(ham), plot.y(1));
         writeLine(out, "grid", plot.x(0), y(spam), plot.x(1), y(spam));
-        writeLabel(out, x(ham), plot.y(0) + 16, step == 4 ? "end" : "middle",
-                   fixed(100 * ham, window.widest < 1 ? 1 : 0) + "%");
+        writeLabel(out, x(ham), plot.y(0) + 16, step == 4 ? "end" : "middle", fixed(100 * ham, 0) + "%");
         writeLabel(out, plot.left - 5, y(spam) + 4, "end", fixed(100 * spam, 0) + "%");
     }
     out << "<g clip-path=\"url(#" << clip << ")\">\n";
@@ -329,8 +338,8 @@ void writeRoc(std::ostream &out, const std::vector<RocPoint> &curve, const Metri
 // The window in which a good filter works: little ham blocked, and the spam from a round share below the engine's on.
 RocWindow workingWindow(const Metrics &metrics)
 {
-    const double widest = metrics.hamBlocked < 0.04 ? 0.05 : 0.2;
-    const double lowest = std::clamp(std::floor((metrics.spamCaught - 0.05) * 10) / 10, 0.0, 0.8);
+    const double widest = metrics.hamBlocked < 0.035 ? 0.04 : 0.2;
+    const double lowest = std::clamp(std::floor((metrics.spamCaught - 0.05) * 5) / 5, 0.0, 0.8);
     return {widest, lowest, "ROC curve, the part where filters work"};
 }
 
@@ -450,7 +459,7 @@ void writeErrorList(std::ostream &out, const ReportSource &source, bool spam, co
     std::uint64_t shown = 0;
     std::ostringstream list;
     for (const EvaluationError &error : source.result.errors) {
-        if (source.messages[error.message].spam == spam) {
+        if (error.spam == spam) {
             writeError(list, source, error);
             ++shown;
         }
@@ -515,10 +524,11 @@ std::string reportPage(const ReportSource &source)
     writeConfusion(out, "Training on, in the order of the messages", result.trainingOn.all);
     out << "</section>\n<section class=\"card\"><h2>Figures</h2>\n";
     writeMetricsTable(out, result);
-    out << "<p class=\"soft\">Unsure counts as not spam. " << fixed(result.trainingOff.messagesPerSecond(), 0)
-        << " messages a second with training off, " << fixed(result.trainingOn.messagesPerSecond(), 0) << " with it.";
+    out << "<p class=\"soft\">Off, on: live training. Unsure counts as not spam. "
+        << fixed(result.trainingOff.messagesPerSecond(), 0) << " messages a second with training off, "
+        << fixed(result.trainingOn.messagesPerSecond(), 0) << " with it.";
     if (result.trainingKnown) {
-        out << " New texts: without the " << result.seenTexts << " that also stand in the training part.";
+        out << " New: without the " << result.seenTexts << " texts that also stand in the training part.";
     }
     out << "</p>\n</section>\n";
     writeCorpora(out, source);
