@@ -93,6 +93,7 @@ static void buildTable(CLI::App &root, Context &context)
     addListCommand(root, context);
     addUpdateCommand(root, context);
     addVersionsCommand(root, context);
+    addHookCommand(root, context);
 #ifdef VELQ_KIT_HAS_STORE
     addStoreCommands(root, context);
 #endif

@@ -67,6 +67,7 @@ void addStoreCommands(CLI::App &root, Context &context);      // store build, st
 void addWhiteUpdateCommand(CLI::App &root, Context &context); // white-update build
 void addUpdateInspect(CLI::App &update, Context &context);    // update inspect; `update` is the update command
 void addEvaluateCommand(CLI::App &root, Context &context);    // evaluate
+void addHookCommand(CLI::App &root, Context &context);        // hook gammu, smstools
 
 } // namespace velq::kit
 
