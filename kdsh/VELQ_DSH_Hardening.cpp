@@ -100,53 +100,49 @@ void distrustSchema(sqlite3 *connection) noexcept
 // journals of one transaction over several files together and is deleted with the last of them. The engine's
 // transactions are over one file each, and a journal left beside an update file could name any file to be deleted: a
 // super-journal is never opened, and so never deleted.
-class FileLayer {
-  public:
-    FileLayer() noexcept
-    {
-        base_ = sqlite3_vfs_find(nullptr);
-        if (base_ == nullptr) {
-            return;
-        }
-        layer_ = *base_;
-        layer_.zName = "velq";
-        layer_.xOpen = openFile;
-        sqlite3_vfs_register(&layer_, 0);
-    }
+struct FileLayer {
+    sqlite3_vfs *base; // null until the first open
+    sqlite3_vfs layer;
+
     ~FileLayer()
     {
-        if (base_ != nullptr) {
-            sqlite3_vfs_unregister(&layer_);
+        if (base != nullptr) {
+            sqlite3_vfs_unregister(&layer);
         }
     }
-    FileLayer(const FileLayer &) = delete;
-    FileLayer &operator=(const FileLayer &) = delete;
-
-    const char *name() const noexcept
-    {
-        return layer_.zName;
-    }
-
-  private:
-    static int openFile(sqlite3_vfs *, const char *path, sqlite3_file *file, int flags, int *flagsGiven) noexcept
-    {
-        if ((flags & SQLITE_OPEN_SUPER_JOURNAL) != 0) {
-            file->pMethods = nullptr;
-            return SQLITE_CANTOPEN;
-        }
-        return base_->xOpen(base_, path, file, flags, flagsGiven);
-    }
-
-    static inline sqlite3_vfs *base_;
-    sqlite3_vfs layer_{};
 };
+
+FileLayer fileLayer{};
+
+int openFile(sqlite3_vfs *, const char *path, sqlite3_file *file, int flags, int *flagsGiven) noexcept
+{
+    if ((flags & SQLITE_OPEN_SUPER_JOURNAL) != 0) {
+        file->pMethods = nullptr;
+        return SQLITE_CANTOPEN;
+    }
+    return fileLayer.base->xOpen(fileLayer.base, path, file, flags, flagsGiven);
+}
 
 } // namespace
 
 const char *fileLayerName() noexcept
 {
-    static const FileLayer files;
-    return files.name();
+    static constexpr char name[] = "velq";
+    if (sqlite3_initialize() != SQLITE_OK) {
+        return name; // opening fails for the same reason
+    }
+    // One of SQLite's own locks: a local static with a constructor would bind the library to the C++ runtime.
+    sqlite3_mutex *lock = sqlite3_mutex_alloc(SQLITE_MUTEX_STATIC_APP1);
+    sqlite3_mutex_enter(lock);
+    if (fileLayer.base == nullptr) {
+        fileLayer.base = sqlite3_vfs_find(nullptr);
+        fileLayer.layer = *fileLayer.base;
+        fileLayer.layer.zName = name;
+        fileLayer.layer.xOpen = openFile;
+        sqlite3_vfs_register(&fileLayer.layer, 0);
+    }
+    sqlite3_mutex_leave(lock);
+    return name;
 }
 
 int hardenConnection(sqlite3 *connection) noexcept

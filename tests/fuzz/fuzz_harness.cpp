@@ -257,7 +257,8 @@ const test::Installation &installation()
 void writeFile(const std::filesystem::path &path, std::string_view bytes)
 {
     std::FILE *out = std::fopen(path.c_str(), "wb");
-    const bool written = out != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), out) == bytes.size();
+    const bool written =
+        out != nullptr && (bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), out) == bytes.size());
     if (out == nullptr || std::fclose(out) != 0 || !written) {
         std::fprintf(stderr, "cannot write %s\n", path.c_str());
         std::abort();

@@ -105,7 +105,7 @@ void writeDataFileSeeds()
         writeClassSeeds(target, "CREATE TABLE " + table + "(uid, hidden, number, name, extendID);", table, 5);
         writeSeed(target, "view",
                   databaseBytes("CREATE VIEW " + table +
-                                " AS WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c LIMIT 50) "
+                                " AS WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) "
                                 "SELECT x AS uid, 0 AS hidden, x AS number, x AS name, x AS extendID FROM c;"));
         writeSeed(target, "computed",
                   databaseBytes("CREATE TABLE " + table +
@@ -129,7 +129,7 @@ void writeUpdateSeeds()
     writeClassSeeds("prob_update", velq::schemaFor("prob-update"), "diffProbTable", 2);
     writeSeed("prob_update", "view",
               databaseBytes("CREATE VIEW diffProbTable AS WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 "
-                            "FROM c LIMIT 100) SELECT x'610062000000' AS key, zeroblob(12) AS value FROM c;"));
+                            "FROM c) SELECT x'610062000000' AS key, zeroblob(12) AS value FROM c;"));
     writeFileSeeds("wn_update", velq::schemaFor("wn-update"),
                    "INSERT INTO diffWnTable VALUES(x'31003200330000000000', x'410042000000'), "
                    "(x'310032003300340000000000', x'0000'), (x'31003200330000000000', x'0000'), "
