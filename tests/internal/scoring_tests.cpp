@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <limits>
-#include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -142,6 +142,30 @@ TEST_F(ScoringArithmetic, chi_square_tail_is_one_up_to_zero)
     }
 }
 
+// The reasons in what the error handler has printed; everything printed must be such reports:
+// "gsl: file:line: ERROR: reason" and "Default GSL error handler invoked.", a line each.
+Texts reportedReasons(const std::string &printed)
+{
+    Texts reasons;
+    std::istringstream lines(printed);
+    for (std::string line; std::getline(lines, line);) {
+        const std::string mark = ": ERROR: ";
+        const std::size_t at = line.find(mark);
+        const std::size_t colon = line.find(':', 5);
+        EXPECT_TRUE(line.starts_with("gsl: ") && at != std::string::npos && colon < at) << printed;
+        if (at == std::string::npos || colon >= at) {
+            return reasons;
+        }
+        const std::string number = line.substr(colon + 1, at - colon - 1);
+        EXPECT_FALSE(number.empty()) << printed;
+        EXPECT_EQ(number.find_first_not_of("0123456789"), std::string::npos) << printed;
+        reasons.push_back(line.substr(at + mark.size()));
+        EXPECT_TRUE(std::getline(lines, line)) << printed;
+        EXPECT_EQ(line, "Default GSL error handler invoked.");
+    }
+    return reasons;
+}
+
 TEST_F(ScoringArithmetic, library_errors_are_printed_and_do_not_end_the_process)
 {
     testing::internal::CaptureStderr();
@@ -151,9 +175,9 @@ TEST_F(ScoringArithmetic, library_errors_are_printed_and_do_not_end_the_process)
     EXPECT_TRUE(std::isnan(result));
     EXPECT_TRUE(std::isnan(tail));
     // The library reports from where the error arose and once more from its own wrapper.
-    static const std::regex expected("gsl: [^\n:]+:[0-9]+: ERROR: domain error\nDefault GSL error handler invoked\\.\n"
-                                     "(gsl: [^\n:]+:[0-9]+: ERROR: [^\n]+\nDefault GSL error handler invoked\\.\n)?");
-    EXPECT_TRUE(std::regex_match(printed, expected)) << printed;
+    const Texts reasons = reportedReasons(printed);
+    ASSERT_FALSE(reasons.empty());
+    EXPECT_EQ(reasons.front(), "domain error");
 }
 
 TEST_F(ScoringArithmetic, scoring_goes_on_with_the_value_of_an_underflow)
@@ -164,8 +188,7 @@ TEST_F(ScoringArithmetic, scoring_goes_on_with_the_value_of_an_underflow)
     const std::string printed = testing::internal::GetCapturedStderr();
     EXPECT_LE(result, 1e-300);
     EXPECT_GE(result, 0.0);
-    static const std::regex line("gsl: [^\n:]+:[0-9]+: ERROR: [^\n]+\nDefault GSL error handler invoked\\.\n");
-    EXPECT_EQ(std::regex_replace(printed, line, ""), "");
+    reportedReasons(printed);
 }
 
 // ---- Combination
