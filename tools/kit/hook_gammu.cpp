@@ -40,13 +40,42 @@ static std::string joined(const Environment &environment, const std::string &pre
     return text;
 }
 
-static std::filesystem::path fileBelow(const std::string &inbox, const std::string &name)
+static bool isFileBelow(const std::string &inbox, const std::string &name)
 {
-    const std::filesystem::path path(name);
-    if (name.empty() || path.filename() != path || name == "." || name == "..") {
-        throw Error(Status::badData, "\"" + name + "\" is no file name; the daemon gives names without a folder");
+    std::error_code ignored;
+    const std::filesystem::file_status status =
+        std::filesystem::symlink_status(std::filesystem::path(inbox) / name, ignored);
+    return std::filesystem::is_regular_file(status);
+}
+
+static void checkNames(const std::vector<std::string> &names)
+{
+    for (const std::string &name : names) {
+        if (name.empty() || name == "." || name == ".." || std::filesystem::path(name).filename() != name) {
+            throw Error(Status::badData, "\"" + name + "\" is no file name; the daemon gives names without a folder");
+        }
     }
-    return std::filesystem::path(inbox) / path;
+}
+
+// The daemon puts the names on a command line as they are, so that one with blanks in it, as the name of a text sender
+// may have, arrives as several.
+static std::vector<std::filesystem::path> filesBelow(const std::string &inbox, const std::vector<std::string> &names)
+{
+    std::vector<std::filesystem::path> files;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        std::string name = names[i];
+        std::size_t last = i;
+        while (!isFileBelow(inbox, name) && last + 1 < names.size()) {
+            name += ' ' + names[++last];
+        }
+        if (isFileBelow(inbox, name)) {
+            i = last;
+        } else {
+            name = names[i];
+        }
+        files.push_back(std::filesystem::path(inbox) / name);
+    }
+    return files;
 }
 
 HookMessage readGammuMessage(const Environment &environment, const std::string &inbox,
@@ -73,10 +102,9 @@ HookMessage readGammuMessage(const Environment &environment, const std::string &
         throw Error(Status::badData, "text or sender is not UTF-8; start the daemon in a UTF-8 locale");
     }
     message.body = *body;
-    for (const std::string &name : names) {
-        if (!inbox.empty()) {
-            message.files.push_back(fileBelow(inbox, name));
-        }
+    if (!inbox.empty()) {
+        checkNames(names);
+        message.files = filesBelow(inbox, names);
     }
     return message;
 }
