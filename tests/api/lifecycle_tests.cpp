@@ -1,5 +1,6 @@
 // Starting and stopping the engine: what is refused, what a start leaves open, and the log of every way.
 #include "api/front_helpers.h"
+#include "support/system.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -105,7 +106,7 @@ TEST_P(Lifecycle, wrong_directory_is_refused_and_nothing_is_created)
     lower.replace(lower.find("Quenlibra"), 9, "quenlibra");
     wrong.push_back(lower);
     std::string slash = dir;
-    slash[slash.find('\\')] = '/';
+    slash[slash.rfind('\\')] = '/';
     wrong.push_back(slash);
     for (const std::string &given : wrong) {
         EXPECT_EQ(start(wide(given), variant_), VELQ_ERR_FAILED) << given;
@@ -146,6 +147,9 @@ TEST_P(Lifecycle, limit_counts_bytes_and_not_units)
         name += "中";
     }
     const Installation fits(name);
+    if (variant_ == StartVariant::plain && !oemPageHas(fits.programDir())) {
+        GTEST_SKIP() << "the OEM page lacks the letters of the directory, so its files are not found";
+    }
     ASSERT_EQ(start(fits.programDir(), variant_), 0);
     EXPECT_EQ(stop(variant_), 0);
     const Installation tooLong(name + "中");
@@ -157,6 +161,9 @@ TEST_P(Lifecycle, directory_with_letters_of_all_kinds_works)
 {
     for (const char *name : {"with blank", "é", "中文目录", "😀"}) {
         const Installation installation(name);
+        if (!oemPageHas(installation.programDir())) {
+            continue; // no log there, and no start that checks the files
+        }
         installation.enableDebug();
         ASSERT_EQ(start(installation.programDir(), variant_), 0) << name;
         EXPECT_EQ(VELQ_AddWhiteNumberSync(OwnedRecord("123").get(), 0, 0), 0);
@@ -172,6 +179,9 @@ TEST_P(Lifecycle, lone_surrogate_in_the_directory_stands_for_the_replacement_cha
 {
     const Installation installation("\xEF\xBF\xBD");
     WideText dir = installation.programDir();
+    if (!oemPageHas(dir)) {
+        GTEST_SKIP() << "the OEM page lacks the replacement character";
+    }
     dir[dir.find(VELQ_WideChar{0xFFFD})] = 0xD800;
     ASSERT_EQ(start(dir, variant_), 0);
     EXPECT_EQ(stop(variant_), 0);
@@ -380,18 +390,10 @@ TEST(lifecycle, next_start_tests_for_its_files_into_the_log_left_open)
 TEST(lifecycle, norix_start_keeps_its_files_open_and_plain_start_none)
 {
     const Installation installation;
-    const auto openFiles = [&installation] {
-        Lines names;
-        for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-            std::error_code error;
-            const std::filesystem::path target = std::filesystem::read_symlink(entry.path(), error);
-            if (!error && target.string().starts_with(installation.programFolder().string())) {
-                names.push_back(target.filename().string());
-            }
-        }
-        std::sort(names.begin(), names.end());
-        return names;
-    };
+    const auto openFiles = [&installation] { return openFilesBelow(installation.programFolder()); };
+    if (!openFiles()) {
+        GTEST_SKIP() << "the system does not tell which files are open";
+    }
     {
         const EngineSession session(installation, StartVariant::plain);
         EXPECT_EQ(openFiles(), Lines{"engine.log"});

@@ -220,7 +220,7 @@ TEST_F(AccessLayer, result_codes_are_the_databases_own)
 TEST_F(AccessLayer, engine_paths_with_backslashes_are_opened)
 {
     std::filesystem::create_directory(folder_.path() / "data");
-    std::filesystem::copy_file(file_, folder_.path() / "data" / "中.db");
+    std::filesystem::copy_file(file_, folder_.path() / "data" / u8"中.db");
     VELQ_DSH_Connection *connection = nullptr;
     EXPECT_EQ(openDatabase((folder_.path().string() + "\\data\\中.db").c_str(), &connection), VELQ_DSH_OK);
     EXPECT_EQ(VELQ_DSH_Close(connection), VELQ_DSH_OK);

@@ -492,8 +492,8 @@ TEST_F(KeptConnections, failed_open_is_closed_and_cleared_and_earlier_ones_stay)
             EXPECT_EQ(VELQ_Norix_Initialize(installation.programDir().c_str()), 0);
             EXPECT_EQ(VELQ_Norix_Finalize(), 0);
             EXPECT_TRUE(watch.everythingReleased());
-            std::filesystem::remove(installation.logFile("norix-engine.log"));
             std::fclose(earlier);
+            std::filesystem::remove(installation.logFile("norix-engine.log"));
         }
     }
 }

@@ -1,7 +1,9 @@
 // Two implementations of each function: Windows and POSIX. The libraries are found by the names that the build gives.
 #include "support/system.h"
 
+#include <algorithm>
 #include <fstream>
+#include <system_error>
 
 #ifdef _WIN32
 #define WIN32_LEAN_AND_MEAN
@@ -56,6 +58,24 @@ std::size_t heapBytesInUse()
     return bytes;
 }
 
+bool oemPageHas(const WideText &text)
+{
+    BOOL isReplaced = FALSE;
+    return GetOEMCP() == CP_UTF8 || (WideCharToMultiByte(CP_OEMCP, WC_NO_BEST_FIT_CHARS, text.c_str(), -1, nullptr, 0,
+                                                         nullptr, &isReplaced) > 0 &&
+                                     isReplaced == FALSE);
+}
+
+bool openFilesCanBeRemoved()
+{
+    return false;
+}
+
+std::optional<std::vector<std::string>> openFilesBelow(const std::filesystem::path &)
+{
+    return std::nullopt;
+}
+
 // A protected file binds every user.
 OrdinaryUser::OrdinaryUser() = default;
 OrdinaryUser::~OrdinaryUser() = default;
@@ -81,6 +101,30 @@ void *accessLayerExport(const char *name) noexcept
 std::size_t heapBytesInUse()
 {
     return mallinfo2().uordblks;
+}
+
+bool oemPageHas(const WideText &)
+{
+    return true;
+}
+
+bool openFilesCanBeRemoved()
+{
+    return true;
+}
+
+std::optional<std::vector<std::string>> openFilesBelow(const std::filesystem::path &folder)
+{
+    std::vector<std::string> names;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        const std::filesystem::path target = std::filesystem::read_symlink(entry.path(), error);
+        if (!error && target.string().starts_with(folder.string())) {
+            names.push_back(target.filename().string());
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 OrdinaryUser::OrdinaryUser() : wasSuperuser_(geteuid() == 0)

@@ -2,9 +2,14 @@
 #ifndef VELQ_TEST_SUPPORT_SYSTEM_H
 #define VELQ_TEST_SUPPORT_SYSTEM_H
 
+#include "support/wide.h"
+
 #include <cstddef>
 #include <ctime>
 #include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace velq::test {
 
@@ -18,6 +23,16 @@ void *accessLayerExport(const char *name) noexcept;
 
 // Bytes that the program has allocated and not freed, as the C library counts them.
 std::size_t heapBytesInUse();
+
+// Whether the OEM code page, in which the engine names its log, has all characters of a text. Where the system has no
+// such page it is UTF-8.
+bool oemPageHas(const WideText &text);
+
+// Whether a file can be removed while a program has it open.
+bool openFilesCanBeRemoved();
+
+// The names of the open files in a folder and below, sorted; nothing where the system does not tell.
+std::optional<std::vector<std::string>> openFilesBelow(const std::filesystem::path &folder);
 
 // Gives up a superuser's right to write protected files until the end of the scope.
 class OrdinaryUser {

@@ -2,6 +2,7 @@
 // names.
 #include "VELQ_Util.h"
 #include "internal/front_fixture.h"
+#include "support/system.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -28,15 +29,6 @@ std::string converted(CodePage page, const WideText &text)
     EXPECT_EQ(out.back(), '\0');
     out.pop_back();
     return out;
-}
-
-// Whether the OEM code page has all characters of a text.
-bool oemPageHas(const WideText &text)
-{
-    BOOL isReplaced = FALSE;
-    return WideCharToMultiByte(CP_OEMCP, WC_NO_BEST_FIT_CHARS, text.c_str(), -1, nullptr, 0, nullptr, &isReplaced) >
-               0 &&
-           isReplaced == FALSE;
 }
 
 TEST(code_pages, utf8_keeps_every_character_and_replaces_lone_surrogates)
@@ -148,6 +140,38 @@ TEST_F(ProgramDirectory, outside_the_oem_page_works_without_a_log_where_no_check
     EXPECT_EQ(count, 1);
     EXPECT_EQ(VELQ_Norix_Finalize(), 0);
     EXPECT_FALSE(std::filesystem::exists(installation.logFile("norix-engine.log")));
+}
+
+// A file that is open cannot be removed.
+TEST_F(ProgramDirectory, norix_start_keeps_its_files_open_and_plain_start_none)
+{
+    const Installation installation;
+    const auto isKept = [&installation](const char *name) {
+        std::error_code error;
+        const std::filesystem::path file = installation.dataFile(name);
+        const std::filesystem::path aside = file.parent_path() / "aside";
+        std::filesystem::copy_file(file, aside);
+        const bool isRemoved = std::filesystem::remove(file, error);
+        if (isRemoved) {
+            std::filesystem::copy_file(aside, file);
+        }
+        std::filesystem::remove(aside);
+        return !isRemoved;
+    };
+    ASSERT_EQ(VELQ_Initialize(installation.programDir().c_str()), 0);
+    for (const char *name : {"prob.bin", "wn.bin", "bn.bin", "ru.bin", "ver.bin"}) {
+        EXPECT_FALSE(isKept(name)) << name;
+    }
+    EXPECT_EQ(VELQ_Finalize(), 0);
+    ASSERT_EQ(VELQ_Norix_Initialize(installation.programDir().c_str()), 0);
+    for (const char *name : {"prob.bin", "wn.bin", "bn.bin"}) {
+        EXPECT_TRUE(isKept(name)) << name;
+    }
+    for (const char *name : {"ru.bin", "ver.bin"}) {
+        EXPECT_FALSE(isKept(name)) << name;
+    }
+    EXPECT_EQ(VELQ_Norix_Finalize(), 0);
+    EXPECT_FALSE(isKept("prob.bin"));
 }
 
 } // namespace
