@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <map>
+#include <sys/stat.h>
 #include <thread>
 
 namespace velq::test {
@@ -226,6 +227,41 @@ TEST(SmstoolsHook, file_that_is_missing_or_too_large_is_refused_by_name)
 
 // ---- Moving
 
+namespace {
+
+// A folder on another file system than the given one, named like it; no path where there is none to write to.
+struct FolderElsewhere {
+    explicit FolderElsewhere(const fs::path &folder)
+    {
+        for (const fs::path candidate : {"/dev/shm", "/var/tmp"}) {
+            std::error_code code;
+            if (device(candidate) != device(folder) && fs::create_directory(candidate / folder.filename(), code)) {
+                path = candidate / folder.filename();
+                return;
+            }
+        }
+    }
+    ~FolderElsewhere()
+    {
+        if (!path.empty()) {
+            std::error_code ignored;
+            fs::remove_all(path, ignored);
+        }
+    }
+    FolderElsewhere(const FolderElsewhere &) = delete;
+    FolderElsewhere &operator=(const FolderElsewhere &) = delete;
+
+    static dev_t device(const fs::path &folder)
+    {
+        struct stat status {};
+        return stat(folder.c_str(), &status) == 0 ? status.st_dev : 0;
+    }
+
+    fs::path path;
+};
+
+} // namespace
+
 TEST(HookMove, keeps_the_name_and_never_replaces)
 {
     const TemporaryFolder folder;
@@ -244,21 +280,18 @@ TEST(HookMove, keeps_the_name_and_never_replaces)
 
 TEST(HookMove, moves_to_another_file_system)
 {
-    const fs::path memory = "/dev/shm";
     const TemporaryFolder folder;
-    std::error_code code;
-    if (!fs::is_directory(memory, code)) {
-        GTEST_SKIP() << "no /dev/shm here";
+    const FolderElsewhere elsewhere(folder.path());
+    const fs::path spam = elsewhere.path;
+    if (spam.empty()) {
+        GTEST_SKIP() << "no second file system to write to";
     }
-    const fs::path spam = memory / folder.path().filename();
-    fs::create_directory(spam);
     writeFile(folder.path() / "message", "text");
     writeFile(spam / "message", "taken");
     EXPECT_EQ(moveAside(folder.path() / "message", spam), spam / "message.1");
     EXPECT_EQ(readFile(spam / "message"), "taken");
     EXPECT_EQ(readFile(spam / "message.1"), "text");
     EXPECT_FALSE(fs::exists(folder.path() / "message"));
-    fs::remove_all(spam);
 }
 
 TEST(HookMove, two_at_once_lose_nothing)
