@@ -23,7 +23,9 @@ target_link_libraries(velq_engine_options INTERFACE velq_options)
 target_compile_options(velq_engine_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions> $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>)
 # The presets with sanitizers leave tests and tools unoptimised, which builds in half the time; the engine is optimised.
-target_compile_options(velq_engine_options INTERFACE $<$<BOOL:${VELQ_SANITIZE}>:-O1>)
+if(VELQ_SANITIZE)
+  target_compile_options(velq_engine_options INTERFACE -O1)
+endif()
 
 # A shared library exports what its version script lists and nothing else. On Windows the list becomes a module
 # definition file, which also keeps the names undecorated, and the DLL takes the target's name as it is.
