@@ -251,5 +251,42 @@ TEST(folds, each_beginning_of_the_stratified_order_holds_the_shares_of_the_whole
     }
 }
 
+TEST(reservoir, keeps_everything_while_there_is_room)
+{
+    Reservoir reservoir(3, 1);
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(reservoir.place(0), i);
+        EXPECT_EQ(reservoir.place(1), i);
+    }
+    EXPECT_EQ(reservoir.seen(0), 3U);
+    EXPECT_EQ(reservoir.seen(7), 0U);
+}
+
+TEST(reservoir, each_member_is_equally_likely_to_be_kept)
+{
+    constexpr std::size_t members = 20;
+    constexpr std::size_t room = 5;
+    constexpr int rounds = 8000;
+    std::array<int, members> kept{};
+    for (int round = 0; round < rounds; ++round) {
+        Reservoir reservoir(room, static_cast<std::uint64_t>(round));
+        std::array<std::size_t, room> places{};
+        for (std::size_t member = 0; member < members; ++member) {
+            const std::size_t place = reservoir.place(4);
+            if (place != Reservoir::notKept) {
+                ASSERT_LT(place, room);
+                places[place] = member;
+            }
+        }
+        for (const std::size_t member : places) {
+            ++kept[member];
+        }
+    }
+    // 2000 expected for each; the standard deviation is 39.
+    for (const int count : kept) {
+        EXPECT_NEAR(count, 2000, 200);
+    }
+}
+
 } // namespace
 } // namespace velq::kit

@@ -90,11 +90,13 @@ static std::vector<LabelledText> sampleOf(ReadTexts (&byLabel)[2], std::size_t s
     return texts;
 }
 
-static std::vector<LabelledText> loadTexts(const StoreOptions &options, std::size_t sample, Context &context)
+// `read` is the number of all messages.
+static std::vector<LabelledText> loadTexts(const StoreOptions &options, std::size_t sample, Context &context,
+                                           std::uint64_t &read)
 {
     ReadTexts byLabel[2];
     Reservoir reservoir(sample, options.seed);
-    std::uint64_t read = 0;
+    read = 0;
     Progress progress(context.err, "reading", 0, context.progress());
     for (const std::string &corpus : options.corpora) {
         readCorpus(corpus, options.format, context.in, [&](LabelledMessage &&message) {
@@ -122,7 +124,8 @@ static void runBuild(const StoreOptions &options, Context &context)
     build.seed = options.seed;
     build.plain = options.plain;
     const std::size_t sample = options.plain ? std::numeric_limits<std::size_t>::max() : build.tuningSample;
-    const std::vector<LabelledText> texts = loadTexts(options, sample, context);
+    std::uint64_t read = 0;
+    const std::vector<LabelledText> texts = loadTexts(options, sample, context, read);
     std::unique_ptr<Progress> progress; // made once the number of steps is known
     build.progress = [&](std::uint64_t done, std::uint64_t total) {
         if (!progress) {
@@ -133,8 +136,9 @@ static void runBuild(const StoreOptions &options, Context &context)
     const Store model = buildStore(texts, build);
     progress.reset();
     writeStore(options.output, contentsOf(model), options.text || isTextFormName(options.output));
-    context.message(plural(model.tokens.size(), "token") + " from " + plural(texts.size(), "message") + " written to " +
-                    options.output);
+    context.message(plural(model.tokens.size(), "token") + " from " +
+                    (texts.size() < read ? std::to_string(texts.size()) + " of " : "") + plural(read, "message") +
+                    " written to " + options.output);
 }
 
 static void addBuild(CLI::App &store, Context &context)
