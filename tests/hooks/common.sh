@@ -22,9 +22,9 @@ stop_daemon() {
   daemon=
 }
 
-# start_daemon COMMAND...: in the background; ends by itself after 25 seconds, whatever becomes of the test.
+# start_daemon COMMAND...: in the background; ends by itself after 50 seconds, whatever becomes of the test.
 start_daemon() {
-  timeout -k 3 25 "$@" >>"$work/daemon.out" 2>&1 </dev/null &
+  timeout -k 3 50 "$@" >>"$work/daemon.out" 2>&1 </dev/null &
   daemon=$!
 }
 
@@ -42,16 +42,16 @@ example() {
   sed -e "s|/var/|$work/var/|g" -e "s|/usr/bin/velq|$velq|" "$source/examples/hooks/$1"
 }
 
-# wait_for_lines COUNT: at most 20 seconds for that many lines in the hook's log.
+# wait_for_lines COUNT: at most 40 seconds for that many lines in the hook's log.
 wait_for_lines() {
   local tenths
-  for ((tenths = 0; tenths < 200; tenths++)); do
+  for ((tenths = 0; tenths < 400; tenths++)); do
     if [ -f "$log" ] && [ "$(wc -l <"$log")" -ge "$1" ]; then
       return 0
     fi
     sleep 0.1
   done
-  fail "only $(cat "$log" 2>/dev/null | wc -l) of $1 lines were logged within 20 seconds"
+  fail "fewer than $1 lines were logged within 40 seconds"
 }
 
 # wait_for_text FILE TEXT: at most 10 seconds for what the daemon logs after the hook has ended; a check follows.
