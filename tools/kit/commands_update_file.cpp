@@ -53,6 +53,7 @@ void addWhiteUpdateCommand(CLI::App &root, Context &context)
     auto options = std::make_shared<UpdateFileOptions>();
     CLI::App *group = root.add_subcommand("white-update", "Make update files of white numbers");
     group->require_subcommand(1);
+    addExamples(*group, {"velq white-update build numbers.csv -o white.db"});
     CLI::App *command = group->add_subcommand(
         "build", "Make a white-number update of CSV rows number,name; a row that the merge could not take ends it");
     command->add_option("CSV", options->file, "Rows of number,name, with or without a header; - is standard input")
