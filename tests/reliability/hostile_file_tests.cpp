@@ -579,6 +579,14 @@ TEST_F(HostileFiles, a_folder_in_place_of_a_data_file_keeps_to_the_bounds)
     }
 }
 
+TEST_F(HostileFiles, a_pipe_in_place_of_an_update_is_refused_without_waiting)
+{
+    ASSERT_EQ(mkfifo(updatePath().c_str(), 0600), 0);
+    const EngineSession session(installation_);
+    EXPECT_EQ(updateProbabilities(), VELQ_ERR_FAILED);
+    EXPECT_EQ(updateWhiteNumbers(), VELQ_ERR_FAILED);
+}
+
 TEST_F(HostileFiles, symbolic_links_lead_to_their_file_and_dead_ones_nowhere)
 {
     const std::filesystem::path real = installation_.folder() / "elsewhere.db";
