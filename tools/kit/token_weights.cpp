@@ -86,6 +86,7 @@ double leanOfWeight(double weight)
 
 namespace {
 
+constexpr int fits = 3; // with tokens left out by other chances; their mean is taken
 constexpr int fitRounds = 200;
 constexpr double stepSize = 0.05;
 constexpr double lateStepSize = 0.015;
@@ -95,7 +96,7 @@ constexpr double dropShare = 0.3;    // tokens of a message left out, by chance,
 constexpr double firstSteepness = 2; // of the counted share
 constexpr double lastSteepness = 8;
 constexpr double countedFrom = 2;     // log odds
-constexpr double hamLossWeight = 1.2; // blocked ham is worse than spam let through
+constexpr double hamLossWeight = 1.5; // blocked ham is worse than spam let through
 constexpr double unsureWeight = 0.15; // ham left undecided
 constexpr double unsureSteepness = 3;
 constexpr double unsureFrom = -0.6;     // on the log odds of the spamicity, short of the ham cut-off
@@ -258,10 +259,8 @@ void step(Stepper &stepper, double size, const std::vector<double> &gradient, co
     }
 }
 
-} // namespace
-
-void fitLeans(const std::vector<WeighedText> &texts, const std::vector<std::uint8_t> &fixed, std::uint64_t seed,
-              std::vector<double> &leans)
+void fitOnce(const std::vector<WeighedText> &texts, const std::vector<std::uint8_t> &fixed, std::uint64_t seed,
+             std::vector<double> &leans)
 {
     const std::vector<double> start = leans;
     std::vector<TokenTerms> terms(leans.size());
@@ -282,10 +281,27 @@ void fitLeans(const std::vector<WeighedText> &texts, const std::vector<std::uint
         }
         step(stepper, round < lateRound ? stepSize : lateStepSize, gradient, fixed, leans);
     }
+}
+
+} // namespace
+
+void fitLeans(const std::vector<WeighedText> &texts, const std::vector<std::uint8_t> &fixed, std::uint64_t seed,
+              std::vector<double> &leans)
+{
+    std::vector<double> sums(leans.size(), 0);
+    SeededSequence seeds(seed);
+    for (int fit = 0; fit < fits; ++fit) {
+        std::vector<double> fitted = leans;
+        fitOnce(texts, fixed, seeds.next(), fitted);
+        for (std::size_t i = 0; i < leans.size(); ++i) {
+            sums[i] += fitted[i];
+        }
+    }
     for (std::size_t i = 0; i < leans.size(); ++i) {
         if (fixed[i] == 0) {
-            const double size = std::fabs(leans[i]);
-            leans[i] = size < countedFrom ? 0 : std::copysign(std::max(size, leastLean), leans[i]);
+            const double lean = sums[i] / fits;
+            const double size = std::fabs(lean);
+            leans[i] = size < countedFrom ? 0 : std::copysign(std::max(size, leastLean), lean);
         }
     }
 }
