@@ -176,6 +176,23 @@ TEST(cli_init, lays_out_an_installation_that_rates)
     EXPECT_EQ(velq({"rate", "--install", root, spamText}).out, "spam\t" + spamText + "\n");
 }
 
+TEST(cli_init, takes_the_text_form_of_a_store)
+{
+    const TemporaryFolder folder;
+    const fs::path text = folder.path() / "store.txt";
+    writeFile(text, "velq-store 1\nmessages\t10\t20\ntokens\nfree\t7\t1\nend\n");
+    const std::string root = (folder.path() / "new").string();
+    expectDone(velq({"init", root, "--store", text.string()}));
+    EXPECT_EQ(
+        Database(fs::path(root) / "Quenlibra/Tarvolent/data/prob.bin").query("SELECT hex(key) FROM velqTable;").size(),
+        2U);
+    const json report = json::parse(velq({"explain", "--json", "--install", root, "freedom"}).out)[0];
+    EXPECT_EQ(report["spamMessages"], 10);
+    EXPECT_EQ(report["tokens"][0]["spam"], 7);
+    writeFile(text, "velq-store 1\nnonsense\n");
+    expectFailure(velq({"init", root + "2", "--store", text.string()}), 65, "store.txt:2");
+}
+
 TEST(cli_init, refuses_to_overwrite)
 {
     const Installation existing;
