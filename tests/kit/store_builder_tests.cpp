@@ -79,19 +79,19 @@ BuildOptions seeded(std::uint64_t seed, bool plain = false)
 
 TEST(store_builder, tuned_store_rates_unseen_messages)
 {
-    const Store store = buildStore(narrowCorpus(600, 1), seeded(1));
+    const Store store = buildStore(narrowCorpus(320, 1), seeded(1));
     EXPECT_GE(accuracy(store, narrowCorpus(300, 2)), 0.98);
 }
 
 TEST(store_builder, plain_store_rates_unseen_messages)
 {
-    const Store store = buildStore(narrowCorpus(600, 1), seeded(1, true));
+    const Store store = buildStore(narrowCorpus(320, 1), seeded(1, true));
     EXPECT_GE(accuracy(store, narrowCorpus(300, 2)), 0.95);
 }
 
 TEST(store_builder, plain_counts_are_those_of_segmentation)
 {
-    const std::vector<LabelledText> corpus = narrowCorpus(300, 1);
+    const std::vector<LabelledText> corpus = narrowCorpus(200, 1);
     const Store store = buildStore(corpus, seeded(1, true));
     ASSERT_FALSE(store.tokens.empty());
     StoreIndex index = indexStore(store);
@@ -101,8 +101,8 @@ TEST(store_builder, plain_counts_are_those_of_segmentation)
     for (const LabelledText &message : corpus) {
         trainFiltered(index, filterText(message.text), message.spam);
     }
-    EXPECT_EQ(store.spamMessages, 100U);
-    EXPECT_EQ(store.hamMessages, 200U);
+    EXPECT_EQ(store.spamMessages, 67U);
+    EXPECT_EQ(store.hamMessages, 133U);
     for (const auto &[token, counts] : store.tokens) {
         EXPECT_EQ(counts, index.tokens.at(packToken(token)));
     }
@@ -110,7 +110,7 @@ TEST(store_builder, plain_counts_are_those_of_segmentation)
 
 TEST(store_builder, same_seed_gives_the_same_store)
 {
-    const std::vector<LabelledText> corpus = narrowCorpus(300, 1);
+    const std::vector<LabelledText> corpus = narrowCorpus(200, 1);
     for (const bool plain : {false, true}) {
         EXPECT_EQ(buildStore(corpus, seeded(7, plain)), buildStore(corpus, seeded(7, plain)));
     }
@@ -118,8 +118,8 @@ TEST(store_builder, same_seed_gives_the_same_store)
 
 TEST(store_builder, tokens_have_two_to_four_units_and_small_counts)
 {
-    std::vector<LabelledText> corpus = narrowCorpus(400, 1);
-    const std::vector<LabelledText> wide = wideCorpus(400, 2);
+    std::vector<LabelledText> corpus = narrowCorpus(320, 1);
+    const std::vector<LabelledText> wide = wideCorpus(240, 2);
     corpus.insert(corpus.end(), wide.begin(), wide.end());
     const Store store = buildStore(corpus, seeded(1));
     ASSERT_FALSE(store.tokens.empty());
@@ -135,8 +135,8 @@ TEST(store_builder, tokens_have_two_to_four_units_and_small_counts)
 
 TEST(store_builder, joint_store_rates_both_scripts)
 {
-    std::vector<LabelledText> corpus = narrowCorpus(600, 1);
-    const std::vector<LabelledText> wide = wideCorpus(600, 2);
+    std::vector<LabelledText> corpus = narrowCorpus(320, 1);
+    const std::vector<LabelledText> wide = wideCorpus(240, 2);
     corpus.insert(corpus.end(), wide.begin(), wide.end());
     const Store store = buildStore(corpus, seeded(1));
     EXPECT_GE(accuracy(store, narrowCorpus(300, 3)), 0.98);
@@ -146,7 +146,7 @@ TEST(store_builder, joint_store_rates_both_scripts)
 // Every spam message holds the same telephone number, and another one of its own; half of them a price.
 std::vector<LabelledText> corpusWithNumbers()
 {
-    std::vector<LabelledText> corpus = narrowCorpus(400, 1);
+    std::vector<LabelledText> corpus = narrowCorpus(320, 1);
     SeededSequence sequence(3);
     for (LabelledText &message : corpus) {
         if (message.spam) {
@@ -210,7 +210,7 @@ TEST(store_builder, a_handful_of_messages_builds)
 
 TEST(store_builder, progress_reaches_its_total)
 {
-    for (const std::size_t size : {20U, 300U}) {
+    for (const std::size_t size : {20U, 120U}) {
         for (const bool plain : {false, true}) {
             BuildOptions options = seeded(1, plain);
             std::vector<std::pair<std::uint64_t, std::uint64_t>> steps;
@@ -225,12 +225,12 @@ TEST(store_builder, progress_reaches_its_total)
 
 TEST(store_builder, tuning_sample_bounds_what_is_learned_from)
 {
-    std::vector<LabelledText> corpus = narrowCorpus(900, 1);
+    std::vector<LabelledText> corpus = narrowCorpus(400, 1);
     BuildOptions options = seeded(1);
-    options.tuningSample = 300;
+    options.tuningSample = 200;
     const Store store = buildStore(corpus, options);
     EXPECT_GE(accuracy(store, narrowCorpus(300, 2)), 0.95);
-    options.tuningSample = 900;
+    options.tuningSample = 400;
     EXPECT_NE(buildStore(corpus, options), store);
 }
 
