@@ -8,6 +8,7 @@
 #include "reference/stores.h"
 #include "support/engine_session.h"
 #include "support/installation.h"
+#include "support/system.h"
 #include "support/wide.h"
 #include "support/without_sync.h"
 #include "velq.h"
@@ -17,6 +18,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <iostream>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -71,6 +73,12 @@ struct Tally {
     int uncertain = 0;
     int scores = 0;
     int settledBy[8] = {};
+    std::uint64_t digest = 0; // of the certain ratings, for comparison between platforms
+
+    void digestNext(std::uint64_t value)
+    {
+        digest = (digest ^ value) * 0x100000001B3;
+    }
 
     Tally &operator+=(const Tally &other)
     {
@@ -78,6 +86,7 @@ struct Tally {
         ratings += other.ratings;
         uncertain += other.uncertain;
         scores += other.scores;
+        digestNext(other.digest);
         for (std::size_t i = 0; i < std::size(settledBy); ++i) {
             settledBy[i] += other.settledBy[i];
         }
@@ -218,6 +227,9 @@ RatingTrace Pair::newTrace()
     in.seekg(readOfLog_);
     for (std::string line; std::getline(in, line);) {
         readOfLog_ += static_cast<std::streamoff>(line.size()) + 1;
+        if (test::textLinesEndInCrLf && line.ends_with('\r')) {
+            line.pop_back();
+        }
         const std::string textStart = "===> UTF8-String:";
         if (line.compare(0, textStart.size(), textStart) == 0) {
             trace.texts.push_back(line.substr(textStart.size()));
@@ -280,6 +292,7 @@ void Pair::rate()
         return;
     }
     EXPECT_EQ(rating, static_cast<std::uint32_t>(expected.rating)) << context();
+    tally.digestNext(rating);
 }
 
 void Pair::feedback()
@@ -594,6 +607,10 @@ void report(const Tally &tally)
         ways << count << " ";
     }
     testing::Test::RecordProperty("settledBy", ways.str());
+    std::cout << "[ RATINGS  ] " << testing::UnitTest::GetInstance()->current_test_info()->test_suite_name() << "/"
+              << testing::UnitTest::GetInstance()->current_test_info()->name() << ": " << tally.ratings << " ratings, "
+              << tally.uncertain << " too close to a cut-off to compare, digest " << std::hex << tally.digest
+              << std::dec << "\n";
 }
 
 // Many stores, few messages each, with the trace compared as well.

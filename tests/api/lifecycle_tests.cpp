@@ -42,15 +42,6 @@ Lines filesOf(const Installation &installation)
     return names;
 }
 
-std::size_t openDescriptors()
-{
-    std::size_t count = 0;
-    for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        ++count;
-    }
-    return count;
-}
-
 std::string variantName(const ::testing::TestParamInfo<StartVariant> &given)
 {
     return given.param == StartVariant::norix ? "norix" : "plain";
@@ -67,8 +58,11 @@ INSTANTIATE_TEST_SUITE_P(both, Lifecycle, ::testing::Values(StartVariant::plain,
 TEST_P(Lifecycle, engine_starts_and_stops_again_and_again)
 {
     const Installation installation;
-    const std::size_t before = openDescriptors();
-    for (int round = 0; round < 20; ++round) {
+    std::size_t before = 0;
+    for (int round = 0; round < 21; ++round) {
+        if (round == 1) { // the system's own functions may have opened something for good in the first round
+            before = openDescriptors();
+        }
         ASSERT_EQ(start(installation.programDir(), variant_), 0);
         std::int32_t count = -1;
         EXPECT_EQ(VELQ_GetTotalCountOfBlackNumber(&count), 0);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <system_error>
 
 #ifdef _WIN32
@@ -71,6 +72,13 @@ bool openFilesCanBeRemoved()
     return false;
 }
 
+std::size_t openDescriptors()
+{
+    DWORD handles = 0;
+    GetProcessHandleCount(GetCurrentProcess(), &handles);
+    return handles;
+}
+
 std::optional<std::vector<std::string>> openFilesBelow(const std::filesystem::path &)
 {
     return std::nullopt;
@@ -111,6 +119,12 @@ bool oemPageHas(const WideText &)
 bool openFilesCanBeRemoved()
 {
     return true;
+}
+
+std::size_t openDescriptors()
+{
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
 }
 
 std::optional<std::vector<std::string>> openFilesBelow(const std::filesystem::path &folder)

@@ -13,6 +13,16 @@
 
 namespace velq::test {
 
+// How the C library ends the lines of files that it writes as text.
+#ifdef _WIN32
+inline constexpr bool textLinesEndInCrLf = true;
+#else
+inline constexpr bool textLinesEndInCrLf = false;
+#endif
+
+// The files and whatever else the program has open.
+std::size_t openDescriptors();
+
 // Seconds since 1970 of a moment in UTC.
 std::time_t utcSeconds(const std::tm &time);
 
