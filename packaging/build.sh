@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Builds the Debian packages libvelq1, libvelq-dev, velq and velq-data from this tree as it stands. Installs the packages
+# that the build needs. Usage: build.sh [FOLDER]; the packages go to FOLDER (default build-packages in the tree).
+set -euo pipefail
+source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+output=${1:-$source_root/build-packages}
+
+packages=(build-essential fakeroot debhelper cmake ninja-build libcli11-dev libcsv-dev libgsl-dev libsqlite3-dev
+  libutfcpp-dev nlohmann-json3-dev)
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  as_root=()
+  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  "${as_root[@]}" apt-get -o DPkg::Lock::Timeout=300 update -qq >&2
+  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get -o DPkg::Lock::Timeout=300 install -y -qq \
+    --no-install-recommends "${missing[@]}" >&2
+fi
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+mkdir "$work/velq"
+# Build folders lie in the tree and stay out of the package's source.
+tar -C "$source_root" --exclude='./build*' --exclude=./.git -c . | tar -C "$work/velq" -x
+cp -r "$source_root/packaging/debian" "$work/velq/debian"
+(cd "$work/velq" && DEB_BUILD_OPTIONS="parallel=${VELQ_JOBS:-$(nproc)} nocheck" dpkg-buildpackage -b -us -uc) \
+  >"$work/build.log" 2>&1 || { grep -vE "^\[[0-9]+/[0-9]+\] " "$work/build.log" | tail -40 | cut -c1-400 >&2; echo "build.sh: the packages were not built" >&2; exit 1; }
+grep -E 'warning:|dpkg-gensymbols' "$work/build.log" || true
+rm -rf "$output"
+mkdir -p "$output"
+mv "$work"/*.deb "$work"/*.changes "$work"/*.buildinfo "$output"
+(cd "$output" && ls ./*.deb)

@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# Builds the Debian packages, checks them with lintian, and installs, uses, upgrades and removes them in a fresh minimal
+# Debian system of their own (tests/packages/in_fresh_system.sh says what must hold there). Needs root, for chroot.
+# Usage: test.sh
+# Environment: VELQ_PLATFORM_CACHE keeps the minimal system (default in ~/.cache); it is made anew after a week.
+set -euo pipefail
+source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cache=${VELQ_PLATFORM_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/velq-platforms}
+[ "$(id -u)" -eq 0 ] || { echo "test.sh: run as root" >&2; exit 1; }
+
+for package in lintian mmdebstrap; do
+  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' && continue
+  apt-get -o DPkg::Lock::Timeout=300 update -qq >&2
+  DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 install -y -qq --no-install-recommends \
+    lintian mmdebstrap >&2
+done
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+echo "== build"
+"$source_root/packaging/build.sh" "$work/packages"
+
+echo "== lintian"
+lintian --fail-on error --allow-root "$work"/packages/*.changes
+
+# field PACKAGE NAME
+field() { dpkg-deb -f "$work/packages/$1"_*.deb "$2"; }
+
+echo "== system"
+# What the packages ask for beside each other, and what building a C program takes.
+needs=$(for name in libvelq1 velq; do field $name Depends | tr ',' '\n' | sed 's/^ *//; s/ .*//'; done |
+  grep -vE '^(lib)?velq' | sort -u | paste -sd,)
+base=$cache/system-$(sha256sum <<<"$needs" | cut -c1-12).tar
+find "$cache" -maxdepth 1 -name 'system-*.tar' -mtime +7 -delete 2>/dev/null || true
+if [ ! -f "$base" ]; then
+  mkdir -p "$cache"
+  apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Label: Debian' |
+    sort -u |
+    mmdebstrap --quiet --variant=apt --include="gcc,libc6-dev,make,cmake,pkg-config,$needs" \
+      "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$base.part" -
+  mv "$base.part" "$base"
+fi
+mkdir "$work/system"
+tar -C "$work/system" -xf "$base" --exclude='./dev/*'
+mknod -m 666 "$work/system/dev/null" c 1 3
+
+# The next release, for the upgrade: the same packages with a higher version.
+mkdir "$work/next"
+for package in "$work"/packages/*.deb; do
+  case $package in *-dbgsym_*) continue ;; esac
+  dpkg-deb -R "$package" "$work/repack"
+  sed -i -E '/^(Version|Depends):/ s/\b1\.0\.0\b/1.0.99/g' "$work/repack/DEBIAN/control"
+  dpkg-deb --root-owner-group -b "$work/repack" "$work/next" >/dev/null
+  rm -rf "$work/repack"
+done
+
+test_folder=$work/system/test
+mkdir -p "$test_folder"/{packages,next}
+for package in "$work"/packages/*.deb; do
+  case $package in *-dbgsym_*) ;; *) cp "$package" "$test_folder/packages" ;; esac
+done
+cp "$work"/next/*.deb "$test_folder/next"
+cp "$source_root"/tests/packages/in_fresh_system.sh "$source_root/examples/host.c" "$test_folder"
+cp -r "$source_root/tests/consumer" "$test_folder"
+
+echo "== install, use, upgrade, remove"
+chroot "$work/system" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
+  bash /test/in_fresh_system.sh

@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# Runs a program of a target: under Wine, under QEMU, or natively through the target's own loader. A GoogleTest program
+# must end in GoogleTest's own closing line: a program that never ran (a missing emulator part, a foreign loader) can end
+# with status 0 and no output. Usage: run.sh TARGET PROGRAM [ARGUMENT...]
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+target=$1
+check_targets "$target"
+shift
+
+root=/usr/$(triplet "$target")
+case $target in
+  windows-*) use_wine; command=(wine "$@") ;;
+  linux-armhf) command=(qemu-arm -L "$root" "$@") ;;
+  linux-arm64) command=(qemu-aarch64 -L "$root" "$@") ;;
+  linux-i386) command=("$root/lib/ld-linux.so.2" --library-path "$root/lib" "$@") ;;
+esac
+# The system's text converters, which the cross C library comes without.
+[[ $target == windows-* ]] || export GCONV_PATH=$cache/gconv/$target
+
+output=$(mktemp)
+trap 'rm -f "$output"' EXIT
+status=0
+"${command[@]}" </dev/null >"$output" 2>&1 || status=$?
+tr -d '\r' <"$output"
+# The build sets this variable for GoogleTest programs.
+if [ "$status" -eq 0 ] && [ -n "${GTEST_TOTAL_SHARDS:-}" ]; then
+  tr -d '\r' <"$output" | grep -qE '^\[  PASSED  \] [1-9][0-9]* tests?\.$' || { echo "run.sh: $1 passed no test"; status=1; }
+fi
+exit "$status"

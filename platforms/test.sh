@@ -1,0 +1,77 @@
+#!/usr/bin/env bash
+# Builds the libraries for other targets and runs every test that does not depend on the building machine's own system:
+# Windows programs under Wine, ARM ones under QEMU, 32-bit x86 Linux ones natively. Installs what is missing and keeps
+# what it has made of the dependencies. Usage: test.sh [TARGET...]; the default is every target:
+#   windows-x86 windows-x64 linux-armhf linux-arm64 linux-i386
+# Environment: VELQ_PLATFORM_CACHE (the dependencies), VELQ_PLATFORM_BUILD (build folders, default build-platforms in
+# the tree), VELQ_JOBS (processes at a time, default one for each processor).
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+targets=("$@")
+[ ${#targets[@]} -gt 0 ] || targets=("${all_targets[@]}")
+check_targets "${targets[@]}"
+jobs=${VELQ_JOBS:-$(nproc)}
+export VELQ_JOBS=$jobs
+builds=${VELQ_PLATFORM_BUILD:-$source_root/build-platforms}
+
+"$platforms/install-dependencies.sh" "${targets[@]}"
+"$platforms/dependencies.sh" "${targets[@]}"
+
+# One Wine server for all programs. A second one, or one that a program had started, would keep their pipes open.
+start_wine() {
+  use_wine
+  mkdir -p "$cache/wine"
+  wineserver -p </dev/null >/dev/null 2>&1
+  trap 'wineserver -k >/dev/null 2>&1 || true' EXIT
+  wineboot </dev/null >/dev/null 2>&1
+  if [ -d "$WINEDLLPATH" ]; then
+    cp "$WINEDLLPATH"/*.dll "$WINEPREFIX/drive_c/windows/syswow64/"
+  fi
+}
+case " ${targets[*]} " in *" windows-"*) start_wine ;; esac
+
+sum() { awk '{ sum += $1 } END { print sum + 0 }'; }
+# tally WORD FILE: the tests that GoogleTest counted so in all its runs.
+tally() { sed -nE "s/^\[  $1 *\] ([0-9]+) tests?(\.|, listed below:)\$/\1/p" "$2" | sum; }
+
+passed=0 failed=0 skipped=0 reference=
+for target in "${targets[@]}"; do
+  started=$SECONDS
+  build=$builds/$target
+  echo "== $target: build"
+  cmake -S "$source_root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_TOOLCHAIN_FILE="$platforms/toolchains/$target.cmake" -DVELQ_DEPENDENCIES="$cache/$target" \
+    -DVELQ_BUILD_TOOLS=OFF -DVELQ_BUILD_BENCH=OFF >/dev/null
+  cmake --build "$build" -j"$jobs"
+  echo "== $target: test (built in $((SECONDS - started)) s)"
+  report=$(mktemp)
+  status=0
+  ctest --test-dir "$build" -j"$jobs" --no-tests=error --output-on-failure >"$report" 2>&1 </dev/null || status=$?
+  if [ "$status" -ne 0 ]; then
+    grep -aE '^ *[0-9]+/[0-9]+ Test|FAILED  |run\.sh:|FAIL:' "$report" | grep -avE ' Passed ' | cut -c1-300 || true
+    grep -a -m40 -A6 ': Failure$' "$report" | cut -c1-300 || true
+  fi
+  # Programs that are no GoogleTest program count as one test each.
+  log=$build/Testing/Temporary/LastTest.log
+  others=$(grep -aE '^ *[0-9]+/[0-9]+ Test +#[0-9]+: ' "$report" | grep -v '\.part_[0-9]' || true)
+  good=$(($(tally PASSED "$log") + $(grep -c ' Passed ' <<<"$others" || true)))
+  bad=$(($(tally FAILED "$log") + $(grep -cE 'Failed|Timeout|Exception|Not Run' <<<"$others" || true)))
+  left_out=$(tally SKIPPED "$log")
+  rm -f "$report"
+  # The differential tests rate the same messages everywhere; the digests of what they got must be the same.
+  ratings=$(grep -a '^\[ RATINGS  \]' "$log" | LC_ALL=C sort -u)
+  echo "$target: $(wc -l <<<"$ratings") runs compared, $(sed -E 's/.* ([0-9]+) ratings, .*/\1/' <<<"$ratings" | sum) ratings," \
+    "$(sed -E 's/.*, ([0-9]+) too close .*/\1/' <<<"$ratings" | sum) of them too close to a cut-off"
+  reference=${reference:-$ratings}
+  if [ -z "$ratings" ] || [ "$ratings" != "$reference" ]; then
+    echo "FAIL: the ratings of $target are not those of ${targets[0]}"
+    diff <(echo "$reference") <(echo "$ratings") || true
+    bad=$((bad + 1))
+  fi
+  [ "$good" -gt 0 ] && { [ "$status" -eq 0 ] || [ "$bad" -gt 0 ]; } || bad=$((bad + 1))
+  echo "$target: $good passed, $bad failed, $left_out skipped, in $((SECONDS - started)) s"
+  passed=$((passed + good)) failed=$((failed + bad)) skipped=$((skipped + left_out))
+done
+
+echo "$passed passed, $failed failed, $skipped skipped"
+[ "$failed" -eq 0 ] && [ "$passed" -gt 0 ]

@@ -1,0 +1,92 @@
+#!/usr/bin/env bash
+# Runs in a minimal system with the packages in /test/packages and their next release in /test/next: installs, uses,
+# upgrades and removes them. Every check prints a line; the last line counts them.
+set -euo pipefail
+cd /test
+export DEBIAN_FRONTEND=noninteractive
+passed=0 failed=0
+
+# check WHAT COMMAND...: the command's own output is shown when it fails.
+check() {
+  local what=$1
+  shift
+  if "$@" >/test/output 2>&1; then
+    echo "ok: $what"
+    passed=$((passed + 1))
+  else
+    echo "FAIL: $what"
+    cat /test/output
+    failed=$((failed + 1))
+  fi
+}
+
+# Everything on the disk but this test's folder and what package management itself writes.
+files() {
+  find / -xdev \( -path /test -o -path /proc -o -path /sys -o -path /dev -o -path /var/lib/dpkg -o -path /var/log \
+    -o -path /var/cache -o -path /tmp \) -prune -o -print | LC_ALL=C sort
+}
+versions() { dpkg-query -W -f='${Version}\n' libvelq1 libvelq-dev velq velq-data | sort -u; }
+
+# rates PROGRAM: the example host starts on the installation, rates, and blocks the sender.
+rates() {
+  local answer
+  answer=$("$1" '/test/installation/Quenlibra\Tarvolent' 13900002222 "some words of some length" spam)
+  echo "$answer"
+  grep -qx 'black list: 13900002222 (contact 42)' <<<"$answer"
+}
+build_with_cmake() {
+  rm -rf build
+  cmake -S consumer -B build -DHOST_SOURCE=/test/host.c && cmake --build build && rates build/host
+}
+build_with_pkg_config() {
+  local flags
+  read -ra flags <<<"$(pkg-config --cflags --libs velq)"
+  cc -std=c11 -o host host.c "${flags[@]}" && rates ./host
+}
+command_rates() {
+  rm -rf installation
+  velq init installation || return 1
+  local answer
+  answer=$(velq rate --install installation --number 10086 "some words of some length")
+  echo "$answer"
+  grep -qw ham <<<"$answer"
+}
+command_knows_words() {
+  local answer
+  answer=$(velq rate --install installation "WINNER!! claim your free prize now, call the claim line, txt to win cash")
+  echo "$answer"
+  grep -qw spam <<<"$answer"
+}
+finds_no_search_path() { ! grep -aq "/test" /usr/bin/velq && ldconfig -p | grep -q 'libvelq\.so\.1 '; }
+same_files() { diff /test/before <(files); }
+has_documents() {
+  local name
+  for name in libvelq1 libvelq-dev velq velq-data; do
+    [ -s "/usr/share/doc/$name/copyright" ] && gzip -t "/usr/share/doc/$name"/changelog*.gz || return 1
+  done
+}
+
+files >before
+check "all packages install" dpkg -i packages/*.deb
+check "the release is 1.0.0" test "$(versions)" = 1.0.0
+check "the loader knows the library" finds_no_search_path
+check "each package has a copyright file and a changelog" has_documents
+check "the command has a manual page" gzip -t /usr/share/man/man1/velq.1.gz
+check "the command lays out an installation and rates by the operator rule" command_rates
+check "the starter store knows spam" command_knows_words
+check "a C program builds with CMake and rates" build_with_cmake
+check "a C program builds with pkg-config and rates" build_with_pkg_config
+
+cp host old-host
+check "all packages upgrade" dpkg -i next/*.deb
+check "the release is 1.0.99" test "$(versions)" = 1.0.99
+check "a program built before the upgrade still rates" rates ./old-host
+check "an installation made before the upgrade is kept" test -s installation/Quenlibra/Tarvolent/data/prob.bin
+
+check "the library stays while the command needs it" bash -c '! dpkg -r libvelq1'
+check "all packages are removed" dpkg -P velq velq-data libvelq-dev libvelq1
+check "the loader forgets the library" bash -c '! ldconfig -p | grep -q libvelq'
+check "nothing is left behind" same_files
+
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ]
