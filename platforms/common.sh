@@ -29,5 +29,6 @@ triplet() {
 # Wine's settings: a prefix of its own, no messages of its own, no screen.
 use_wine() {
   export WINEPREFIX=$cache/wine/prefix WINEDLLPATH=$cache/wine/i386-windows WINEDEBUG=-all
+  export LC_ALL=C.UTF-8 # the code pages follow the locale
   unset DISPLAY
 }

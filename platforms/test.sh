@@ -53,7 +53,7 @@ for target in "${targets[@]}"; do
   fi
   # Programs that are no GoogleTest program count as one test each.
   log=$build/Testing/Temporary/LastTest.log
-  others=$(grep -aE '^ *[0-9]+/[0-9]+ Test +#[0-9]+: ' "$report" | grep -v '\.part_[0-9]' || true)
+  others=$(grep -aE '^ *[0-9]+/[0-9]+ Test +#[0-9]+: ' "$report" | grep -av '\.part_[0-9]' || true)
   good=$(($(tally PASSED "$log") + $(grep -c ' Passed ' <<<"$others" || true)))
   bad=$(($(tally FAILED "$log") + $(grep -cE 'Failed|Timeout|Exception|Not Run' <<<"$others" || true)))
   left_out=$(tally SKIPPED "$log")
