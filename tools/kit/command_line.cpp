@@ -94,16 +94,10 @@ static void buildTable(CLI::App &root, Context &context)
     addUpdateCommand(root, context);
     addVersionsCommand(root, context);
     addHookCommand(root, context);
-#ifdef VELQ_KIT_HAS_STORE
     addStoreCommands(root, context);
-#endif
-#ifdef VELQ_KIT_HAS_UPDATE_FILE
     addWhiteUpdateCommand(root, context);
     addUpdateInspect(*root.get_subcommand("update"), context);
-#endif
-#ifdef VELQ_KIT_HAS_EVALUATE
     addEvaluateCommand(root, context);
-#endif
 }
 
 static int failed(std::ostream &err, Status status, const std::string &message)
