@@ -23,8 +23,8 @@ trap 'rm -f "$output"' EXIT
 status=0
 "${command[@]}" </dev/null >"$output" 2>&1 || status=$?
 tr -d '\r' <"$output"
-# The build sets this variable for GoogleTest programs.
+# The build sets this variable for GoogleTest programs. A part of a small program may be left without tests, but closes.
 if [ "$status" -eq 0 ] && [ -n "${GTEST_TOTAL_SHARDS:-}" ]; then
-  tr -d '\r' <"$output" | grep -qE '^\[  PASSED  \] [1-9][0-9]* tests?\.$' || { echo "run.sh: $1 passed no test"; status=1; }
+  tr -d '\r' <"$output" | grep -qE '^\[  PASSED  \] [0-9]+ tests?\.$' || { echo "run.sh: $1 did not close"; status=1; }
 fi
 exit "$status"
