@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the Debian packages, checks them with lintian, and installs, uses, upgrades and removes them in a fresh minimal
 # Debian system of their own (tests/packages/in_fresh_system.sh says what must hold there). Needs root, for chroot.
-# Usage: test.sh
+# Usage: test.sh [FOLDER]; with FOLDER the packages that build.sh has put there are tested, and none are built.
 # Environment: VELQ_PLATFORM_CACHE keeps the minimal system (default in ~/.cache); it is made anew after a week.
 set -euo pipefail
 source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -18,8 +18,13 @@ done
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-echo "== build"
-"$source_root/packaging/build.sh" "$work/packages"
+if [ $# -gt 0 ]; then
+  mkdir "$work/packages"
+  cp "$1"/*.deb "$1"/*.changes "$1"/*.buildinfo "$work/packages"
+else
+  echo "== build"
+  "$source_root/packaging/build.sh" "$work/packages"
+fi
 
 echo "== lintian"
 lintian --fail-on error --allow-root "$work"/packages/*.changes
@@ -37,7 +42,7 @@ if [ ! -f "$base" ]; then
   mkdir -p "$cache"
   apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Label: Debian' |
     sort -u |
-    mmdebstrap --quiet --variant=apt --include="gcc,libc6-dev,make,cmake,pkg-config,$needs" \
+    mmdebstrap --quiet --format=tar --variant=apt --include="gcc,libc6-dev,make,cmake,pkg-config,$needs" \
       "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$base.part" -
   mv "$base.part" "$base"
 fi
@@ -65,5 +70,6 @@ cp "$source_root"/tests/packages/in_fresh_system.sh "$source_root/examples/host.
 cp -r "$source_root/tests/consumer" "$test_folder"
 
 echo "== install, use, upgrade, remove"
-chroot "$work/system" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
+# The mount ends with the command, whatever becomes of it.
+unshare --mount --fork bash -c 'mount -t proc proc "$0/proc" && exec chroot "$0" "$@"' "$work/system" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
   bash /test/in_fresh_system.sh

@@ -58,7 +58,7 @@ command_knows_words() {
   grep -qw spam <<<"$answer"
 }
 finds_no_search_path() { ! grep -aq "/test" /usr/bin/velq && ldconfig -p | grep -q 'libvelq\.so\.1 '; }
-same_files() { diff /test/before <(files); }
+same_files() { files >/test/after && diff /test/before /test/after; }
 has_documents() {
   local name
   for name in libvelq1 libvelq-dev velq velq-data; do
