@@ -5,7 +5,7 @@ set -euo pipefail
 
 declare -A groups=(
   [build]="g++ cmake ninja-build libsqlite3-dev libgsl-dev libgtest-dev libbenchmark-dev libcli11-dev
-           nlohmann-json3-dev libutfcpp-dev libcsv-dev binutils pkg-config python3"
+           nlohmann-json3-dev libutfcpp-dev libcsv-dev binutils pkg-config python3 groff-base"
   [check]="clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 cppcheck gcovr valgrind heaptrack"
 )
 
