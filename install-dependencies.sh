@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a build needs and that are missing. Usage: install-dependencies.sh [GROUP...]
-# Groups: build (the default), check (formatters, analysers, coverage).
+# Groups: build (the default), hosts (what the tests run beside the engine: the daemons that the hooks serve, and the
+# browser that opens the report; without them those tests are skipped), check (formatters, analysers, coverage).
 set -euo pipefail
 
 declare -A groups=(
   [build]="g++ cmake ninja-build libsqlite3-dev libgsl-dev libgtest-dev libbenchmark-dev libcli11-dev
            nlohmann-json3-dev libutfcpp-dev libcsv-dev binutils pkg-config python3 groff-base"
+  [hosts]="gammu gammu-smsd smstools chromium"
   [check]="clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 cppcheck gcovr valgrind heaptrack"
 )
 
@@ -24,4 +26,5 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 echo "Installing: ${missing[*]}" >&2
 "${as_root[@]}" apt-get update -qq >&2
-DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+# Daemons are installed for the tests, which start their own: in run level 1 none is started here.
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive RUNLEVEL=1 apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
