@@ -12,7 +12,12 @@ apt=$cache/apt
 mkdir -p "$apt"/{lists/partial,archives/partial,sources.list.d} "$folder"
 : >"$apt/status"
 # Only the distribution itself and its updates: the other archives do not offer every architecture.
-apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Label: Debian' | sort -u |
+archives() {
+  apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Label: Debian' | sort -u
+}
+# Machines may come without package lists.
+[ -n "$(archives)" ] || apt-get update -qq >&2 || true
+archives |
   while read -r uri release component; do
     printf 'Types: deb deb-src\nURIs: %s\nSuites: %s\nComponents: %s\n' "$uri" "$release" "$component"
     printf 'Signed-By: /usr/share/keyrings/debian-archive-keyring.gpg\n\n'

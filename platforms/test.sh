@@ -34,7 +34,23 @@ sum() { awk '{ sum += $1 } END { print sum + 0 }'; }
 # tally WORD FILE: the tests that GoogleTest counted so in all its runs.
 tally() { sed -nE "s/^\[  $1 *\] ([0-9]+) tests?(\.|, listed below:)\$/\1/p" "$2" | sum; }
 
-passed=0 failed=0 skipped=0 reference=
+# ratings LOG: what the differential tests say of the ratings they got: a line for each run, with a digest.
+ratings() { { grep -a '^\[ RATINGS  \]' "$1" || true; } | tr -d '\r' | LC_ALL=C sort -u; }
+
+# The machine's own ratings, which all targets have to share.
+echo "== this machine's ratings"
+(
+  cd "$source_root"
+  ./install-dependencies.sh build
+  cmake --preset release >/dev/null
+  cmake --build --preset release -j"$jobs" --target velq_differential_tests
+)
+own=$(mktemp)
+"$source_root/build/bin/velq_differential_tests" >"$own" 2>&1 || { tail -40 "$own"; fail "the differential tests fail here"; }
+reference=$(ratings "$own")
+rm -f "$own"
+
+passed=0 failed=0 skipped=0
 for target in "${targets[@]}"; do
   started=$SECONDS
   build=$builds/$target
@@ -59,13 +75,12 @@ for target in "${targets[@]}"; do
   left_out=$(tally SKIPPED "$log")
   rm -f "$report"
   # The differential tests rate the same messages everywhere; the digests of what they got must be the same.
-  ratings=$(grep -a '^\[ RATINGS  \]' "$log" | LC_ALL=C sort -u)
-  echo "$target: $(wc -l <<<"$ratings") runs compared, $(sed -E 's/.* ([0-9]+) ratings, .*/\1/' <<<"$ratings" | sum) ratings," \
-    "$(sed -E 's/.*, ([0-9]+) too close .*/\1/' <<<"$ratings" | sum) of them too close to a cut-off"
-  reference=${reference:-$ratings}
-  if [ -z "$ratings" ] || [ "$ratings" != "$reference" ]; then
-    echo "FAIL: the ratings of $target are not those of ${targets[0]}"
-    diff <(echo "$reference") <(echo "$ratings") || true
+  rated=$(ratings "$log")
+  echo "$target: $(wc -l <<<"$rated") runs compared, $(sed -E 's/.* ([0-9]+) ratings, .*/\1/' <<<"$rated" | sum) ratings," \
+    "$(sed -E 's/.*, ([0-9]+) too close .*/\1/' <<<"$rated" | sum) of them too close to a cut-off"
+  if [ -z "$rated" ] || [ "$rated" != "$reference" ]; then
+    echo "FAIL: the ratings of $target are not this machine's"
+    diff <(echo "$reference") <(echo "$rated") || true
     bad=$((bad + 1))
   fi
   [ "$good" -gt 0 ] && { [ "$status" -eq 0 ] || [ "$bad" -gt 0 ]; } || bad=$((bad + 1))
