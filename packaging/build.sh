@@ -26,7 +26,11 @@ mkdir "$work/velq"
 tar -C "$source_root" --exclude='./build*' --exclude=./.git -c . | tar -C "$work/velq" -x
 cp -r "$source_root/packaging/debian" "$work/velq/debian"
 (cd "$work/velq" && DEB_BUILD_OPTIONS="parallel=${VELQ_JOBS:-$(nproc)} nocheck" dpkg-buildpackage -b -us -uc) \
-  >"$work/build.log" 2>&1 || { grep -vE "^\[[0-9]+/[0-9]+\] " "$work/build.log" | tail -40 | cut -c1-400 >&2; echo "build.sh: the packages were not built" >&2; exit 1; }
+  >"$work/build.log" 2>&1 || {
+  grep -vE "^\[[0-9]+/[0-9]+\] " "$work/build.log" | tail -40 | cut -c1-400 >&2
+  echo "build.sh: the packages were not built" >&2
+  exit 1
+}
 grep -E 'warning:|dpkg-gensymbols' "$work/build.log" || true
 rm -rf "$output"
 mkdir -p "$output"
