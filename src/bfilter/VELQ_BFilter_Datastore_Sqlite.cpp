@@ -181,7 +181,9 @@ int db_txn_commit(dbh *handle) noexcept
     if (code != VELQ_DSH_OK && engineState.tokenStoreConn != nullptr) {
         // A connection of the handle's own abandons the transaction when it is closed; the kept-open one would hold it,
         // and the write lock with it, into the next operation.
-        VELQ_DSH_Exec(handle->connection, "ROLLBACK;", nullptr, nullptr, nullptr);
+        if (VELQ_DSH_Exec(handle->connection, "ROLLBACK;", nullptr, nullptr, nullptr) == VELQ_DSH_NOMEM) {
+            engineState.tokenStoreConn = nullptr; // not kept any longer: db_close closes it, which takes no memory
+        }
     }
     return code;
 }

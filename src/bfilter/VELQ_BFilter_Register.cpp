@@ -55,7 +55,11 @@ int register_words(std::uint32_t operation, std::uint32_t amount) noexcept
         }
     }
     token_value counts{};
-    if (ds_get_msgcounts(word_list->store, &counts) == DS_ABORT_RETRY) {
+    const int code = ds_get_msgcounts(word_list->store, &counts);
+    // A failed read looks like a missing record. Counts that were there when this transaction opened the word list are
+    // not replaced by zero.
+    const bool isUnreadable = code == dsNotFound && (word_list->spamMessages != 0 || word_list->hamMessages != 0);
+    if (code == DS_ABORT_RETRY || isUnreadable) {
         return VELQ_ERR_FAILED;
     }
     moveMessageCount(isSpamSide(operation) ? counts.spam : counts.ham, operation, amount);

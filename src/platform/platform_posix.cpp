@@ -6,7 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fcntl.h>
 #include <iconv.h>
+#include <unistd.h>
 
 namespace {
 
@@ -127,13 +129,27 @@ char *posixDatabasePath(const char *path) noexcept
     return nativePath(isAbsolute ? "" : "./", path);
 }
 
+// Never waits: fopen would, on a named pipe that nobody writes to.
+std::FILE *openForReading(const char *path, const char *mode) noexcept
+{
+    const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0) {
+        return nullptr;
+    }
+    std::FILE *stream = fdopen(file, mode);
+    if (stream == nullptr) {
+        close(file);
+    }
+    return stream;
+}
+
 std::FILE *posixOpenStream(const char *path, const char *mode) noexcept
 {
     char *native = nativePath("", path);
     if (native == nullptr) {
         return nullptr;
     }
-    std::FILE *stream = std::fopen(native, mode);
+    std::FILE *stream = mode[0] == 'r' ? openForReading(native, mode) : std::fopen(native, mode);
     platformCalls.release(native);
     return stream;
 }

@@ -233,7 +233,7 @@ TEST_P(RatingFailure, kept_connections_are_used_where_there_are_any)
 // Whatever the level of the log.
 class RatingFaults : public RatingFailure {
   protected:
-    // An unreadable message-count record is replaced by a new one, so the counts are put back before each rating.
+    // Ratings train, so the counts are put back before each.
     void restoreMessageCounts()
     {
         engine.installation.setMessageCounts(2, 2);
@@ -263,6 +263,8 @@ TEST_P(RatingFaults, any_failed_access_call_leaves_nothing_open)
                         << static_cast<int>(call) << " code " << code << " call " << nth;
                 }
                 faults += happened ? 1 : 0;
+                const TokenCounts counts = engine.installation.messageCounts().value_or(TokenCounts{});
+                EXPECT_TRUE(counts.spam >= 2 && counts.ham == 2) << "call " << nth << " lost message counts";
                 restoreMessageCounts();
                 EXPECT_EQ(rate("mum home soon"), static_cast<std::uint32_t>(VELQ_RATING_HAM))
                     << static_cast<int>(call) << " code " << code << " call " << nth;
@@ -295,8 +297,7 @@ TEST_P(RatingFaults, any_failed_allocation_leaves_nothing_behind)
     EXPECT_EQ(rate("free cash win and something more"), static_cast<std::uint32_t>(VELQ_RATING_SPAM));
 }
 
-// What a rating that cannot read the message counts while it trains leaves: a new record.
-TEST_P(RatingFaults, unreadable_message_counts_begin_anew_when_trained)
+TEST_P(RatingFaults, message_counts_that_become_unreadable_while_training_stay)
 {
     int steps = 0;
     {
@@ -309,7 +310,8 @@ TEST_P(RatingFaults, unreadable_message_counts_begin_anew_when_trained)
     restoreMessageCounts();
     const DshWatch watch({.call = DshCall::step, .nth = steps - 2}); // row, end, and the record's replacement
     rate("free cash win");
-    EXPECT_EQ(engine.installation.messageCounts(), (TokenCounts{1, 0, 0}));
+    EXPECT_TRUE(watch.faultHappened());
+    EXPECT_EQ(engine.installation.messageCounts(), (TokenCounts{2, 2, 0}));
 }
 
 TEST_P(RatingFailure, filter_without_memory_leaves_the_message_unsure)

@@ -327,14 +327,17 @@ TEST_P(Training, aborted_message_count_read_fails_without_a_line_and_keeps_nothi
     EXPECT_TRUE(watch.everythingReleased());
 }
 
-// An unreadable record counts as a missing one, and is replaced.
-TEST_P(Training, unreadable_message_counts_begin_at_zero)
+// The tokens written before are kept, as with every failure that is not a busy file.
+TEST_P(Training, message_counts_that_become_unreadable_are_not_replaced)
 {
     fill();
     const DshWatch watch({.call = DshCall::step, .code = 10, .nth = 6});
-    EXPECT_EQ(bfilter_register(REGISTER_SPAM, 1), 0);
-    EXPECT_EQ(engine.newLines(), (Texts{openDb, opened, stepFailure("db_get_dbvalue", 10), closeDb, closed}));
-    EXPECT_EQ(engine.installation.messageCounts(), (TokenCounts{1, 0, 0}));
+    EXPECT_EQ(bfilter_register(REGISTER_SPAM, 1), VELQ_ERR_FAILED);
+    EXPECT_EQ(engine.newLines(),
+              (Texts{openDb, opened, stepFailure("db_get_dbvalue", 10), registerFailed, closeDb, closed}));
+    EXPECT_EQ(token("ab"), (TokenCounts{2, 2, 3}));
+    EXPECT_EQ(engine.installation.messageCounts(), (TokenCounts{5, 6, 7}));
+    EXPECT_TRUE(watch.everythingReleased());
 }
 
 TEST_P(Training, failed_message_count_write_keeps_the_tokens)
@@ -368,6 +371,20 @@ TEST_P(Training, failed_commit_is_logged_and_does_not_change_the_result)
               (Texts{openDb, opened, "VELQ_BFilter_Datastore_Sqlite\tError executing \"COMMIT;\": NULL (#13)", closeDb,
                      closed}));
     EXPECT_TRUE(watch.everythingReleased());
+}
+
+// Out of memory, not even the rollback runs: the connection is given up, and the write lock with it.
+TEST_P(Training, transaction_that_can_neither_commit_nor_roll_back_leaves_the_store_writable)
+{
+    fill();
+    {
+        const DshWatch watch({.call = DshCall::exec, .code = VELQ_DSH_NOMEM, .nth = 2, .isLasting = true});
+        EXPECT_EQ(bfilter_register(REGISTER_SPAM, 1), 0);
+    }
+    EXPECT_EQ(token("ab"), (TokenCounts{1, 2, 3}));
+    engine.installation.open("prob.bin").exec("BEGIN IMMEDIATE; COMMIT;");
+    EXPECT_EQ(bfilter_register(REGISTER_SPAM, 1), 0);
+    EXPECT_EQ(token("ab"), (TokenCounts{2, 2, 3}));
 }
 
 TEST_P(Training, failed_begin_writes_outside_a_transaction)

@@ -579,6 +579,19 @@ TEST_F(HostileFiles, a_folder_in_place_of_a_data_file_keeps_to_the_bounds)
     }
 }
 
+TEST_F(HostileFiles, a_pipe_in_place_of_a_data_file_keeps_to_the_bounds)
+{
+    for (const char *file : {"prob.bin", "bn.bin", "wn.bin", "ru.bin", "ver.bin"}) {
+        SCOPED_TRACE(file);
+        const std::string content = readFile(installation_.dataFile(file));
+        std::filesystem::remove(installation_.dataFile(file));
+        ASSERT_EQ(mkfifo(installation_.dataFile(file).c_str(), 0600), 0);
+        useEverything(installation_);
+        std::filesystem::remove(installation_.dataFile(file));
+        writeFile(installation_.dataFile(file), content);
+    }
+}
+
 TEST_F(HostileFiles, a_pipe_in_place_of_an_update_is_refused_without_waiting)
 {
     ASSERT_EQ(mkfifo(updatePath().c_str(), 0600), 0);

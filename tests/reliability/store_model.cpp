@@ -43,10 +43,6 @@ Transaction training(TrainingKind kind)
             [key = test::utf16Bytes(token), kind](Stores &stores) { move(stores.tokens.at(key), kind); });
     }
     made.parts.push_back([kind](Stores &stores) { move(stores.tokens[countsKey], kind); });
-    made.countsFromZero = [kind](Stores &stores) {
-        stores.tokens[countsKey] = {};
-        move(stores.tokens[countsKey], kind);
-    };
     return made;
 }
 
@@ -131,9 +127,7 @@ std::vector<Stores> statesAfter(const Stores &before, const Transaction &transac
                 }
             }
             states.push_back(state);
-            states.push_back(state);
-            transaction.parts[tokens](states.back());
-            transaction.countsFromZero(state);
+            transaction.parts[tokens](state);
             states.push_back(std::move(state));
         }
         return states;

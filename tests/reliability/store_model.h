@@ -44,7 +44,6 @@ struct Transaction {
 
     Kind kind = Kind::whole;
     std::vector<Change> parts;
-    Change countsFromZero{}; // training: the last part, when the stored message counts could not be read
 };
 
 // An export call, or an internal one, with its documented results.
@@ -60,7 +59,7 @@ void apply(Stores &stores, const Operation &operation);
 
 // Every state that a failure somewhere in the operation may leave. Each transaction runs whether or not the one before
 // it failed. With `isReading` the failure may also have hidden stored values from the engine: a token that could not be
-// read is not trained, message counts that could not be read count as zero, an update ends early.
+// read is not trained, an update ends early.
 std::set<std::string> statesAfterFailure(const Stores &before, const Operation &operation, bool isReading);
 
 // Four tokens, two numbers on each list, and update files with three new rows each.
