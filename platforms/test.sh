@@ -17,16 +17,22 @@ builds=${VELQ_PLATFORM_BUILD:-$source_root/build-platforms}
 "$platforms/install-dependencies.sh" "${targets[@]}"
 "$platforms/dependencies.sh" "${targets[@]}"
 
-# One Wine server for all programs. A second one, or one that a program had started, would keep their pipes open.
+# Wine's folders are made by a server of their own: one that runs before them makes none for 32-bit programs. After that
+# one server is kept for all programs. A second one, or one that a program had started, would keep their pipes open.
 start_wine() {
   use_wine
-  mkdir -p "$cache/wine"
-  wineserver -p </dev/null >/dev/null 2>&1
-  trap 'wineserver -k >/dev/null 2>&1 || true' EXIT
-  wineboot </dev/null >/dev/null 2>&1
-  if [ -d "$WINEDLLPATH" ]; then
-    cp "$WINEDLLPATH"/*.dll "$WINEPREFIX/drive_c/windows/syswow64/"
+  local windows=$WINEPREFIX/drive_c/windows
+  if [ ! -f "$WINEPREFIX/system.reg" ] || { [ -d "$WINEDLLPATH" ] && [ ! -d "$windows/syswow64" ]; }; then
+    rm -rf "$WINEPREFIX"
+    mkdir -p "$WINEPREFIX"
+    { wineboot --init && wineserver -w; } </dev/null >/dev/null 2>&1 || fail "Wine's folders were not made"
   fi
+  if [ -d "$WINEDLLPATH" ]; then
+    cp "$WINEDLLPATH"/*.dll "$windows/syswow64/"
+  fi
+  wineserver -p </dev/null >/dev/null 2>&1 || fail "no Wine server"
+  trap 'wineserver -k >/dev/null 2>&1 || true' EXIT
+  wineboot </dev/null >/dev/null 2>&1 || fail "Wine does not start"
 }
 case " ${targets[*]} " in *" windows-"*) start_wine ;; esac
 
