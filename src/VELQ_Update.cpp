@@ -81,39 +81,38 @@ static int db_MergeDiff2RuleTable(const char *, const char *) noexcept
     return 0;
 }
 
-static int updateProbabilities(std::int32_t version) noexcept
-{
-    logDebug("%s:%d\tpdate File Name:%s\n", VELQ_HERE, pendingFiles.probability);
-    int result = db_MergeDiff2ProbTable(engineState.tokenStorePath, pendingFiles.probability);
-    if (result != 0) {
-        return result;
-    }
-    logDebug("%s:%d\tOK: db_MergeDiff2ProbTable Success!\n", VELQ_HERE);
-    const VersionRecord record{VELQ_DATA_PROBABILITY, version};
-    result = db_UpdateVersion(&record);
-    if (result != 0) {
-        logError("%s:%d\tError: db_UpdateVersion  (prob.bin) \n", VELQ_HERE);
-    } else {
-        logDebug("%s:%d\tOK: db_UpdateVersion (prob.bin) Success!\n", VELQ_HERE);
-    }
-    return result;
-}
+// A merge with the version record that follows it, and what they log. Two steps name the same file.
+struct UpdateStep {
+    std::int32_t command;
+    int (*merge)(const char *store, const char *update) noexcept;
+    const char *merged;
+    const char *recordFailed;
+    const char *recorded;
+};
 
-// The texts of this step name prob.bin too.
-static int updateWhiteNumbers(std::int32_t version) noexcept
+static constexpr UpdateStep probabilityStep = {
+    VELQ_DATA_PROBABILITY, db_MergeDiff2ProbTable, "%s:%d\tOK: db_MergeDiff2ProbTable Success!\n",
+    "%s:%d\tError: db_UpdateVersion  (prob.bin) \n", "%s:%d\tOK: db_UpdateVersion (prob.bin) Success!\n"};
+static constexpr UpdateStep whiteNumberStep = {
+    VELQ_DATA_WHITE_NUMBERS, db_MergeDiff2WnTable, "%s:%d\tOK: db_MergeDiff2WnTable Success!\n",
+    "%s:%d\tError: db_UpdateVersion  (prob.bin) \n", "%s:%d\tOK: db_UpdateVersion  (prob.bin)  Success!\n"};
+static constexpr UpdateStep ruleStep = {
+    VELQ_DATA_RULES, db_MergeDiff2RuleTable, "%s:%d\tOK: db_MergeDiff2RuleTable Success!\n",
+    "%s:%d\tError: db_UpdateVersion  (ru.bin) \n", "%s:%d\tOK: db_UpdateVersion  (ru.bin)  Success!\n"};
+
+static int mergeAndRecord(const UpdateStep &step, const char *store, const char *update, std::int32_t version) noexcept
 {
-    logDebug("%s:%d\tUpdate File Name:%s\n", VELQ_HERE, pendingFiles.whiteNumbers);
-    int result = db_MergeDiff2WnTable(engineState.whiteListPath, pendingFiles.whiteNumbers);
+    int result = step.merge(store, update);
     if (result != 0) {
         return result;
     }
-    logDebug("%s:%d\tOK: db_MergeDiff2WnTable Success!\n", VELQ_HERE);
-    const VersionRecord record{VELQ_DATA_WHITE_NUMBERS, version};
+    logDebug(step.merged, VELQ_HERE);
+    const VersionRecord record{step.command, version};
     result = db_UpdateVersion(&record);
     if (result != 0) {
-        logError("%s:%d\tError: db_UpdateVersion  (prob.bin) \n", VELQ_HERE);
+        logError(step.recordFailed, VELQ_HERE);
     } else {
-        logDebug("%s:%d\tOK: db_UpdateVersion  (prob.bin)  Success!\n", VELQ_HERE);
+        logDebug(step.recorded, VELQ_HERE);
     }
     return result;
 }
@@ -127,29 +126,19 @@ static int updateRules() noexcept
     std::memcpy(name, pendingFiles.rules, length > suffixLength ? length - suffixLength : 0);
     logDebug("%s:%d\tCompressed File:%s\n", VELQ_HERE, pendingFiles.rules);
     logDebug("%s:%d\tDecompressed File:%s\n", VELQ_HERE, name);
-    int result = db_MergeDiff2RuleTable(engineState.ruleListPath, name);
-    if (result != 0) {
-        return result;
-    }
-    logDebug("%s:%d\tOK: db_MergeDiff2RuleTable Success!\n", VELQ_HERE);
-    const VersionRecord record{VELQ_DATA_RULES, ruleVersion};
-    result = db_UpdateVersion(&record);
-    if (result != 0) {
-        logError("%s:%d\tError: db_UpdateVersion  (ru.bin) \n", VELQ_HERE);
-    } else {
-        logDebug("%s:%d\tOK: db_UpdateVersion  (ru.bin)  Success!\n", VELQ_HERE);
-    }
-    return result;
+    return mergeAndRecord(ruleStep, engineState.ruleListPath, name, ruleVersion);
 }
 
 int updateAllData(std::int32_t probVersion, std::int32_t wnVersion) noexcept
 {
     int result = 0;
     if (pendingFiles.probability != nullptr) {
-        result = updateProbabilities(probVersion);
+        logDebug("%s:%d\tpdate File Name:%s\n", VELQ_HERE, pendingFiles.probability);
+        result = mergeAndRecord(probabilityStep, engineState.tokenStorePath, pendingFiles.probability, probVersion);
     }
     if (pendingFiles.whiteNumbers != nullptr) {
-        result = updateWhiteNumbers(wnVersion);
+        logDebug("%s:%d\tUpdate File Name:%s\n", VELQ_HERE, pendingFiles.whiteNumbers);
+        result = mergeAndRecord(whiteNumberStep, engineState.whiteListPath, pendingFiles.whiteNumbers, wnVersion);
     }
     if (pendingFiles.rules != nullptr) {
         result = updateRules();

@@ -113,7 +113,7 @@ char *nativePath(const char *prefix, const char *path) noexcept
     const std::size_t prefixLength = std::strlen(prefix);
     char *native = static_cast<char *>(platformCalls.allocate(prefixLength + std::strlen(path) + 1));
     if (native != nullptr) {
-        std::memcpy(native, prefix, prefixLength);
+        std::memcpy(native, prefix, prefixLength); // NOLINT(bugprone-not-null-terminated-result): allocated zeroed
         for (std::size_t i = 0; path[i] != '\0'; ++i) {
             native[prefixLength + i] = path[i] == '\\' ? '/' : path[i];
         }

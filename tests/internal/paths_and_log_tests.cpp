@@ -264,7 +264,7 @@ TEST_F(FileCheck, converts_with_the_oem_page_while_the_data_paths_take_utf8)
         return systemPlatformCalls().convertText(page, text, destination, size);
     };
     const WideText dir = installation.programDir();
-    const auto pagesOf = [&dir](const std::function<void()> &call) {
+    const auto pagesOf = [](const std::function<void()> &call) {
         pages.clear();
         call();
         std::string seen;

@@ -220,6 +220,7 @@ static Json countsJson(const ConfusionCounts &counts)
 static std::vector<Metrics> metricsOfAll(const std::vector<ConfusionCounts> &parts)
 {
     std::vector<Metrics> metrics;
+    metrics.reserve(parts.size());
     for (const ConfusionCounts &counts : parts) {
         metrics.push_back(metricsOf(counts));
     }
@@ -327,6 +328,7 @@ static void printMetrics(std::ostream &out, const std::vector<NamedMetrics> &col
         {"unsure, of ham", &Metrics::unsureHam},
     };
     std::vector<std::string> cells;
+    cells.reserve(columns.size());
     for (const NamedMetrics &column : columns) {
         cells.emplace_back(column.name);
     }

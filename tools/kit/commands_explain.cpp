@@ -36,7 +36,7 @@ static Explanation explainOnCopy(const Installation &installation, const WideTex
     const Installation copy(folder.path());
     copyInstallation(installation, copy);
     Explainer explainer(copy);
-    const Explanation explanation = explainer.explain(body, number, Depth::allTokens);
+    Explanation explanation = explainer.explain(body, number, Depth::allTokens);
     const Engine engine(copy);
     std::uint32_t rating = VELQ_RATING_UNSURE;
     engine.check(VELQ_CheckSpamMsgSync(&rating, body.c_str(), number.c_str()), "rating failed");

@@ -79,7 +79,7 @@ static Rated rateWithReason(const Engine &engine, Explainer &explainer, const Wi
 // ---- The pipe
 
 // One line's request; a fault leaves what is wrong with it.
-struct Request {
+struct Request { // NOLINT(bugprone-exception-escape): only in reports of the library's own faults
     Json id;
     WideText body;
     WideText number;
@@ -95,7 +95,7 @@ static std::string takeText(const nlohmann::json &object, const char *member, bo
     if (!found->is_string()) {
         return std::string("the member ") + member + " is no text";
     }
-    const std::string &value = found->get_ref<const std::string &>();
+    const auto &value = found->get_ref<const std::string &>();
     const auto converted = wideFromUtf8(value);
     if (!converted || value.find('\0') != std::string::npos) {
         return std::string("the member ") + member + " holds a zero character or is not UTF-8";

@@ -119,14 +119,14 @@ static void readJsonLines(InputFile &input, const Take &take)
     forEachLine(input, [&](std::string &line, std::uint64_t number) {
         const nlohmann::json object = nlohmann::json::parse(line, nullptr, false);
         if (!object.is_object()) {
-            failAt(input.name(), number, "no JSON object; a line is {\"label\":\"ham\",\"text\":\"...\"}");
+            failAt(input.name(), number, R"(no JSON object; a line is {"label":"ham","text":"..."})");
         }
         const auto label = object.find("label");
         const auto text = object.find("text");
         if (label == object.end() || !label->is_string() || text == object.end() || !text->is_string()) {
-            failAt(input.name(), number, "the object must have the texts \"label\" and \"text\"");
+            failAt(input.name(), number, R"(the object must have the texts "label" and "text")");
         }
-        const std::string &content = text->get_ref<const std::string &>();
+        const auto &content = text->get_ref<const std::string &>();
         if (const std::string fault = textFault(content); !fault.empty()) {
             failAt(input.name(), number, fault);
         }

@@ -133,7 +133,7 @@ Value valueAt(const std::string &bytes, std::size_t offset)
 // A folder in memory where the system has one, unless the user names another place.
 static fs::path scratchParent()
 {
-    const fs::path inMemory = "/dev/shm";
+    fs::path inMemory = "/dev/shm";
     std::error_code code;
     if (std::getenv("TMPDIR") == nullptr && ::access(inMemory.c_str(), W_OK | X_OK) == 0) {
         return inMemory;
@@ -387,6 +387,7 @@ static std::vector<const TestMessage *> inStratifiedOrder(const std::vector<cons
                                                           std::uint64_t seed)
 {
     std::vector<std::uint32_t> strata;
+    strata.reserve(messages.size());
     for (const TestMessage *message : messages) {
         strata.push_back(2 * message->corpus + (message->spam ? 1 : 0));
     }

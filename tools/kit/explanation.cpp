@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <iterator>
 
 namespace velq::kit {
 
@@ -50,9 +51,8 @@ ListIndex::ListIndex(const std::filesystem::path &file, std::string table)
 static std::string displayedNumber(const std::string &key)
 {
     std::u16string units;
-    for (auto byte = key.rbegin(); byte != key.rend(); ++byte) {
-        units.push_back(static_cast<char16_t>(static_cast<signed char>(*byte)));
-    }
+    std::transform(key.rbegin(), key.rend(), std::back_inserter(units),
+                   [](char byte) { return static_cast<char16_t>(static_cast<signed char>(byte)); });
     return utf8FromUtf16(units);
 }
 

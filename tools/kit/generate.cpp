@@ -185,7 +185,7 @@ beside them a trace of every step, which holds messages and numbers.
 
 void writeManualPage(std::ostream &out, const CLI::App &root, const std::string &version)
 {
-    out << ".TH VELQ 1 \"\" \"" << roff(version) << "\" \"User Commands\"\n"
+    out << R"(.TH VELQ 1 "" ")" << roff(version) << "\" \"User Commands\"\n"
         << ".SH NAME\nvelq \\- spam filter for short messages\n"
         << ".SH SYNOPSIS\n\\fBvelq\\fR \\fIcommand\\fR [\\fIoptions\\fR] [\\fIarguments\\fR]\n"
         << ".SH DESCRIPTION\nData goes to standard output, messages and progress to standard error. A single dash as "

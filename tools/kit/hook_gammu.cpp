@@ -8,8 +8,8 @@
 #ifdef _WIN32
 #include <windows.h>
 #else
+#include <clocale>
 #include <langinfo.h>
-#include <locale.h>
 #endif
 
 namespace velq::kit {

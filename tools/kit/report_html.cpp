@@ -128,7 +128,7 @@ void writeClassRow(std::ostream &out, const char *name, const ClassCounts &count
     const auto cell = [&out](const char *look, std::uint64_t value) {
         out << "<td class=\"" << look << "\">" << value << "</td>";
     };
-    out << "<tr><th scope=\"row\" class=\"" << name << "\">" << name << "</th>";
+    out << R"(<tr><th scope="row" class=")" << name << "\">" << name << "</th>";
     cell(isSpam ? "right" : "wrong", counts.ratedSpam);
     cell(isSpam ? "wrong" : "right", counts.ratedHam);
     cell("open", counts.ratedUnsure);
@@ -137,7 +137,7 @@ void writeClassRow(std::ostream &out, const char *name, const ClassCounts &count
 
 void writeConfusion(std::ostream &out, const char *caption, const ConfusionCounts &counts)
 {
-    out << "<div class=\"scroll\"><table class=\"confusion\"><caption>" << caption
+    out << R"(<div class="scroll"><table class="confusion"><caption>)" << caption
         << "</caption>\n<thead><tr><th scope=\"col\">label</th><th scope=\"col\">rated spam</th><th "
            "scope=\"col\">rated "
            "ham</th><th scope=\"col\">unsure</th><th scope=\"col\">all</th></tr></thead>\n<tbody>\n";
@@ -170,7 +170,7 @@ void writeMetricsTable(std::ostream &out, const EvaluationResult &result)
         {"unsure, of spam", &Metrics::unsureSpam},
         {"unsure, of ham", &Metrics::unsureHam},
     };
-    out << "<div class=\"scroll\"><table><thead><tr><th scope=\"col\">figure</th>";
+    out << R"(<div class="scroll"><table><thead><tr><th scope="col">figure</th>)";
     for (const Column &column : columns) {
         out << "<th scope=\"col\">" << column.name << "</th>";
     }
@@ -228,7 +228,7 @@ struct Plot {
 
 void startChart(std::ostream &out, const Plot &plot, const std::string &label)
 {
-    out << "<svg viewBox=\"0 0 400 " << fixed(plot.top + plot.height + 40, 0) << "\" role=\"img\" aria-label=\""
+    out << "<svg viewBox=\"0 0 400 " << fixed(plot.top + plot.height + 40, 0) << R"(" role="img" aria-label=")"
         << htmlText(label) << "\">\n";
 }
 
@@ -325,7 +325,7 @@ void writeRoc(std::ostream &out, const std::vector<RocPoint> &curve, const Metri
     }
     out << "<g clip-path=\"url(#" << clip << ")\">\n";
     writeLine(out, "chance", x(0), y(0), x(1), y(1));
-    out << "<polyline class=\"curve\" points=\"";
+    out << R"(<polyline class="curve" points=")";
     for (const RocPoint &point : curve) {
         out << fixed(x(point.hamShare), 1) << ',' << fixed(y(point.spamShare), 1) << ' ';
     }
@@ -405,14 +405,14 @@ std::string decisionText(const Explanation &explanation)
 
 void writeToken(std::ostream &out, const ExplainedToken &token)
 {
-    out << "<tr class=\"" << (token.counted ? "counted" : "idle") << "\"><td class=\"token\"><bdi>"
+    out << "<tr class=\"" << (token.counted ? "counted" : "idle") << R"("><td class="token"><bdi>)"
         << htmlText(oneLine(utf8FromUtf16(token.text))) << "</bdi></td><td>" << token.position + 1 << "</td><td>"
         << token.counts.spam << "</td><td>" << token.counts.ham << "</td><td>";
     if (std::isnan(token.probability)) {
         out << "none";
     } else {
         const char *side = token.probability > 0.5 ? "spam" : "ham";
-        out << fixed(token.probability, 3) << "<span class=\"meter\"><i class=\"" << side
+        out << fixed(token.probability, 3) << R"(<span class="meter"><i class=")" << side
             << "\" style=\"width:" << fixed(100 * std::clamp(token.probability, 0.0, 1.0), 0) << "%\"></i></span>";
     }
     out << "</td></tr>\n";

@@ -266,7 +266,7 @@ StoredValue keyOf(const Place &place, std::string_view text)
     const auto units = unescaped(text);
     if (!units || units->empty()) {
         fail(place, units ? "the token is missing"
-                          : "a backslash stands for itself as \\\\, for a unit as \\u and 4 hex digits");
+                          : R"(a backslash stands for itself as \\, for a unit as \u and 4 hex digits)");
     }
     return StoredValue::ofBlob(bytesOfUnits(*units));
 }
@@ -338,7 +338,7 @@ void readHeader(TextReader &reader, StoreContents &contents)
         } else if (fields[0] == "prior" && !std::exchange(prior, true)) {
             contents.rows.push_back({StoredValue::ofBlob(priorKey()), valueOfFields(reader.place(), fields, 1)});
         } else {
-            fail(reader.place(), "expected one line \"messages\", one line \"prior\" or the line \"tokens\"");
+            fail(reader.place(), R"(expected one line "messages", one line "prior" or the line "tokens")");
         }
     }
     if (reader.line != "tokens") {

@@ -201,6 +201,7 @@ StoreContents merged(const StoreContents &store, const std::vector<ProbabilityRo
 void writeProbabilityUpdate(const std::filesystem::path &path, const std::vector<ProbabilityRow> &rows)
 {
     std::vector<StoredRow> stored;
+    stored.reserve(rows.size());
     for (const ProbabilityRow &row : rows) {
         stored.push_back({StoredValue::ofBlob(terminated(row.key)), StoredValue::ofBlob(valueOf(row.words))});
     }
@@ -308,6 +309,7 @@ WhiteUpdatePlan planWhiteUpdate(const std::vector<WhiteNumber> &numbers, const s
 void writeWhiteUpdate(const std::filesystem::path &path, const std::vector<WhiteNumber> &rows)
 {
     std::vector<StoredRow> stored;
+    stored.reserve(rows.size());
     for (const WhiteNumber &row : rows) {
         stored.push_back({StoredValue::ofBlob(storedForm(row.number)), StoredValue::ofBlob(storedForm(row.name))});
     }
