@@ -116,7 +116,7 @@ TEST(store_builder, same_seed_gives_the_same_store)
     }
 }
 
-TEST(store_builder, tokens_have_two_to_four_units_and_small_counts)
+TEST(store_builder, tokens_have_two_to_four_units_and_counts_below_the_message_counts)
 {
     std::vector<LabelledText> corpus = narrowCorpus(320, 1);
     const std::vector<LabelledText> wide = wideCorpus(240, 2);
@@ -128,9 +128,57 @@ TEST(store_builder, tokens_have_two_to_four_units_and_small_counts)
     for (const auto &[token, counts] : store.tokens) {
         EXPECT_GE(token.size(), shortestToken);
         EXPECT_LE(token.size(), longestToken);
-        EXPECT_GT(counts.spam + counts.ham, 0U);
-        EXPECT_LE(counts.spam + counts.ham, 400U);
+        EXPECT_GE(counts.spam, 1U);
+        EXPECT_GE(counts.ham, 1U);
+        EXPECT_LE(counts.spam, store.spamMessages);
     }
+}
+
+// The side that a token speaks for: 1 spam, -1 ham, 0 none.
+int sideOf(const StoreIndex &index, const TokenStats &counts)
+{
+    const double probability = tokenProbability(counts, index.spamMessages, index.hamMessages, index.prior);
+    return !probabilityCounts(probability) ? 0 : probability > 0.5 ? 1 : -1;
+}
+
+// The engine trains the messages that it calls spam and no others.
+TEST(store_builder, training_by_verdicts_turns_hardly_any_token)
+{
+    const StoreIndex built = indexStore(buildStore(narrowCorpus(600, 1), seeded(1)));
+    StoreIndex trained = built;
+    for (std::uint64_t stream = 2; stream < 12; ++stream) {
+        for (const LabelledText &message : narrowCorpus(600, stream)) {
+            const std::u16string filtered = filterText(message.text);
+            if (rateFiltered(trained, filtered).rating == TextRating::spam) {
+                trainFiltered(trained, filtered, true);
+            }
+        }
+    }
+    EXPECT_GT(trained.spamMessages, built.spamMessages + 1500);
+    std::size_t turned = 0;
+    for (const auto &[token, counts] : built.tokens) {
+        turned += sideOf(built, counts) != sideOf(trained, trained.tokens.at(token)) ? 1 : 0;
+    }
+    EXPECT_LE(turned * 20, built.tokens.size());
+}
+
+// A user who marks a blocked message a few times gets it through.
+TEST(store_builder, corrections_turn_a_verdict)
+{
+    StoreIndex index = indexStore(buildStore(narrowCorpus(600, 1), seeded(1)));
+    const std::u16string blocked = filterText(u"urgent: please reply about the voucher, could you claim it today?");
+    ASSERT_EQ(rateFiltered(index, blocked).rating, TextRating::spam);
+    std::size_t corrections = 0;
+    for (; corrections < 300 && rateFiltered(index, blocked).rating == TextRating::spam; ++corrections) {
+        for (const PackedToken token : segmentText(index, blocked)) {
+            TokenStats &counts = index.tokens.at(token);
+            counts.spam -= std::min(counts.spam, 1U);
+            ++counts.ham;
+        }
+        --index.spamMessages;
+        ++index.hamMessages;
+    }
+    EXPECT_LT(corrections, 60U);
 }
 
 TEST(store_builder, joint_store_rates_both_scripts)

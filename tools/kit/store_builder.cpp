@@ -23,7 +23,7 @@ namespace {
 constexpr std::uint32_t builtPrior = 400000; // below the ham cut-off: a message without evidence is ham
 
 // What a recipe gives: a token, the log odds it should have (0: it only fills), and the shares of the messages of each
-// class that segmentation finds it in.
+// class of its group that segmentation finds it in, which are never quite 0.
 struct LearnedToken {
     PackedToken token = 0;
     double lean = 0;
@@ -149,12 +149,14 @@ ClassCounts countSegmented(const Group &group, const std::vector<std::uint8_t> &
 
 Learned collect(const Group &group, const std::vector<std::uint8_t> &listed, const std::vector<double> &leans)
 {
+    constexpr double unseen = 0.2; // messages added to what was seen and to what was not
+    const auto share = [](double count, double all) { return (count + unseen) / (all + 2 * unseen); };
     const ClassCounts counts = countSegmented(group, listed);
     Learned learned;
     for (std::size_t i = 0; i < listed.size(); ++i) {
         if (listed[i] != 0 && group.fixed[i] == 0 && counts.spam[i] + counts.ham[i] > 0) {
-            learned.push_back({group.candidates.tokens[i], leans[i], counts.spam[i] / group.sizes.spam,
-                               counts.ham[i] / group.sizes.ham});
+            learned.push_back({group.candidates.tokens[i], leans[i], share(counts.spam[i], group.sizes.spam),
+                               share(counts.ham[i], group.sizes.ham)});
         }
     }
     return learned;
@@ -361,29 +363,34 @@ Learned learnByWeights(const Group &group, std::uint64_t seed)
 }
 
 // ---- Counts -------------------------------------------------------------------------------------------------------
+//
+// The engine trains each message that it calls spam, and hardly ever a ham message. So every token's spam count heads
+// for its true share of the spam message count, whatever it starts from, while ham counts stay. Counts that start at
+// that share keep their odds however much is trained that way.
 
-// Both classes' message counts. With shares of it as counts, training that is true to the shares keeps the odds.
-constexpr std::uint32_t messageScale = 16000;
-constexpr double mostCounts = 60; // of the class that a token leans to: what a correction must still be able to move
-constexpr double mostNeutralCounts = 200;
+// Both classes' message counts. More make corrections weaker, fewer let one language's traffic wear off what is known
+// of another.
+constexpr std::uint32_t messageScale = 8000;
+constexpr double mostNeutralOdds = 3;
 
 std::uint32_t rounded(double value, double least, double most)
 {
-    return static_cast<std::uint32_t>(std::clamp(std::round(value), least, most));
+    return static_cast<std::uint32_t>(std::clamp(std::round(value), least, std::max(least, most)));
 }
 
 TokenStats countsOf(const LearnedToken &learned)
 {
+    const std::uint32_t spam = rounded(learned.spamShare * messageScale, 1, messageScale);
     if (learned.lean == 0) {
-        const double share = std::max(learned.spamShare, learned.hamShare);
-        const std::uint32_t count = rounded(share * messageScale, 1, mostNeutralCounts);
-        return {count, count};
+        return {spam, rounded(learned.hamShare * messageScale, std::ceil(spam / mostNeutralOdds),
+                              std::floor(spam * mostNeutralOdds))};
     }
     const double odds = std::exp(std::fabs(learned.lean));
-    const double otherShare = learned.lean > 0 ? learned.hamShare : learned.spamShare;
-    const std::uint32_t other = rounded(otherShare * messageScale, 1, std::max(1.0, std::floor(mostCounts / odds)));
-    const auto own = static_cast<std::uint32_t>(std::ceil(other * odds));
-    return learned.lean > 0 ? TokenStats{own, other} : TokenStats{other, own};
+    if (learned.lean < 0) {
+        return {spam, static_cast<std::uint32_t>(std::ceil(spam * odds))};
+    }
+    const std::uint32_t ham = rounded(spam / odds, 1, messageScale);
+    return {static_cast<std::uint32_t>(std::ceil(ham * odds)), ham};
 }
 
 Store storeOf(const Learned &learned)
