@@ -2,13 +2,13 @@
 # Builds the fuzz targets with clang, libFuzzer and the address and undefined-behaviour sanitizers, and runs one of them
 # or all in turn. Usage: fuzz.sh [TARGET|all] [SECONDS], by default every target for 60 seconds each.
 #
-# Targets: rating lists sequences prob_file bn_file wn_file ru_file ver_file prob_update wn_update
+# Targets: text rating lists sequences prob_file bn_file wn_file ru_file ver_file prob_update wn_update
 # New inputs and findings go to FUZZ_OUTPUT (default build-fuzz/output/TARGET), starting from tests/fuzz/corpus/TARGET.
 # An input that was a finding is copied to tests/fuzz/corpus/TARGET once it is mended; every build replays that folder.
 # FUZZ_BUILD names the build folder (default build-fuzz).
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
-targets=(rating lists sequences prob_file bn_file wn_file ru_file ver_file prob_update wn_update)
+targets=(text rating lists sequences prob_file bn_file wn_file ru_file ver_file prob_update wn_update)
 target=${1:-all} seconds=${2:-60}
 build=${FUZZ_BUILD:-$PWD/build-fuzz}
 output=${FUZZ_OUTPUT:-$build/output}

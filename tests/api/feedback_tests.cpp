@@ -64,18 +64,14 @@ class Feedback : public testing::TestWithParam<StartVariant> {
     // The log lines since the last call.
     Texts newLines()
     {
-        Texts lines = normalisedLog(installation.logFile(logFileNameOf(GetParam())));
-        const std::size_t first = seen_;
-        seen_ = lines.size();
-        lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(first));
-        return lines;
+        return log_.newLines(installation.logFile(logFileNameOf(GetParam())));
     }
 
     Installation installation;
     std::optional<EngineSession> session;
 
   private:
-    std::size_t seen_ = 0;
+    LogTail log_;
 };
 
 INSTANTIATE_TEST_SUITE_P(BothVariants, Feedback, testing::Values(StartVariant::plain, StartVariant::norix),

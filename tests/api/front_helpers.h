@@ -11,7 +11,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace velq::test {
@@ -38,10 +37,7 @@ class FrontEngine {
     // The normalised log lines since the last call.
     Lines newLines()
     {
-        Lines lines = normalisedLog(installation.logFile(logName_));
-        const std::size_t seen = std::exchange(seen_, lines.size());
-        lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(seen));
-        return lines;
+        return log_.newLines(installation.logFile(logName_));
     }
 
     Installation installation;
@@ -56,7 +52,7 @@ class FrontEngine {
     }
 
     std::string logName_;
-    std::size_t seen_ = 0;
+    LogTail log_;
     EngineSession session_;
 };
 

@@ -40,11 +40,7 @@ class Update : public testing::TestWithParam<StartVariant> {
 
     Texts newLines()
     {
-        Texts lines = normalisedLog(installation.logFile(logFileNameOf(GetParam())));
-        const std::size_t first = seen_;
-        seen_ = lines.size();
-        lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(first));
-        return lines;
+        return log_.newLines(installation.logFile(logFileNameOf(GetParam())));
     }
 
     std::filesystem::path probFile() const
@@ -85,7 +81,7 @@ class Update : public testing::TestWithParam<StartVariant> {
     std::optional<EngineSession> session;
 
   private:
-    std::size_t seen_ = 0;
+    LogTail log_;
 };
 
 INSTANTIATE_TEST_SUITE_P(BothVariants, Update, testing::Values(StartVariant::plain, StartVariant::norix),

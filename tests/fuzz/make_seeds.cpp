@@ -159,6 +159,10 @@ void writeCallSeeds()
     const std::string ham = "\x86 at \x87 \x88, \x8b\x8c";
     const std::string oddities = "\xff\xd8\x01\xff\xdc\x01 a B \x92\x93\x94\x95\x96\xff\xff\xff";
     const std::string unknown = "zzzz qqqq xxxx wwww vvvv uuuu tttt";
+    writeSeed("text", "spam", std::string(1, '\0') + text(spam));
+    writeSeed("text", "ham", std::string(1, '\0') + text(ham));
+    writeSeed("text", "oddities", std::string(1, '\0') + text(oddities));
+    writeSeed("text", "plain-units", std::string("\x01\x00\x66\x00\x72\xd8\x01\xdc\x02\xdc\x02\xd8\x01\xff\xff", 15));
     writeSeed("rating", "spam-plain", std::string(1, '\0') + text("5550") + text(spam));
     writeSeed("rating", "ham-norix-trace", "\x03" + text("\x80") + text(ham));
     writeSeed("rating", "listed-senders",

@@ -128,11 +128,7 @@ class RunningEngine {
     // The log lines since the last call, with module names for source positions.
     std::vector<std::string> newLines()
     {
-        std::vector<std::string> lines = normalisedLog(installation.logFile(logName_));
-        const std::size_t seen = seen_;
-        seen_ = lines.size();
-        lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(seen));
-        return lines;
+        return log_.newLines(installation.logFile(logName_));
     }
 
     Installation installation;
@@ -147,7 +143,7 @@ class RunningEngine {
     }
 
     std::string logName_;
-    std::size_t seen_ = 0;
+    LogTail log_;
     EngineSession session_;
 };
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <utility>
 
 namespace velq::test {
 
@@ -72,6 +73,14 @@ std::vector<std::string> normalisedLog(const std::filesystem::path &file)
 {
     std::vector<std::string> lines = logLines(file);
     std::transform(lines.begin(), lines.end(), lines.begin(), normalisedLogLine);
+    return lines;
+}
+
+std::vector<std::string> LogTail::newLines(const std::filesystem::path &file)
+{
+    std::vector<std::string> lines = normalisedLog(file);
+    const std::size_t seen = std::exchange(seen_, lines.size());
+    lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(seen));
     return lines;
 }
 

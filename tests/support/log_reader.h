@@ -20,6 +20,16 @@ std::string normalisedLogLine(const std::string &line);
 // logLines, each line normalised.
 std::vector<std::string> normalisedLog(const std::filesystem::path &file);
 
+// Follows a log that grows.
+class LogTail {
+  public:
+    // The normalised lines since the last call.
+    std::vector<std::string> newLines(const std::filesystem::path &file);
+
+  private:
+    std::size_t seen_ = 0;
+};
+
 // How many of the lines hold `part`.
 std::size_t countLinesWith(const std::vector<std::string> &lines, std::string_view part);
 
