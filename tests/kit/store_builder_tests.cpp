@@ -162,14 +162,18 @@ TEST(store_builder, training_by_verdicts_turns_hardly_any_token)
     EXPECT_LE(turned * 20, built.tokens.size());
 }
 
-// A user who marks a blocked message a few times gets it through.
-TEST(store_builder, corrections_turn_a_verdict)
+// What a message of rare tokens takes is one correction or two; what many messages taught takes a fiftieth of it.
+TEST(store_builder, corrections_turn_a_verdict_in_proportion_to_what_was_learned)
 {
     StoreIndex index = indexStore(buildStore(narrowCorpus(600, 1), seeded(1)));
     const std::u16string blocked = filterText(u"urgent: please reply about the voucher, could you claim it today?");
     ASSERT_EQ(rateFiltered(index, blocked).rating, TextRating::spam);
-    std::size_t corrections = 0;
-    for (; corrections < 300 && rateFiltered(index, blocked).rating == TextRating::spam; ++corrections) {
+    std::uint32_t learned = 0;
+    for (const PackedToken token : segmentText(index, blocked)) {
+        learned = std::max(learned, index.tokens.at(token).spam);
+    }
+    std::uint32_t corrections = 0;
+    for (; corrections < learned && rateFiltered(index, blocked).rating == TextRating::spam; ++corrections) {
         for (const PackedToken token : segmentText(index, blocked)) {
             TokenStats &counts = index.tokens.at(token);
             counts.spam -= std::min(counts.spam, 1U);
@@ -178,7 +182,8 @@ TEST(store_builder, corrections_turn_a_verdict)
         --index.spamMessages;
         ++index.hamMessages;
     }
-    EXPECT_LT(corrections, 60U);
+    EXPECT_GT(corrections, 0U);
+    EXPECT_LE(corrections, learned / 50 + 1);
 }
 
 TEST(store_builder, joint_store_rates_both_scripts)

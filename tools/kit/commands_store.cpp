@@ -3,6 +3,7 @@
 #include "kit/corpus.h"
 #include "kit/folds.h"
 #include "kit/input.h"
+#include "kit/message_spool.h"
 #include "kit/store_builder.h"
 #include "kit/store_file.h"
 #include "kit/store_text.h"
@@ -11,7 +12,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -90,32 +90,60 @@ static std::vector<LabelledText> sampleOf(ReadTexts (&byLabel)[2], std::size_t s
     return texts;
 }
 
-// `read` is the number of all messages.
-static std::vector<LabelledText> loadTexts(const StoreOptions &options, std::size_t sample, Context &context,
-                                           std::uint64_t &read)
+// Hands on every message of the corpora. The number of spam messages and of all.
+struct MessagesRead {
+    std::uint64_t spam = 0;
+    std::uint64_t all = 0;
+};
+
+static MessagesRead readMessages(const StoreOptions &options, Context &context,
+                                 const std::function<void(const LabelledMessage &)> &take)
 {
-    ReadTexts byLabel[2];
-    Reservoir reservoir(sample, options.seed);
-    read = 0;
+    MessagesRead read;
     Progress progress(context.err, "reading", 0, context.progress());
     for (const std::string &corpus : options.corpora) {
         readCorpus(corpus, options.format, context.in, [&](LabelledMessage &&message) {
-            const std::uint32_t label = message.label == Label::spam ? 1 : 0;
-            const std::size_t place = reservoir.place(label);
-            auto &texts = byLabel[label].texts;
-            ++byLabel[label].seen;
-            if (place != Reservoir::notKept) {
-                texts.resize(std::max(texts.size(), place + 1));
-                texts[place] = {read, utf16FromUtf8(message.text).value_or(u"")};
-            }
-            progress.reached(++read);
+            take(message);
+            read.spam += message.label == Label::spam ? 1 : 0;
+            progress.reached(++read.all);
         });
     }
-    if (byLabel[0].seen == 0 || byLabel[1].seen == 0) {
-        throw Error(Status::badData, "the messages hold no " + std::string(byLabel[1].seen == 0 ? "spam" : "ham") +
+    if (read.spam == 0 || read.spam == read.all) {
+        throw Error(Status::badData, "the messages hold no " + std::string(read.spam == 0 ? "spam" : "ham") +
                                          "; a store is built from messages of both labels");
     }
+    return read;
+}
+
+static std::vector<LabelledText> loadSample(const StoreOptions &options, std::size_t sample, Context &context,
+                                            MessagesRead &read)
+{
+    ReadTexts byLabel[2];
+    Reservoir reservoir(sample, options.seed);
+    std::uint64_t position = 0;
+    read = readMessages(options, context, [&](const LabelledMessage &message) {
+        const std::uint32_t label = message.label == Label::spam ? 1 : 0;
+        const std::size_t place = reservoir.place(label);
+        auto &texts = byLabel[label].texts;
+        ++byLabel[label].seen;
+        if (place != Reservoir::notKept) {
+            texts.resize(std::max(texts.size(), place + 1));
+            texts[place] = {position, utf16FromUtf8(message.text).value_or(u"")};
+        }
+        ++position;
+    });
     return sampleOf(byLabel, sample);
+}
+
+// A plain build goes through all messages several times. They are kept on disk meanwhile: a pipe can be read only once,
+// and a million messages need not fit into memory.
+static Store buildFromAll(const StoreOptions &options, const BuildOptions &build, Context &context, MessagesRead &read)
+{
+    MessageSpool spool;
+    read = readMessages(options, context, [&spool](const LabelledMessage &message) {
+        spool.add(message.label == Label::spam, message.text);
+    });
+    return buildPlainStore([&spool](const MessageTaker &take) { spool.forEach(take); }, build);
 }
 
 static void runBuild(const StoreOptions &options, Context &context)
@@ -123,9 +151,6 @@ static void runBuild(const StoreOptions &options, Context &context)
     BuildOptions build;
     build.seed = options.seed;
     build.plain = options.plain;
-    const std::size_t sample = options.plain ? std::numeric_limits<std::size_t>::max() : build.tuningSample;
-    std::uint64_t read = 0;
-    const std::vector<LabelledText> texts = loadTexts(options, sample, context, read);
     std::unique_ptr<Progress> progress; // made once the number of steps is known
     build.progress = [&](std::uint64_t done, std::uint64_t total) {
         if (!progress) {
@@ -133,11 +158,19 @@ static void runBuild(const StoreOptions &options, Context &context)
         }
         progress->reached(done);
     };
-    const Store model = buildStore(texts, build);
+    MessagesRead read;
+    std::string of; // which share of the messages was learned from
+    Store model;
+    if (options.plain) {
+        model = buildFromAll(options, build, context, read);
+    } else {
+        const std::vector<LabelledText> texts = loadSample(options, build.tuningSample, context, read);
+        of = texts.size() < read.all ? std::to_string(texts.size()) + " of " : "";
+        model = buildStore(texts, build);
+    }
     progress.reset();
     writeStore(options.output, contentsOf(model), options.text || isTextFormName(options.output));
-    context.message(plural(model.tokens.size(), "token") + " from " +
-                    (texts.size() < read ? std::to_string(texts.size()) + " of " : "") + plural(read, "message") +
+    context.message(plural(model.tokens.size(), "token") + " from " + of + plural(read.all, "message") +
                     " written to " + options.output);
 }
 

@@ -31,9 +31,16 @@ struct BuildOptions {
     std::function<void(std::uint64_t done, std::uint64_t total)> progress;
 };
 
+using MessageTaker = std::function<void(const LabelledText &message)>;
+// Hands every message to `take`, each time in the same order.
+using MessageSource = std::function<void(const MessageTaker &take)>;
+
 // The same messages in the same order and the same seed give the same store. Messages of one class only, or none at
 // all, give a store without tokens.
 Store buildStore(const std::vector<LabelledText> &messages, const BuildOptions &options);
+
+// A plain store of messages that need not be in memory: `messages` is gone through several times.
+Store buildPlainStore(const MessageSource &messages, const BuildOptions &options);
 
 } // namespace velq::kit
 
