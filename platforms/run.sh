@@ -8,20 +8,25 @@ target=$1
 check_targets "$target"
 shift
 
+output=$(mktemp)
+itself=$(mktemp) # what the program finds as its own name
+trap 'rm -f "$output" "$itself"' EXIT
+
 root=/usr/$(triplet "$target")
 case $target in
-  windows-*) use_wine; command=(wine "$@") ;;
-  linux-armhf) command=(qemu-arm -L "$root" "$@") ;;
-  linux-arm64) command=(qemu-aarch64 -L "$root" "$@") ;;
-  linux-i386) command=("$root/lib/ld-linux.so.2" --library-path "$root/lib" "$@") ;;
+  windows-*) use_wine; command=(wine) ;;
+  linux-armhf) command=(qemu-arm -L "$root" -0 "$itself") ;;
+  linux-arm64) command=(qemu-aarch64 -L "$root" -0 "$itself") ;;
+  linux-i386) command=("$root/lib/ld-linux.so.2" --library-path "$root/lib" --argv0 "$itself") ;;
 esac
+# A test that starts its own program anew, for a process without a past, has to come through the emulator again.
+printf '#!/bin/sh\nexec %s "$@"\n' "$(printf '%q ' "${command[@]}" "$1")" >"$itself"
+chmod +x "$itself"
 # The system's text converters, which the cross C library comes without.
 [[ $target == windows-* ]] || export GCONV_PATH=$cache/gconv/$target
 
-output=$(mktemp)
-trap 'rm -f "$output"' EXIT
 status=0
-"${command[@]}" </dev/null >"$output" 2>&1 || status=$?
+"${command[@]}" "$@" </dev/null >"$output" 2>&1 || status=$?
 tr -d '\r' <"$output"
 # The build sets this variable for GoogleTest programs. A part of a small program may be left without tests, but closes.
 if [ "$status" -eq 0 ] && [ -n "${GTEST_TOTAL_SHARDS:-}" ]; then

@@ -221,7 +221,13 @@ TextArgument Generator::sender()
     if (dice.chance(2)) {
         return std::nullopt;
     }
-    return dice.chance(3) ? number() + digits(dice.between(25, 45)) : number();
+    const bool isLong = dice.chance(3);
+    WideText text = number();
+    // A step of its own: compilers order the operands of one expression as they like.
+    if (isLong) {
+        text += digits(dice.between(25, 45));
+    }
+    return text;
 }
 
 TextArgument Generator::listNumber()
