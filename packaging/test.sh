@@ -6,7 +6,7 @@
 # Environment: VELQ_PLATFORM_CACHE keeps the minimal system (default in ~/.cache); it is made anew after a week.
 set -euo pipefail
 source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-cache=${VELQ_PLATFORM_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/velq-platforms}
+cache=${VELQ_PLATFORM_CACHE:-${XDG_CACHE_HOME:-${HOME:-/var/tmp}/.cache}/velq-platforms}
 [ "$(id -u)" -eq 0 ] || { echo "test.sh: run as root" >&2; exit 1; }
 
 for package in lintian mmdebstrap; do

@@ -3,7 +3,7 @@
 all_targets=(windows-x86 windows-x64 linux-armhf linux-arm64 linux-i386)
 platforms=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 source_root=$(dirname "$platforms")
-cache=${VELQ_PLATFORM_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/velq-platforms}
+cache=${VELQ_PLATFORM_CACHE:-${XDG_CACHE_HOME:-${HOME:-/var/tmp}/.cache}/velq-platforms}
 export VELQ_PLATFORM_CACHE=$cache
 
 fail() { echo "${0##*/}: $*" >&2; exit 1; }
