@@ -1,6 +1,7 @@
 // Reading labelled messages: the three formats, what they refuse and where they say it is.
 #include "kit/corpus.h"
 #include "kit/csv.h"
+#include "kit/input.h"
 #include "kit/status.h"
 #include "run_command.h"
 #include "support/system.h"
@@ -143,8 +144,8 @@ TEST(corpus, json_lines_refuse_what_is_no_labelled_object)
 
 TEST(corpus, line_over_the_limit_is_refused_and_one_at_the_limit_taken)
 {
-    const std::string fits = "ham\t" + std::string(kit::longestCorpusLine - 4, 'x');
-    EXPECT_EQ(read(fits + "\r\n", CorpusFormat::labelTabText).at(0).text.size(), kit::longestCorpusLine - 4);
+    const std::string fits = "ham\t" + std::string(kit::longestMessageLine - 4, 'x');
+    EXPECT_EQ(read(fits + "\r\n", CorpusFormat::labelTabText).at(0).text.size(), kit::longestMessageLine - 4);
     expectBadLine("ham\ta\n" + fits + "x\n", CorpusFormat::labelTabText, 2, "longer than 1 MiB");
 }
 

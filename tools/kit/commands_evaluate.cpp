@@ -142,13 +142,20 @@ static EvaluationPlan makePlan(const EvaluateOptions &options, Context &context)
 
 static StoreContents buildFor(const EvaluationPlan &plan, const Split &split, const EvaluateOptions &options)
 {
-    std::vector<LabelledText> texts;
-    for (const std::size_t index : split.training) {
-        texts.push_back({plan.messages[index].spam, plan.messages[index].text});
-    }
     BuildOptions build;
     build.plain = options.plain;
     build.seed = options.seed;
+    const auto eachOfTraining = [&](const MessageTaker &take) {
+        for (const std::size_t index : split.training) {
+            take({plan.messages[index].spam, plan.messages[index].text});
+        }
+    };
+    if (options.plain) {
+        return contentsOf(buildPlainStore(eachOfTraining, build));
+    }
+    std::vector<LabelledText> texts;
+    texts.reserve(split.training.size());
+    eachOfTraining([&texts](const LabelledText &text) { texts.push_back(text); });
     return contentsOf(buildStore(texts, build));
 }
 
@@ -316,24 +323,13 @@ struct NamedMetrics {
 
 static void printMetrics(std::ostream &out, const std::vector<NamedMetrics> &columns)
 {
-    static constexpr std::pair<const char *, double Metrics::*> rows[] = {
-        {"accuracy", &Metrics::accuracy},
-        {"SC (recall)", &Metrics::spamCaught},
-        {"BH", &Metrics::hamBlocked},
-        {"precision", &Metrics::precision},
-        {"F1", &Metrics::f1},
-        {"MCC", &Metrics::mcc},
-        {"unsure", &Metrics::unsure},
-        {"unsure, of spam", &Metrics::unsureSpam},
-        {"unsure, of ham", &Metrics::unsureHam},
-    };
     std::vector<std::string> cells;
     cells.reserve(columns.size());
     for (const NamedMetrics &column : columns) {
         cells.emplace_back(column.name);
     }
     printRow(out, "", cells);
-    for (const auto &[name, field] : rows) {
+    for (const auto &[name, field] : shownFigures) {
         cells.clear();
         for (const NamedMetrics &column : columns) {
             const double value = column.metrics.*field;

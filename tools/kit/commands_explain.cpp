@@ -50,29 +50,6 @@ static Explanation explainOnCopy(const Installation &installation, const WideTex
 
 // ---- The report
 
-static std::string stepText(const Explanation &explanation)
-{
-    switch (explanation.step) {
-    case DecidingStep::blackList:
-        return "black list: the sender matches an entry";
-    case DecidingStep::operatorRule:
-        return "operator rule: the number begins with 10086";
-    case DecidingStep::whiteList:
-        return "white list: the sender matches an entry";
-    case DecidingStep::length:
-        return "length: the filtered text has at most 6 characters";
-    case DecidingStep::fewTokens:
-        return "too few tokens: the classifier needs 3";
-    case DecidingStep::classifier:
-        return "classifier: spam from 0.9 on, ham up to 0.45";
-    case DecidingStep::digitRun:
-        return "digit run: the classifier was unsure, and 7 or more digits stand together";
-    case DecidingStep::shortText:
-        return "short text: the classifier was unsure, and the filtered text has at most 20 characters";
-    }
-    return {};
-}
-
 // Columns that a terminal gives the text: two for ideographs and most emoji.
 static std::size_t displayWidth(const std::string &text)
 {
@@ -123,7 +100,7 @@ static void printTokens(std::ostream &out, const Explanation &explanation)
 static void printReport(std::ostream &out, const std::string &text, const std::string &number,
                         const Explanation &explanation)
 {
-    out << ratingName(explanation.rating) << "  " << stepText(explanation) << '\n';
+    out << ratingName(explanation.rating) << "  " << stepSentence(explanation.step) << '\n';
     if (explanation.entry) {
         out << "  entry       " << oneLine(explanation.entry->number);
         if (!explanation.entry->name.empty()) {

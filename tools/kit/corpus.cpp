@@ -59,28 +59,9 @@ static LabelledMessage labelled(const std::string &name, std::uint64_t line, std
     return message;
 }
 
-// Calls `take` with the number of each line that is not empty.
-static void forEachLine(InputFile &input, const std::function<void(std::string &, std::uint64_t)> &take)
-{
-    LineReader lines(input.stream(), longestCorpusLine);
-    std::string line;
-    for (LineResult result = lines.next(line); result != LineResult::end; result = lines.next(line)) {
-        if (result == LineResult::tooLong) {
-            failAt(input.name(), lines.number(), "the line is longer than 1 MiB; one message stands on one line");
-        }
-        if (const std::string fault = textFault(line); !fault.empty()) {
-            failAt(input.name(), lines.number(), fault);
-        }
-        if (!line.empty()) {
-            take(line, lines.number());
-        }
-    }
-    checkReadToEnd(input.stream(), input.name());
-}
-
 static void readLabelTabText(InputFile &input, const Take &take)
 {
-    forEachLine(input, [&](std::string &line, std::uint64_t number) {
+    forEachTextLine(input, [&](std::string &line, std::uint64_t number) {
         const std::size_t tab = line.find('\t');
         if (tab == std::string::npos) {
             failAt(input.name(), number, "no tab; a line is ham or spam, a tab, the text");
@@ -116,7 +97,7 @@ static void readCsvCorpus(InputFile &input, const Take &take)
 
 static void readJsonLines(InputFile &input, const Take &take)
 {
-    forEachLine(input, [&](std::string &line, std::uint64_t number) {
+    forEachTextLine(input, [&](std::string &line, std::uint64_t number) {
         const nlohmann::json object = nlohmann::json::parse(line, nullptr, false);
         if (!object.is_object()) {
             failAt(input.name(), number, R"(no JSON object; a line is {"label":"ham","text":"..."})");

@@ -28,9 +28,6 @@ enum class CorpusFormat {
     jsonLines     // one object a line with the members label and text, among others
 };
 
-// The longest line, and the longest CSV record, that is taken.
-inline constexpr std::size_t longestCorpusLine = std::size_t{1} << 20;
-
 // "ham" or "spam"; none for other words. The word for a label.
 bool parseLabel(std::string_view word, Label &label);
 std::string_view labelName(Label label);

@@ -1,7 +1,6 @@
 // CSV over libcsv, fed line by line so that errors can name the line.
 #include "kit/csv.h"
 
-#include "kit/corpus.h"
 #include "kit/input.h"
 
 #include <algorithm>
@@ -104,7 +103,7 @@ constexpr const char *brokenQuoting =
 void readCsv(std::istream &in, const std::string &name, const std::function<void(CsvRecord &&)> &take)
 {
     Parser parser;
-    LineReader lines(in, longestCorpusLine, LineEnds::keepReturn);
+    LineReader lines(in, longestMessageLine, LineEnds::keepReturn);
     std::string line;
     std::uint64_t start = 1; // the line on which the open record begins
     std::size_t length = 0;  // of the open record; 0 when none is open
@@ -114,7 +113,7 @@ void readCsv(std::istream &in, const std::string &name, const std::function<void
         }
         const bool blank = line.empty() || line == "\r";
         length += length == 0 && blank ? 0 : line.size();
-        if (result == LineResult::tooLong || length > longestCorpusLine) {
+        if (result == LineResult::tooLong || length > longestMessageLine) {
             failAt(name, start, "the record is longer than 1 MiB; close its quotes or shorten it");
         }
         if (const std::string fault = textFault(line); !fault.empty()) {

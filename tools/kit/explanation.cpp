@@ -293,4 +293,27 @@ Explanation Explainer::explain(WideView body, WideView number, Depth depth)
     return explanation;
 }
 
+std::string_view stepSentence(DecidingStep step)
+{
+    switch (step) {
+    case DecidingStep::blackList:
+        return "black list: the sender matches an entry";
+    case DecidingStep::operatorRule:
+        return "operator rule: the number begins with 10086";
+    case DecidingStep::whiteList:
+        return "white list: the sender matches an entry";
+    case DecidingStep::length:
+        return "length: the filtered text has at most 6 characters";
+    case DecidingStep::fewTokens:
+        return "too few tokens: the classifier needs 3";
+    case DecidingStep::classifier:
+        return "classifier: spam from 0.9 on, ham up to 0.45";
+    case DecidingStep::digitRun:
+        return "digit run: the classifier was unsure, and 7 or more digits stand together";
+    case DecidingStep::shortText:
+        return "short text: the classifier was unsure, and the filtered text has at most 20 characters";
+    }
+    return {};
+}
+
 } // namespace velq::kit

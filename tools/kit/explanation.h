@@ -32,6 +32,8 @@ enum class DecidingStep : std::uint8_t {
 
 // "black-list", "operator", "white-list", "length", "few-tokens", "classifier", "digit-run", "short-text".
 std::string_view stepName(DecidingStep step);
+// What decided, for people: "length: the filtered text has at most 6 characters".
+std::string_view stepSentence(DecidingStep step);
 
 struct MatchedEntry {
     std::string number; // UTF-8, as displayed

@@ -86,6 +86,24 @@ std::string textFault(std::string_view text)
     return {};
 }
 
+void forEachTextLine(InputFile &input, const std::function<void(std::string &line, std::uint64_t number)> &take)
+{
+    LineReader lines(input.stream(), longestMessageLine);
+    std::string line;
+    for (LineResult result = lines.next(line); result != LineResult::end; result = lines.next(line)) {
+        if (result == LineResult::tooLong) {
+            failAt(input.name(), lines.number(), "the line is longer than 1 MiB; one message stands on one line");
+        }
+        if (const std::string fault = textFault(line); !fault.empty()) {
+            failAt(input.name(), lines.number(), fault);
+        }
+        if (!line.empty()) {
+            take(line, lines.number());
+        }
+    }
+    checkReadToEnd(input.stream(), input.name());
+}
+
 void checkReadToEnd(const std::istream &in, const std::string &name)
 {
     if (in.bad()) {

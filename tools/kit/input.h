@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
+#include <functional>
 #include <istream>
 #include <string>
 #include <string_view>
@@ -70,6 +71,12 @@ class LineReader {
 
 // What keeps `text` from being a message, or nothing: not UTF-8, a zero character.
 std::string textFault(std::string_view text);
+
+// The longest line, and the longest CSV record, that holds a message.
+inline constexpr std::size_t longestMessageLine = std::size_t{1} << 20;
+
+// Calls `take` with each line that is not empty and its number. badData for a line that is too long or no text.
+void forEachTextLine(InputFile &input, const std::function<void(std::string &line, std::uint64_t number)> &take);
 
 // inputOutput when the stream stopped for another reason than its end.
 void checkReadToEnd(const std::istream &in, const std::string &name);

@@ -28,20 +28,7 @@ void forEachMessage(const std::vector<std::string> &arguments, std::istream &in,
         return;
     }
     InputFile input("-", in);
-    LineReader lines(input.stream(), longestMessageLine);
-    std::string line;
-    for (LineResult result = lines.next(line); result != LineResult::end; result = lines.next(line)) {
-        if (result == LineResult::tooLong) {
-            failAt(input.name(), lines.number(), "the line is longer than 1 MiB; one message stands on one line");
-        }
-        if (const std::string fault = textFault(line); !fault.empty()) {
-            failAt(input.name(), lines.number(), fault);
-        }
-        if (!line.empty()) {
-            take(messageOfLine(line));
-        }
-    }
-    checkReadToEnd(input.stream(), input.name());
+    forEachTextLine(input, [&take](const std::string &line, std::uint64_t) { take(messageOfLine(line)); });
 }
 
 std::string_view ratingName(std::uint32_t rating)

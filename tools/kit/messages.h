@@ -18,9 +18,6 @@ struct InputMessage {
     std::string text;  // UTF-8
 };
 
-// The longest line that is taken.
-inline constexpr std::size_t longestMessageLine = std::size_t{1} << 20;
-
 // Calls `take` for each of `arguments`, or, without any, for each line of `in` that is not empty. Throws Error (usage,
 // badData) for text that is not UTF-8 or too long; what stood before it has been taken by then.
 void forEachMessage(const std::vector<std::string> &arguments, std::istream &in,

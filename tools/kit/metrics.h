@@ -3,6 +3,7 @@
 #ifndef VELQ_KIT_METRICS_H
 #define VELQ_KIT_METRICS_H
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -51,6 +52,22 @@ struct Metrics {
     double unsureSpam = 0; // rated unsure, of all spam
     double unsureHam = 0;  // rated unsure, of all ham
 };
+
+// The figures in the order in which people are shown them.
+struct NamedFigure {
+    const char *name;
+    double Metrics::*figure;
+};
+
+inline constexpr std::array<NamedFigure, 9> shownFigures = {{{"accuracy", &Metrics::accuracy},
+                                                             {"SC (recall)", &Metrics::spamCaught},
+                                                             {"BH", &Metrics::hamBlocked},
+                                                             {"precision", &Metrics::precision},
+                                                             {"F1", &Metrics::f1},
+                                                             {"MCC", &Metrics::mcc},
+                                                             {"unsure", &Metrics::unsure},
+                                                             {"unsure, of spam", &Metrics::unsureSpam},
+                                                             {"unsure, of ham", &Metrics::unsureHam}}};
 
 Metrics metricsOf(const ConfusionCounts &counts);
 

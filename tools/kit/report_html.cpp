@@ -159,23 +159,12 @@ void writeMetricsTable(std::ostream &out, const EvaluationResult &result)
         columns.push_back({"off, new", metricsOf(result.trainingOff.unseen)});
         columns.push_back({"on, new", metricsOf(result.trainingOn.unseen)});
     }
-    const std::pair<const char *, double Metrics::*> rows[] = {
-        {"accuracy", &Metrics::accuracy},
-        {"SC, recall", &Metrics::spamCaught},
-        {"BH", &Metrics::hamBlocked},
-        {"precision", &Metrics::precision},
-        {"F1", &Metrics::f1},
-        {"MCC", &Metrics::mcc},
-        {"unsure", &Metrics::unsure},
-        {"unsure, of spam", &Metrics::unsureSpam},
-        {"unsure, of ham", &Metrics::unsureHam},
-    };
     out << R"(<div class="scroll"><table><thead><tr><th scope="col">figure</th>)";
     for (const Column &column : columns) {
         out << "<th scope=\"col\">" << column.name << "</th>";
     }
     out << "</tr></thead>\n<tbody>\n";
-    for (const auto &[name, field] : rows) {
+    for (const auto &[name, field] : shownFigures) {
         out << "<tr><th scope=\"row\">" << name << "</th>";
         for (const Column &column : columns) {
             const double value = column.metrics.*field;
@@ -380,29 +369,6 @@ const char *ratingWord(Rating rating)
     return rating == Rating::spam ? "spam" : rating == Rating::ham ? "ham" : "unsure";
 }
 
-std::string decisionText(const Explanation &explanation)
-{
-    switch (explanation.step) {
-    case DecidingStep::blackList:
-        return "The sender is on the black list.";
-    case DecidingStep::operatorRule:
-        return "The number begins with 10086.";
-    case DecidingStep::whiteList:
-        return "The sender is on the white list.";
-    case DecidingStep::length:
-        return "Ham by its length: at most 6 characters are left after filtering.";
-    case DecidingStep::fewTokens:
-        return "Unsure: the classifier needs 3 tokens.";
-    case DecidingStep::classifier:
-        return "Decided by the classifier.";
-    case DecidingStep::digitRun:
-        return "The classifier was unsure; 7 or more digits stand together, so it is spam.";
-    case DecidingStep::shortText:
-        return "The classifier was unsure; the text is short, so it is ham.";
-    }
-    return {};
-}
-
 void writeToken(std::ostream &out, const ExplainedToken &token)
 {
     out << "<tr class=\"" << (token.counted ? "counted" : "idle") << R"("><td class="token"><bdi>)"
@@ -441,7 +407,7 @@ void writeError(std::ostream &out, const ReportSource &source, const EvaluationE
         out << ' ' << fixed(error.explanation.score->spamicity, 3);
     }
     out << "</span><bdi>" << htmlText(utf8FromUtf16(message.text)) << "</bdi></summary>\n<p class=\"soft\">"
-        << decisionText(error.explanation);
+        << stepSentence(error.explanation.step);
     if (const auto &score = error.explanation.score) {
         out << ' ' << score->counted << (score->counted == 1 ? " token counts." : " tokens count.");
     }
