@@ -96,7 +96,8 @@ fs::path moveAside(const fs::path &file, const fs::path &folder)
     for (int taken = 0; taken < mostOfOneName; ++taken) {
         fs::path target = folder / file.filename();
         if (taken > 0) {
-            target += "." + std::to_string(taken);
+            target += '.';
+            target += std::to_string(taken);
         }
         std::error_code code;
         place(file, target, code);
