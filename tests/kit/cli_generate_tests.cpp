@@ -179,6 +179,14 @@ TEST(cli_completion, offers_the_options_of_the_command)
     EXPECT_EQ(completions({"rate", "--install", "x", "--js"}), (std::set<std::string>{"--json", "--json-lines"}));
 }
 
+TEST(cli_completion, offers_the_values_of_a_closed_set)
+{
+    EXPECT_EQ(completions({"evaluate", "--format", ""}), (std::set<std::string>{"tsv", "csv", "jsonl"}));
+    EXPECT_EQ(completions({"store", "build", "--format", "c"}), std::set<std::string>{"csv"});
+    EXPECT_EQ(completions({"list", "black", "show", "--hidden", ""}), (std::set<std::string>{"any", "0", "1"}));
+    EXPECT_EQ(completions({"list", "white", "add", "--hidden", ""}), (std::set<std::string>{"0", "1"}));
+}
+
 TEST(cli_completion, leaves_values_to_file_names)
 {
     EXPECT_TRUE(completions({"rate", "--install", ""}).empty());

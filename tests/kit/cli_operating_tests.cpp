@@ -594,7 +594,7 @@ TEST_F(CliTest, list_import_names_file_and_line_and_adds_nothing)
         {"number,hidden\n1,2\n", "standard input:2: hidden"},
         {"number,hidden\n1,x\n", "standard input:2: hidden and extendID"},
         {"number,extendID\n1,2147483648\n", "standard input:2: hidden and extendID"},
-        {"number,name\n1\n", "standard input:2: 1 fields"},
+        {"number,name\n1\n", "standard input:2: 1 field "},
         {"number\n\xFF\n", "standard input:2: not UTF-8"}};
     for (const auto &[input, message] : faults) {
         expectFailure(run({"list", "white", "import", "-"}, input), 65, message);
@@ -644,7 +644,7 @@ TEST_F(CliTest, update_reports_a_failed_first_merge_and_changes_nothing)
     makeWhiteNumberUpdate(white, {whiteNumberRow(VELQ_TEXT("10010"), {})});
     expectFailure(run({"update", "--prob", prob.string(), "--prob-version", "7", "--white", white.string(),
                        "--white-version", "8"}),
-                  74, "words.upd failed and changed nothing");
+                  65, "row 2: the key is not ended by a zero unit");
     EXPECT_EQ(installation.token(VELQ_TEXT("priz")), (TokenCounts{90, 1}));
     EXPECT_EQ(installation.version(0), 1);
     EXPECT_EQ(installation.version(1), 1);

@@ -165,7 +165,10 @@ TEST(corpus, format_follows_the_file_name)
         ASSERT_EQ(messages.size(), 1U) << name;
         EXPECT_EQ(messages[0].text, "hello") << name;
     }
-    EXPECT_EQ(failureOf((folder.path() / "a.dat").string(), {}, CorpusFormat::byName).first, Status::usage);
+    const std::string other = (folder.path() / "a.dat").string();
+    EXPECT_EQ(failureOf(other, {}, CorpusFormat::byName).first, Status::noInput);
+    writeFile(other, "ham\thello");
+    EXPECT_EQ(failureOf(other, {}, CorpusFormat::byName).first, Status::usage);
 }
 
 TEST(corpus, missing_file_and_folder_are_no_input)

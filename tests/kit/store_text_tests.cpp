@@ -152,7 +152,7 @@ TEST(store_text, names_the_line_of_what_it_refuses)
 {
     const std::string head = "velq-store 1\ntokens\n";
     const std::pair<std::string, std::string> cases[] = {
-        {"", "store.txt:0: not a token store in text form: it must begin with \"velq-store 1\""},
+        {"", "store.txt is empty; expected a token store in text form"},
         {"velq-store 2\n", "store.txt:1: not a token store in text form: it must begin with \"velq-store 1\""},
         {"velq-store 1\n", "store.txt:1: the line \"tokens\" is missing"},
         {"velq-store 1\nwhat\t1\n",

@@ -6,6 +6,9 @@
 #include "kit/wide_text.h"
 #include "velq.h"
 
+#include <algorithm>
+#include <array>
+#include <charconv>
 #include <map>
 #include <new>
 
@@ -18,6 +21,11 @@ void Context::message(const std::string &text) const
     }
 }
 
+std::string plural(std::uint64_t count, const std::string &thing)
+{
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
 CLI::Option *addInstallOption(CLI::App &command, std::string &folder)
 {
     return command.add_option("--install", folder, "The folder that holds the installation, as given to velq init")
@@ -25,9 +33,9 @@ CLI::Option *addInstallOption(CLI::App &command, std::string &folder)
         ->type_name("DIR");
 }
 
-void addJsonFlag(CLI::App &command, Context &context)
+CLI::Option *addJsonFlag(CLI::App &command, Context &context)
 {
-    command.add_flag("--json", context.json, "Print JSON");
+    return command.add_flag("--json", context.json, "Print JSON");
 }
 
 void addQuietFlag(CLI::App &command, Context &context)
@@ -82,6 +90,49 @@ static void generate(const std::string &wanted, const CLI::App &root, std::ostre
     }
 }
 
+// An empty name would read as one that was not given, and a sign or too many digits as another number.
+static std::string emptyNameFault(const std::string &value)
+{
+    return value.empty() ? "the value is empty; give a name or leave the option out" : "";
+}
+
+static std::string numberFault(const std::string &value)
+{
+    std::uint64_t number = 0;
+    const char *end = value.data() + value.size();
+    return std::from_chars(value.data(), end, number) == std::from_chars_result{end, std::errc()}
+               ? ""
+               : value + " is no whole number from 0 on that 64 bits hold";
+}
+
+static bool namesFile(const CLI::App &command, const CLI::Option &option)
+{
+    static constexpr std::array<std::string_view, 4> types = {"FILE", "DIR", "FILE.html", "first:N"};
+    static constexpr std::array<std::string_view, 6> positionals = {"FILE", "DIR", "CORPUS", "OLD", "NEW", "CSV"};
+    if (!option.get_positional()) {
+        return std::ranges::find(types, option.get_type_name()) != types.end();
+    }
+    const std::string name = option.get_name(true);
+    return std::ranges::find(positionals, name) != positionals.end() ||
+           (name == "TEXT" && command.get_name() == "load");
+}
+
+// What all options of a kind refuse; the checks have no name that help texts would show.
+static void checkValues(CLI::App &command)
+{
+    for (CLI::Option *option : command.get_options()) {
+        const std::string type = option->get_type_name();
+        if (namesFile(command, *option)) {
+            option->check(CLI::Validator(emptyNameFault, ""));
+        } else if (type == "N" || type == "N,N,...") {
+            option->check(CLI::Validator(numberFault, ""));
+        }
+    }
+    for (CLI::App *sub : command.get_subcommands([](CLI::App *) { return true; })) {
+        checkValues(*sub);
+    }
+}
+
 static void buildTable(CLI::App &root, Context &context)
 {
     root.require_subcommand(0, 1);
@@ -98,6 +149,12 @@ static void buildTable(CLI::App &root, Context &context)
     addWhiteUpdateCommand(root, context);
     addUpdateInspect(*root.get_subcommand("update"), context);
     addEvaluateCommand(root, context);
+    addExamples(root, {"velq init ~/filter", "velq rate --install ~/filter 'Claim your free prize now'",
+                       "velq explain --install ~/filter 'Claim your free prize now'",
+                       "velq mark ham --install ~/filter --number 13912345678 'see you at seven'",
+                       "velq list black add --install ~/filter 13912345678", "velq evaluate messages.tsv",
+                       "velq store build messages.tsv -o prob.bin", "velq init ~/other --store prob.bin"});
+    checkValues(root);
 }
 
 static int failed(std::ostream &err, Status status, const std::string &message)
@@ -118,6 +175,17 @@ static std::string fullName(const CLI::App &app)
     return app.get_parent() == nullptr ? app.get_name() : fullName(*app.get_parent()) + " " + app.get_name();
 }
 
+// What the parser found wrong; of a word that is no command, which one.
+static std::string parseFault(const CLI::App &command, const CLI::ParseError &error)
+{
+    const bool hasCommands = !command.get_subcommands([](const CLI::App *) { return true; }).empty();
+    const std::vector<std::string> words = command.remaining();
+    if (hasCommands && !words.empty() && !words.front().starts_with('-')) {
+        return words.front() + " is no command of " + fullName(command);
+    }
+    return error.what();
+}
+
 static int parseAndRun(CLI::App &root, Context &context, int argc, const char *const *argv)
 {
     std::string wanted;
@@ -134,8 +202,9 @@ static int parseAndRun(CLI::App &root, Context &context, int argc, const char *c
     } catch (const CLI::CallForVersion &version) {
         context.out << version.what() << '\n';
     } catch (const CLI::ParseError &error) {
+        const CLI::App &command = innermost(root);
         return failed(context.err, Status::usage,
-                      std::string(error.what()) + "; see " + fullName(innermost(root)) + " --help");
+                      parseFault(command, error) + "; see " + fullName(command) + " --help");
     }
     context.out.flush();
     if (!context.out) {

@@ -39,9 +39,12 @@ struct Context {
     void message(const std::string &text) const;
 };
 
+// "1 message", "2 messages".
+std::string plural(std::uint64_t count, const std::string &thing);
+
 // Options and texts that commands share.
 CLI::Option *addInstallOption(CLI::App &command, std::string &folder); // --install DIR, required
-void addJsonFlag(CLI::App &command, Context &context);                 // --json
+CLI::Option *addJsonFlag(CLI::App &command, Context &context);         // --json
 void addQuietFlag(CLI::App &command, Context &context);                // --quiet
 void addFormatOption(CLI::App &command, CorpusFormat &format);         // --format tsv|csv|jsonl
 // Closes the help text: at most eight examples of one line each, without the prompt.

@@ -2,6 +2,7 @@
 #include "kit/commands.h"
 #include "kit/corpus.h"
 #include "kit/evaluation.h"
+#include "kit/output.h"
 #include "kit/report_html.h"
 #include "kit/store_builder.h"
 #include "kit/store_text.h"
@@ -122,6 +123,9 @@ static EvaluationPlan makePlan(const EvaluateOptions &options, Context &context)
         plan.method = "the store " + options.store + (options.withoutCounts ? " without its counts" : "");
     } else if (!options.test.empty()) {
         readMessages(plan, options.test, options, context);
+        if (plan.messages.size() == given) {
+            throw Error(Status::badData, "no messages to test on in " + options.test);
+        }
         plan.splits = {splitAfter(plan.messages.size(), given)};
         plan.method = "trained on " + std::to_string(given) + " messages, tested on " + options.test;
     } else if (!options.split.empty()) {
@@ -455,6 +459,9 @@ static void checkOptions(const EvaluateOptions &options, bool foldsGiven)
 static void runEvaluate(const EvaluateOptions &options, bool foldsGiven, Context &context)
 {
     checkOptions(options, foldsGiven);
+    std::vector<std::string> inputs = options.corpora;
+    inputs.insert(inputs.end(), {options.test, options.store});
+    checkNotAnInput(options.report, inputs);
     const EvaluationPlan plan = makePlan(options, context);
     const Measured measured = measure(plan, options, context);
     if (!options.report.empty()) {

@@ -175,7 +175,7 @@ static Json reportJson(const std::string &text, const std::string &number, const
 static void runExplain(const ExplainOptions &options, Context &context)
 {
     const Installation installation(options.install);
-    installation.checkComplete();
+    checkDataFiles(installation);
     const WideText number = wideArgument(options.number, "the number");
     Json reports = Json::array();
     bool first = true;
@@ -205,7 +205,7 @@ void addExplainCommand(CLI::App &root, Context &context)
     command->add_option("TEXT", options->texts, "The messages; without any, one a line on standard input")
         ->type_name(" ");
     addJsonFlag(*command, context);
-    addExamples(*command, {"velq explain --install ~/filter 'WIN a prize now, call 13912345678'",
+    addExamples(*command, {"velq explain --install ~/filter 'Claim your free prize now, call 13912345678'",
                            "velq explain --install ~/filter --number 13912345678 --json 'call me back'"});
     command->callback([options, &context] { runExplain(*options, context); });
 }

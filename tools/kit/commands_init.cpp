@@ -7,7 +7,6 @@
 #include "kit/temporary_folder.h"
 
 #include <filesystem>
-#include <fstream>
 #include <optional>
 
 namespace velq::kit {
@@ -21,16 +20,6 @@ struct InitOptions {
 
 } // namespace
 
-// Whether a store is in its text form, which begins with its name; the other form is a database file.
-static bool isStoreText(const std::filesystem::path &file)
-{
-    constexpr std::string_view firstWord = "velq-store";
-    std::ifstream in(file, std::ios::binary);
-    std::string start(firstWord.size(), '\0');
-    in.read(start.data(), static_cast<std::streamsize>(start.size()));
-    return start == firstWord;
-}
-
 static void runInit(const InitOptions &options, Context &context)
 {
     std::filesystem::path store = options.store.empty() ? starterStore() : std::filesystem::path(options.store);
@@ -39,11 +28,10 @@ static void runInit(const InitOptions &options, Context &context)
                     "no starter token store is installed beside this program; give one with --store FILE");
     }
     std::optional<TemporaryFolder> folder;
-    if (isStoreText(store)) {
+    if (InputFile input(store.string(), context.in); !isDatabase(input)) {
         folder.emplace();
-        InputFile text(store.string(), context.in);
         store = folder->path() / "prob.bin";
-        writeStoreContents(store, readStoreText(text.stream(), text.name()));
+        writeStoreContents(store, readStoreText(input.stream(), input.name()));
     }
     const Installation installation(options.folder);
     layOut(installation, store);

@@ -3,11 +3,12 @@
 #include "kit/input.h"
 #include "kit/installation.h"
 #include "kit/number_list.h"
+#include "kit/output.h"
 
-#include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <sstream>
 
 namespace velq::kit {
 
@@ -85,7 +86,9 @@ static void remove(const ListOptions &options, Context &context)
 {
     const int ways = (options.entry.number.empty() ? 0 : 1) + (options.uid ? 1 : 0) + (options.extendID ? 1 : 0);
     if (ways != 1) {
-        throw Error(Status::usage, "nothing to remove by; give either a NUMBER, --uid or --extend-id");
+        throw Error(Status::usage,
+                    std::string(ways == 0 ? "nothing to remove by" : "only one can be given to remove by") +
+                        "; give either a NUMBER, --uid or --extend-id");
     }
     if (options.entry.number.size() > VELQ_MAX_NUMBER_LENGTH) {
         throw Error(Status::usage, "the number is longer than 29 characters; no entry has such a number");
@@ -141,28 +144,28 @@ static void importEntries(const ListOptions &options, Context &context)
     if (context.json) {
         context.out << nlohmann::ordered_json{{"rows", entries.size()}, {"added", added}} << '\n';
     }
-    context.message(std::to_string(added) + " of " + std::to_string(entries.size()) + " numbers added to " +
+    context.message(std::to_string(added) + " of " + plural(entries.size(), "number") + " added to " +
                     listTitle(options));
 }
 
 static void exportEntries(const ListOptions &options, Context &context)
 {
-    const Engine engine{Installation(options.install)};
+    const Installation installation(options.install);
+    std::vector<std::string> dataFiles;
+    for (const std::string_view name : dataFileNames) {
+        dataFiles.push_back(installation.dataFile(name).string());
+    }
+    checkNotAnInput(options.file, dataFiles);
+    const Engine engine{installation};
     const std::vector<ListEntry> entries = readList(engine, *options.calls, hiddenFilter(options));
     if (options.file.empty() || options.file == "-") {
         writeEntries(context.out, entries);
         return;
     }
-    std::ofstream file(options.file, std::ios::binary);
-    if (!file) {
-        throw Error(Status::cannotCreate, "cannot create " + options.file + "; check its folder and your permissions");
-    }
-    writeEntries(file, entries);
-    file.close();
-    if (!file) {
-        throw Error(Status::inputOutput, "writing " + options.file + " failed; check the space left");
-    }
-    context.message(std::to_string(entries.size()) + " numbers written to " + options.file);
+    std::ostringstream text;
+    writeEntries(text, entries);
+    writeTextFile(options.file, text.str());
+    context.message(plural(entries.size(), "number") + " written to " + options.file);
 }
 
 // ---- The table
@@ -236,8 +239,10 @@ static void addWritingActions(CLI::App &list, const Options &options, Context &c
     addQuietFlag(*command, context);
     addExamples(*command, {example(options, "clear --install ~/filter --hidden 1")});
 
-    command = addAction(list, "import", "Add the numbers of a CSV file with the columns number, name, hidden, extendID",
-                        options, context, importEntries);
+    command = addAction(
+        list, "import",
+        "Add the numbers of a CSV file with the columns number, name, hidden, extendID; takes them off the other list",
+        options, context, importEntries);
     command->add_option("FILE", options->file, "The file, - for standard input; all but number may be missing")
         ->required()
         ->type_name(" ");

@@ -38,8 +38,7 @@ static void runMark(const MarkOptions &options, Label label, Context &context)
     if (context.json) {
         context.out << nlohmann::ordered_json{{"marked", marked}, {"as", labelName(label)}} << '\n';
     }
-    context.message(std::to_string(marked) + (marked == 1 ? " message" : " messages") + " marked as " +
-                    std::string(labelName(label)));
+    context.message(plural(marked, "message") + " marked as " + std::string(labelName(label)));
 }
 
 static void addVerdict(CLI::App &mark, Label label, Context &context)
@@ -63,7 +62,7 @@ static void addVerdict(CLI::App &mark, Label label, Context &context)
         addExamples(*command, {"velq mark ham --install ~/filter --number 13912345678 'see you at seven'",
                                "velq mark ham --install ~/filter < wanted.txt"});
     } else {
-        addExamples(*command, {"velq mark spam --install ~/filter 'WIN a prize now'",
+        addExamples(*command, {"velq mark spam --install ~/filter 'Claim your free prize now'",
                                "velq mark spam --install ~/filter < unwanted.txt"});
     }
     command->callback([options, label, &context] { runMark(*options, label, context); });
@@ -74,7 +73,7 @@ void addMarkCommand(CLI::App &root, Context &context)
     CLI::App *command = root.add_subcommand("mark", "Tell the engine what messages are");
     command->require_subcommand(1);
     addExamples(*command, {"velq mark ham --install ~/filter 'see you at seven'",
-                           "velq mark spam --install ~/filter 'WIN a prize now'"});
+                           "velq mark spam --install ~/filter 'Claim your free prize now'"});
     addVerdict(*command, Label::ham, context);
     addVerdict(*command, Label::spam, context);
 }

@@ -58,47 +58,146 @@ static Reason reasonOf(const Explanation &explanation)
     return reason;
 }
 
-// The explanation comes first, because rating trains. Where the two do not agree, or the files could not be read,
-// another program has changed the data between them: the rating stands, without a reason.
+// The explanation comes first, because rating trains, and ends with an Error where the files cannot be read: the engine
+// would call the message unsure. Where the two do not agree, another program has changed the data between them: the
+// rating stands, without a reason.
 static Rated rateWithReason(const Engine &engine, Explainer &explainer, const WideText &body, const WideText &number,
                             Reason &reason)
 {
-    std::optional<Explanation> explanation;
-    try {
-        explanation = explainer.explain(body, number, Depth::decision);
-    } catch (const Error &) {
-        explanation.reset();
-    }
+    const Explanation explanation = explainer.explain(body, number, Depth::decision);
     const Rated rated = rate(engine, body, number);
-    if (explanation && explanation->rating == rated.rating) {
-        reason = reasonOf(*explanation);
+    if (explanation.rating == rated.rating) {
+        reason = reasonOf(explanation);
     }
     return rated;
 }
 
 // ---- The pipe
 
+namespace {
+
 // One line's request; a fault leaves what is wrong with it.
-struct Request { // NOLINT(bugprone-exception-escape): only in reports of the library's own faults
-    Json id;
+struct Request {
+    std::string id = "null"; // as JSON, in the digits that came in
     WideText body;
     WideText number;
     std::string fault;
 };
 
-static std::string takeText(const nlohmann::json &object, const char *member, bool required, WideText &text)
+// The value of one member: a text, or anything else as JSON.
+struct Member {
+    enum class Kind { missing, null, text, scalar, structured };
+
+    Kind kind = Kind::missing;
+    std::string content;
+};
+
+// Takes the members id, number and body out of a request while it is parsed. What was read before a fault stays: an
+// answer can carry the id of a line that is broken further on. A number keeps its digits, however many. The names of
+// the functions are the parser's.
+class RequestReader {
+  public:
+    Member id;
+    Member number;
+    Member body;
+    bool isObject = false;
+
+    bool null()
+    {
+        return take(Member::Kind::null, "null");
+    }
+    bool boolean(bool value)
+    {
+        return take(Member::Kind::scalar, value ? "true" : "false");
+    }
+    bool number_integer(std::int64_t value)
+    {
+        return take(Member::Kind::scalar, std::to_string(value));
+    }
+    bool number_unsigned(std::uint64_t value)
+    {
+        return take(Member::Kind::scalar, std::to_string(value));
+    }
+    bool number_float(double /*value*/, const std::string &digits)
+    {
+        return take(Member::Kind::scalar, digits);
+    }
+    bool string(const std::string &text)
+    {
+        return take(Member::Kind::text, text);
+    }
+    static bool binary(const nlohmann::json::binary_t & /*bytes*/)
+    {
+        return false; // never in text
+    }
+    bool start_object(std::size_t /*elements*/)
+    {
+        isObject = isObject || depth_ == 0;
+        return enter();
+    }
+    bool start_array(std::size_t /*elements*/)
+    {
+        return enter();
+    }
+    bool key(const std::string &name)
+    {
+        if (depth_ == 1) {
+            current_ = name == "id" ? &id : name == "number" ? &number : name == "body" ? &body : nullptr;
+        }
+        return true;
+    }
+    bool end_object()
+    {
+        return leave();
+    }
+    bool end_array()
+    {
+        return leave();
+    }
+    static bool parse_error(std::size_t /*position*/, const std::string & /*token*/,
+                            const nlohmann::json::exception & /*why*/)
+    {
+        return false;
+    }
+
+  private:
+    bool take(Member::Kind kind, const std::string &content)
+    {
+        if (depth_ == 1 && current_ != nullptr) {
+            *current_ = {kind, content};
+        }
+        return true;
+    }
+    bool enter()
+    {
+        take(Member::Kind::structured, {});
+        ++depth_;
+        return true;
+    }
+    bool leave()
+    {
+        --depth_;
+        return true;
+    }
+
+    Member *current_ = nullptr;
+    std::size_t depth_ = 0;
+};
+
+} // namespace
+
+static std::string takeText(const Member &member, const char *name, bool required, WideText &text)
 {
-    const auto found = object.find(member);
-    if (found == object.end() || (!required && found->is_null())) {
-        return required ? std::string("the member ") + member + " is missing" : std::string();
+    const bool absent = member.kind == Member::Kind::missing;
+    if (absent || (!required && member.kind == Member::Kind::null)) {
+        return required ? std::string("the member ") + name + " is missing" : std::string();
     }
-    if (!found->is_string()) {
-        return std::string("the member ") + member + " is no text";
+    if (member.kind != Member::Kind::text) {
+        return std::string("the member ") + name + " is no text";
     }
-    const auto &value = found->get_ref<const std::string &>();
-    const auto converted = wideFromUtf8(value);
-    if (!converted || value.find('\0') != std::string::npos) {
-        return std::string("the member ") + member + " holds a zero character or is not UTF-8";
+    const auto converted = wideFromUtf8(member.content);
+    if (!converted || member.content.find('\0') != std::string::npos) {
+        return std::string("the member ") + name + " holds a zero character or is not UTF-8";
     }
     text = *converted;
     return {};
@@ -107,41 +206,63 @@ static std::string takeText(const nlohmann::json &object, const char *member, bo
 static Request parseRequest(const std::string &line, LineResult result)
 {
     Request request;
+    RequestReader reader;
+    const bool whole = nlohmann::json::sax_parse(line, &reader);
+    if (reader.id.kind == Member::Kind::text) {
+        request.id = Json(reader.id.content).dump();
+    } else if (reader.id.kind == Member::Kind::scalar) {
+        request.id = reader.id.content;
+    }
     if (result == LineResult::tooLong) {
         request.fault = "the line is longer than 1 MiB";
-        return request;
-    }
-    const nlohmann::json object = nlohmann::json::parse(line, nullptr, false);
-    if (!object.is_object()) {
+    } else if (!whole || !reader.isObject) {
         request.fault = "the line is no JSON object in UTF-8";
-        return request;
+    } else if (reader.id.kind == Member::Kind::structured) {
+        request.fault = "the member id is neither text nor number";
+    } else {
+        request.fault = takeText(reader.body, "body", true, request.body);
     }
-    if (const auto id = object.find("id"); id != object.end()) {
-        // Containers might be nested too deep to be written back.
-        if (id->is_structured()) {
-            request.fault = "the member id is neither text nor number";
-            return request;
-        }
-        request.id = *id;
-    }
-    request.fault = takeText(object, "body", true, request.body);
     if (request.fault.empty()) {
-        request.fault = takeText(object, "number", false, request.number);
+        request.fault = takeText(reader.number, "number", false, request.number);
     }
     return request;
 }
 
-static void answer(Context &context, const Json &object)
+// One line: the id, then the members of `object`.
+static void answer(Context &context, const Request &request, const Json &object)
 {
-    context.out << object.dump() << '\n' << std::flush;
+    context.out << "{\"id\":" << request.id << ',' << object.dump().substr(1) << '\n' << std::flush;
     if (!context.out) {
         throw Error(Status::inputOutput, "writing to standard output failed; check the device or the pipe");
+    }
+}
+
+static Json rateRequest(const Engine &engine, Explainer &explainer, const Request &request)
+{
+    Reason reason;
+    const Rated rated = rateWithReason(engine, explainer, request.body, request.number, reason);
+    return {{"rating", ratingName(rated.rating)},
+            {"reason", reason.name},
+            {"spamicity", reason.spamicity},
+            {"microseconds", rated.microseconds}};
+}
+
+static Json answerTo(const Engine &engine, Explainer &explainer, const Request &request, std::uint64_t line)
+{
+    if (!request.fault.empty()) {
+        return {{"error", request.fault}, {"line", line}};
+    }
+    try {
+        return rateRequest(engine, explainer, request);
+    } catch (const Error &error) {
+        return {{"error", oneLine(error.what())}, {"line", line}};
     }
 }
 
 static void runPipe(const RateOptions &options, Context &context)
 {
     const Installation installation(options.install);
+    checkDataFiles(installation);
     const Engine engine(installation, Engine::Connections::kept);
     Explainer explainer(installation);
     InputFile input("-", context.in);
@@ -154,40 +275,77 @@ static void runPipe(const RateOptions &options, Context &context)
             continue;
         }
         const Request request = parseRequest(line, result);
-        if (!request.fault.empty()) {
-            answer(context, {{"id", request.id}, {"error", request.fault}, {"line", lines.number()}});
-            continue;
-        }
-        Reason reason;
-        const Rated rated = rateWithReason(engine, explainer, request.body, request.number, reason);
-        answer(context, {{"id", request.id},
-                         {"rating", ratingName(rated.rating)},
-                         {"reason", reason.name},
-                         {"spamicity", reason.spamicity},
-                         {"microseconds", rated.microseconds}});
+        answer(context, request, answerTo(engine, explainer, request, lines.number()));
     }
     checkReadToEnd(input.stream(), input.name());
 }
 
 // ---- Arguments and lines
 
+namespace {
+
+// The objects of one array as they come. Closed whatever happens in between: standard output stays one document.
+class PrintedArray {
+  public:
+    explicit PrintedArray(std::ostream &out) : out_(out) {}
+    ~PrintedArray()
+    {
+        out_ << (empty_ ? "[]\n" : "\n]\n");
+    }
+    PrintedArray(const PrintedArray &) = delete;
+    PrintedArray &operator=(const PrintedArray &) = delete;
+
+    void add(const Json &object)
+    {
+        out_ << (empty_ ? "[\n  " : ",\n  ") << object.dump();
+        empty_ = false;
+    }
+
+  private:
+    std::ostream &out_;
+    bool empty_ = true;
+};
+
+} // namespace
+
+// Calls `take` for each message. With --exit-code they are counted before any is rated, for rating trains.
+static void forEachToRate(const RateOptions &options, Context &context,
+                          const std::function<void(const InputMessage &)> &take)
+{
+    if (!options.exitCode) {
+        forEachMessage(options.texts, context.in, take);
+        return;
+    }
+    std::vector<InputMessage> messages;
+    forEachMessage(options.texts, context.in, [&messages](const InputMessage &message) {
+        messages.push_back(message);
+        if (messages.size() > 1) {
+            throw Error(Status::usage, "--exit-code takes a single message; give one message or leave it out");
+        }
+    });
+    if (messages.empty()) {
+        throw Error(Status::usage, "--exit-code found no message; give one");
+    }
+    take(messages.front());
+}
+
 static void runRate(const RateOptions &options, Context &context)
 {
     const WideText number = wideArgument(options.number, "the number");
     const Installation installation(options.install);
+    checkDataFiles(installation);
     const Engine engine(installation, Engine::Connections::kept);
     std::optional<Explainer> explainer;
+    std::optional<PrintedArray> printed;
     if (context.json) {
         explainer.emplace(installation);
+        printed.emplace(context.out);
     }
     std::uint64_t count = 0;
     Rated rated;
     Progress progress(context.err, "rating", options.texts.size(), context.progressBesideOutput());
-    forEachMessage(options.texts, context.in, [&](const InputMessage &message) {
-        if (++count > 1 && options.exitCode) {
-            throw Error(Status::usage, "--exit-code takes a single message; give one message or leave it out");
-        }
-        progress.reached(count);
+    forEachToRate(options, context, [&](const InputMessage &message) {
+        progress.reached(++count);
         const WideText body = wideArgument(message.text, "the message");
         if (!explainer) {
             rated = rate(engine, body, number);
@@ -204,14 +362,8 @@ static void runRate(const RateOptions &options, Context &context)
         if (!message.label.empty()) {
             object["label"] = message.label;
         }
-        context.out << (count == 1 ? "[\n  " : ",\n  ") << object.dump();
+        printed->add(object);
     });
-    if (context.json) {
-        context.out << (count == 0 ? "[]\n" : "\n]\n");
-    }
-    if (options.exitCode && count == 0) {
-        throw Error(Status::usage, "--exit-code found no message; give one");
-    }
     if (options.exitCode) {
         // The shell's order: 0 is good news.
         context.verdict = rated.rating == VELQ_RATING_HAM ? 0 : rated.rating == VELQ_RATING_SPAM ? 1 : 2;
@@ -232,7 +384,7 @@ void addRateCommand(CLI::App &root, Context &context)
                 "The messages; without any, one a line on standard input, where a line may begin with ham or spam "
                 "and a tab")
             ->type_name(" ");
-    addJsonFlag(*command, context);
+    CLI::Option *json = addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     CLI::Option *pipe =
         command->add_flag("--json-lines", options->jsonLines,
@@ -240,12 +392,12 @@ void addRateCommand(CLI::App &root, Context &context)
                           "{\"id\",\"rating\",\"reason\",\"spamicity\",\"microseconds\"}");
     CLI::Option *exitCode =
         command->add_flag("--exit-code", options->exitCode, "Of a single message: exit with 0 ham, 1 spam, 2 unsure");
-    pipe->excludes(texts)->excludes(number)->excludes(exitCode);
-    addExamples(*command, {"velq rate --install ~/filter 'WIN a prize now' 'see you at seven'",
+    pipe->excludes(texts)->excludes(number)->excludes(exitCode)->excludes(json);
+    addExamples(*command, {"velq rate --install ~/filter 'Claim your free prize now' 'see you at seven'",
                            "velq rate --install ~/filter --number 13912345678 'call me back'",
                            "velq rate --install ~/filter < messages.txt",
                            "velq rate --install ~/filter --json-lines < requests.jsonl > answers.jsonl",
-                           "velq rate --install ~/filter --exit-code 'WIN a prize now' || echo not wanted"});
+                           "velq rate --install ~/filter --exit-code 'Claim your free prize now' || echo not wanted"});
     command->callback([options, &context] {
         if (options->jsonLines) {
             runPipe(*options, context);

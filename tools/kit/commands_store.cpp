@@ -4,6 +4,7 @@
 #include "kit/folds.h"
 #include "kit/input.h"
 #include "kit/message_spool.h"
+#include "kit/output.h"
 #include "kit/store_builder.h"
 #include "kit/store_file.h"
 #include "kit/store_text.h"
@@ -34,11 +35,6 @@ using Options = std::shared_ptr<StoreOptions>;
 using Json = nlohmann::ordered_json;
 
 } // namespace
-
-static std::string plural(std::uint64_t count, const std::string &thing)
-{
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
 
 static Json problemsJson(const std::vector<StoreProblem> &problems)
 {
@@ -90,6 +86,15 @@ static std::vector<LabelledText> sampleOf(ReadTexts (&byLabel)[2], std::size_t s
     return texts;
 }
 
+static std::string namesOf(const std::vector<std::string> &corpora)
+{
+    std::string names;
+    for (const std::string &corpus : corpora) {
+        names += (names.empty() ? "" : ", ") + (corpus == "-" ? std::string("standard input") : corpus);
+    }
+    return names;
+}
+
 // Hands on every message of the corpora. The number of spam messages and of all.
 struct MessagesRead {
     std::uint64_t spam = 0;
@@ -109,8 +114,9 @@ static MessagesRead readMessages(const StoreOptions &options, Context &context,
         });
     }
     if (read.spam == 0 || read.spam == read.all) {
-        throw Error(Status::badData, "the messages hold no " + std::string(read.spam == 0 ? "spam" : "ham") +
-                                         "; a store is built from messages of both labels");
+        const char *what = read.all == 0 ? "messages" : read.spam == 0 ? "spam" : "ham";
+        throw Error(Status::badData, namesOf(options.corpora) + ": there is no " + what +
+                                         " in it; a store is built from messages of both labels");
     }
     return read;
 }
@@ -148,6 +154,7 @@ static Store buildFromAll(const StoreOptions &options, const BuildOptions &build
 
 static void runBuild(const StoreOptions &options, Context &context)
 {
+    checkNotAnInput(options.output, options.corpora);
     BuildOptions build;
     build.seed = options.seed;
     build.plain = options.plain;
@@ -199,7 +206,7 @@ static void addBuild(CLI::App &store, Context &context)
 static Json statisticsJson(const StoreStatistics &statistics)
 {
     Json json;
-    json["fileBytes"] = statistics.fileBytes;
+    json["fileBytes"] = statistics.fileBytes ? Json(*statistics.fileBytes) : Json(nullptr);
     json["tokens"] = statistics.tokens;
     json["tokensOfLength"] = {
         {"2", statistics.tokensOfLength[0]}, {"3", statistics.tokensOfLength[1]}, {"4", statistics.tokensOfLength[2]}};
@@ -222,7 +229,7 @@ static Json statisticsJson(const StoreStatistics &statistics)
 static void printStatistics(std::ostream &out, const StoreStatistics &statistics)
 {
     const auto line = [&out](const char *what, const std::string &value) { out << what << '\t' << value << '\n'; };
-    line("file size in bytes", std::to_string(statistics.fileBytes));
+    line("file size in bytes", statistics.fileBytes ? std::to_string(*statistics.fileBytes) : "no file");
     line("tokens", std::to_string(statistics.tokens));
     line("  of 2 units", std::to_string(statistics.tokensOfLength[0]));
     line("  of 3 units", std::to_string(statistics.tokensOfLength[1]));
@@ -245,9 +252,11 @@ static void printStatistics(std::ostream &out, const StoreStatistics &statistics
 static void runStats(const StoreOptions &options, Context &context)
 {
     StoreStatistics statistics = statisticsOf(readStore(options.store, context.in));
-    std::error_code ignored;
-    const std::uintmax_t size = std::filesystem::file_size(options.store, ignored);
-    statistics.fileBytes = ignored ? 0 : size;
+    std::error_code code;
+    const std::uintmax_t size = std::filesystem::file_size(options.store, code);
+    if (!code) {
+        statistics.fileBytes = size;
+    }
     if (context.json) {
         context.out << statisticsJson(statistics).dump() << '\n';
     } else {
@@ -267,9 +276,10 @@ static void addStats(CLI::App &store, Context &context)
 
 static void runVerify(const StoreOptions &options, Context &context)
 {
-    const std::vector<StoreProblem> problems = isDatabaseFile(options.store)
+    InputFile input(options.store, context.in);
+    const std::vector<StoreProblem> problems = isDatabase(input)
                                                    ? verifyStoreFile(options.store)
-                                                   : verifyContents(readStore(options.store, context.in));
+                                                   : verifyContents(readStoreText(input.stream(), input.name()));
     if (context.json) {
         context.out << Json{{"problems", problemsJson(problems)}}.dump() << '\n';
     } else {
@@ -297,7 +307,12 @@ static void addVerify(CLI::App &store, Context &context)
 
 static void runDump(const StoreOptions &options, Context &context)
 {
+    checkNotAnInput(options.output, {options.store});
+    if (options.store == "-") {
+        throw Error(Status::usage, "a prob.bin is not read from standard input; give the file");
+    }
     const StoreContents contents = readStoreContents(options.store);
+    checkKeysAreUnique(contents, options.store);
     if (options.output.empty()) {
         writeStoreText(context.out, contents);
     } else {
@@ -318,6 +333,7 @@ static void addDump(CLI::App &store, Context &context)
 
 static void runLoad(const StoreOptions &options, Context &context)
 {
+    checkNotAnInput(options.output, {options.store});
     InputFile input(options.store, context.in);
     const StoreContents contents = readStoreText(input.stream(), input.name());
     writeStoreContents(options.output, contents);
@@ -354,8 +370,12 @@ static Json differenceJson(const StoreDifference &difference)
 
 static void runDiff(const StoreOptions &options, Context &context)
 {
-    const StoreDifference difference =
-        differenceOf(readStore(options.store, context.in), readStore(options.newStore, context.in));
+    checkNotAnInput(options.output, {options.store, options.newStore});
+    const StoreContents before = readStore(options.store, context.in);
+    const StoreContents after = readStore(options.newStore, context.in);
+    checkKeysAreUnique(before, options.store);
+    checkKeysAreUnique(after, options.newStore);
+    const StoreDifference difference = differenceOf(before, after);
     writeProbabilityUpdate(options.output, difference.rows);
     if (context.json) {
         context.out << differenceJson(difference).dump() << '\n';

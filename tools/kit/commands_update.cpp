@@ -2,9 +2,11 @@
 #include "kit/commands.h"
 #include "kit/database.h"
 #include "kit/installation.h"
+#include "kit/update_file.h"
 #include "kit/versions.h"
 #include "velq.h"
 
+#include <charconv>
 #include <cstdint>
 
 namespace velq::kit {
@@ -48,6 +50,35 @@ static void checkMerge(const std::string &file, const char *table, const std::fi
     store.exec("ROLLBACK;");
 }
 
+// The merge takes all rows or none and says nothing of the reason; what is known to make it fail is found here before
+// anything is merged.
+static void checkRows(const std::string &file, const Installation &installation)
+{
+    const UpdateReport report = inspectUpdate(file, {}, installation.dataFile("wn.bin"));
+    const bool one = report.hasTokens != report.hasNumbers; // of two tables, only one is merged
+    if (one && !report.problems.empty()) {
+        throw Error(Status::badData, file + " cannot be merged, nothing was changed: " + report.problems.front().where +
+                                         ": " + report.problems.front().what + "; velq update inspect " + file +
+                                         " lists what is wrong");
+    }
+}
+
+static std::string mergeFailure(const UpdateOptions &options, const std::string &file)
+{
+    const std::string before =
+        file == options.white && !options.prob.empty() ? " (" + options.prob + " was merged before it)" : "";
+    return "merging " + file + " failed and changed nothing" + before;
+}
+
+// Versions count from 1: a lower one would make every later update look old or unset.
+static std::string versionFault(const std::string &value)
+{
+    std::int32_t version = 0;
+    const char *end = value.data() + value.size();
+    const bool whole = std::from_chars(value.data(), end, version) == std::from_chars_result{end, std::errc()};
+    return whole && version > 0 ? "" : value + " is no version; versions are whole numbers from 1 to 2147483647";
+}
+
 static void runUpdate(const UpdateOptions &options, Context &context)
 {
     if (options.install.empty()) {
@@ -62,18 +93,20 @@ static void runUpdate(const UpdateOptions &options, Context &context)
     const Engine engine(installation);
     if (!options.prob.empty()) {
         checkMerge(options.prob, "diffProbTable", installation.dataFile("prob.bin"));
+        checkRows(options.prob, installation);
     }
     if (!options.white.empty()) {
         checkMerge(options.white, "diffWnTable", installation.dataFile("wn.bin"));
+        checkRows(options.white, installation);
     }
     // One call for each file: a call for both returns the second result only.
     if (!options.prob.empty()) {
         engine.check(VELQ_UpdateData(prob.c_str(), options.probVersion, nullptr, 0),
-                     "merging " + options.prob + " failed and changed nothing");
+                     mergeFailure(options, options.prob));
     }
     if (!options.white.empty()) {
         engine.check(VELQ_UpdateData(nullptr, 0, white.c_str(), options.whiteVersion),
-                     "merging " + options.white + " failed and changed nothing");
+                     mergeFailure(options, options.white));
     }
     printVersions(engine, context);
 }
@@ -92,6 +125,9 @@ void addUpdateCommand(CLI::App &root, Context &context)
                              ->type_name("FILE");
     CLI::Option *whiteVersion =
         command->add_option("--white-version", options->whiteVersion, "The version to record for it")->type_name("N");
+    for (CLI::Option *version : {probVersion, whiteVersion}) {
+        version->check(CLI::Validator(versionFault, ""));
+    }
     prob->needs(probVersion);
     probVersion->needs(prob);
     white->needs(whiteVersion);

@@ -1,6 +1,7 @@
 // velq white-update and velq update inspect: makes white-number updates and looks at update files of both kinds.
 #include "kit/commands.h"
 #include "kit/input.h"
+#include "kit/output.h"
 #include "kit/update_file.h"
 #include "kit/wide_text.h"
 
@@ -25,6 +26,7 @@ using Json = nlohmann::ordered_json;
 
 static void runWhiteBuild(const UpdateFileOptions &options, Context &context)
 {
+    checkNotAnInput(options.output, {options.file, options.whiteList});
     InputFile input(options.file, context.in);
     const std::vector<WhiteNumber> numbers = readWhiteNumbers(input.stream(), input.name());
     if (numbers.empty()) {
@@ -44,7 +46,7 @@ static void runWhiteBuild(const UpdateFileOptions &options, Context &context)
                         " stands above already; left out");
     }
     writeWhiteUpdate(options.output, plan.rows);
-    context.message(std::to_string(plan.rows.size()) + " numbers written to " + options.output + ", " +
+    context.message(plural(plan.rows.size(), "number") + " written to " + options.output + ", " +
                     std::to_string(plan.rows.size() - plan.known) + " of them new");
 }
 
@@ -100,7 +102,7 @@ static Json reportJson(const UpdateReport &report)
 static void printReport(std::ostream &out, const UpdateReport &report)
 {
     const auto line = [&out](const char *what, std::uint64_t rows, std::uint64_t fresh, std::uint64_t known) {
-        out << what << '\t' << rows << " rows, " << fresh << " new, " << known << " known\n";
+        out << what << '\t' << plural(rows, "row") << ", " << fresh << " new, " << known << " known\n";
     };
     if (report.hasTokens) {
         line("token counts", report.tokenRows, report.newTokens, report.knownTokens);

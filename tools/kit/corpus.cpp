@@ -85,11 +85,7 @@ static void readCsvCorpus(InputFile &input, const Take &take)
             }
             return;
         }
-        if (record.fields.size() != columns) {
-            failAt(input.name(), record.line,
-                   std::to_string(record.fields.size()) + " fields where the header has " + std::to_string(columns) +
-                       "; put fields with commas in double quotes");
-        }
+        checkCsvWidth(record, input.name(), columns);
         take(labelled(input.name(), record.line, record.fields[static_cast<std::size_t>(label)],
                       std::move(record.fields[static_cast<std::size_t>(text)])));
     });
@@ -117,8 +113,8 @@ static void readJsonLines(InputFile &input, const Take &take)
 
 void readCorpus(const std::string &file, CorpusFormat format, std::istream &standardInput, const Take &take)
 {
+    InputFile input(file, standardInput); // a file that is missing is said to be missing, whatever its ending
     const CorpusFormat chosen = format == CorpusFormat::byName ? formatOf(file) : format;
-    InputFile input(file, standardInput);
     if (chosen == CorpusFormat::csv) {
         readCsvCorpus(input, take);
     } else if (chosen == CorpusFormat::jsonLines) {

@@ -2,6 +2,7 @@
 #include "kit/csv.h"
 
 #include "kit/input.h"
+#include "kit/wide_text.h"
 
 #include <algorithm>
 #include <cctype>
@@ -138,15 +139,43 @@ void readCsv(std::istream &in, const std::string &name, const std::function<void
     }
 }
 
-int csvColumn(const CsvRecord &header, std::string_view column)
+static bool isColumn(std::string_view field, std::string_view column)
 {
     const auto lower = [](unsigned char unit) { return std::tolower(unit); };
-    for (std::size_t i = 0; i < header.fields.size(); ++i) {
-        if (std::ranges::equal(header.fields[i], column, {}, lower, lower)) {
-            return static_cast<int>(i);
+    return std::ranges::equal(field, column, {}, lower, lower);
+}
+
+int csvColumn(const CsvRecord &header, std::string_view column)
+{
+    const auto found =
+        std::ranges::find_if(header.fields, [column](const std::string &field) { return isColumn(field, column); });
+    return found == header.fields.end() ? -1 : static_cast<int>(found - header.fields.begin());
+}
+
+void checkCsvHeader(const CsvRecord &header, const std::string &name, std::initializer_list<std::string_view> known)
+{
+    std::string all;
+    for (const std::string_view column : known) {
+        all += (all.empty() ? "" : ", ") + std::string(column);
+    }
+    for (const std::string &field : header.fields) {
+        if (std::ranges::none_of(known, [&field](std::string_view column) { return isColumn(field, column); })) {
+            failAt(name, header.line, "the column \"" + oneLine(field) + "\" is none of " + all);
+        }
+        if (std::ranges::count_if(header.fields,
+                                  [&field](const std::string &other) { return isColumn(other, field); }) > 1) {
+            failAt(name, header.line, "the column " + field + " stands twice in the first line");
         }
     }
-    return -1;
+}
+
+void checkCsvWidth(const CsvRecord &record, const std::string &name, std::size_t columns)
+{
+    if (record.fields.size() != columns) {
+        failAt(name, record.line,
+               std::to_string(record.fields.size()) + (record.fields.size() == 1 ? " field" : " fields") +
+                   " where the header has " + std::to_string(columns) + "; put fields with commas in double quotes");
+    }
 }
 
 std::string csvField(std::string_view value)

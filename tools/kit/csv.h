@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <istream>
 #include <string>
 #include <string_view>
@@ -22,6 +23,12 @@ void readCsv(std::istream &in, const std::string &name, const std::function<void
 
 // The position of a column in the header, letter case aside; -1 when it is not there.
 int csvColumn(const CsvRecord &header, std::string_view column);
+
+// Throws Error (badData) when the header names a column that is not `known`, or one twice.
+void checkCsvHeader(const CsvRecord &header, const std::string &name, std::initializer_list<std::string_view> known);
+
+// Throws Error (badData) unless the record has as many fields as the header.
+void checkCsvWidth(const CsvRecord &record, const std::string &name, std::size_t columns);
 
 // The field as it is written, in quotes where it needs them.
 std::string csvField(std::string_view value);

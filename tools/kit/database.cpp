@@ -33,6 +33,13 @@ Database::Database(const std::filesystem::path &file, DatabaseMode mode) : file_
     if (mode != DatabaseMode::create && !exists) {
         throw Error(Status::noInput, "cannot open " + file.string() + ": no such file; check the path");
     }
+    const std::filesystem::file_status status = std::filesystem::status(file, ignored);
+    if (mode != DatabaseMode::create && !std::filesystem::is_regular_file(status)) {
+        throw Error(Status::noInput, "cannot open " + file.string() +
+                                         (std::filesystem::is_directory(status)
+                                              ? ": it is a folder; give a file"
+                                              : ": a database is not read from a pipe or a device; give a file"));
+    }
     const int code = sqlite3_open_v2(file.c_str(), &connection_, openFlags(mode), nullptr);
     if (code != SQLITE_OK) {
         sqlite3_close(connection_);

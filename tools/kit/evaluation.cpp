@@ -157,7 +157,8 @@ static void removeFolder(const fs::path &folder)
     fs::remove_all(folder, ignored);
 }
 
-EvaluationInstallation::EvaluationInstallation(const StoreContents &store) : installation_(makeScratchFolder())
+EvaluationInstallation::EvaluationInstallation(const StoreContents &store)
+    : installation_(makeScratchFolder()), onSignal_(installation_.root())
 {
     try {
         const fs::path file = installation_.root() / "store.bin";

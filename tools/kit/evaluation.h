@@ -8,6 +8,7 @@
 
 #include "kit/explanation.h"
 #include "kit/folds.h"
+#include "kit/interruption.h"
 #include "kit/metrics.h"
 #include "kit/store_builder.h"
 #include "kit/store_file.h"
@@ -65,6 +66,7 @@ class EvaluationInstallation {
 
   private:
     Installation installation_;
+    RemovedOnSignal onSignal_;
 };
 
 // ---- Evaluation ---------------------------------------------------------------------------------------------------

@@ -190,7 +190,10 @@ void writeManualPage(std::ostream &out, const CLI::App &root, const std::string 
         << ".SH SYNOPSIS\n\\fBvelq\\fR \\fIcommand\\fR [\\fIoptions\\fR] [\\fIarguments\\fR]\n"
         << ".SH DESCRIPTION\nData goes to standard output, messages and progress to standard error. A single dash as "
            "a\n"
-        << "file name stands for standard input. Arguments that begin with a dash come after two dashes.\n"
+        << "file name stands for standard input wherever text is read. A prob.bin or wn.bin is always a file. Outputs "
+           "that\n"
+        << "are devices or pipes are written through; a file is replaced when all of it is there. Arguments that begin "
+           "with a dash come after two dashes.\n"
         << ".SH OPTIONS\n";
     writeOptions(out, root);
     out << ".SH COMMANDS\n";
@@ -246,17 +249,34 @@ static std::string valueOptions(const CLI::App &root)
     return pattern;
 }
 
+// For each option whose values are a closed set, the case that offers them. The parser shows such a set as {a,b} behind
+// the name of the value.
+static void writeClosedSets(std::ostream &out, const CLI::App &root)
+{
+    visit(root, [&out](const CLI::App &command) {
+        for (const CLI::Option *option : optionsOf(command, false)) {
+            const std::string type = option->get_type_name();
+            const std::size_t start = type.find(":{");
+            const std::size_t end = type.find('}', std::min(start, type.size()));
+            if (end == std::string::npos) {
+                continue;
+            }
+            std::string values = type.substr(start + 2, end - start - 2);
+            std::ranges::replace(values, ',', ' ');
+            for (const std::string &name : option->get_lnames()) {
+                out << "    '" << fullName(command) << " --" << name << "') mapfile -t COMPREPLY < <(compgen -W '"
+                    << values << "' -- \"$current\"); return ;;\n";
+            }
+        }
+    });
+}
+
 void writeBashCompletion(std::ostream &out, const CLI::App &root)
 {
     out << "# bash completion for velq\n"
            "_velq()\n{\n"
            "    local current=${COMP_WORDS[COMP_CWORD]} path=velq word next words i\n"
            "    COMPREPLY=()\n"
-           "    case ${COMP_WORDS[COMP_CWORD - 1]} in\n"
-           "    "
-        << valueOptions(root)
-        << ") return ;;\n"
-           "    esac\n"
            "    for ((i = 1; i < COMP_CWORD; i++)); do\n"
            "        word=${COMP_WORDS[i]}\n"
            "        next=\"$path $word\"\n"
@@ -268,6 +288,14 @@ void writeBashCompletion(std::ostream &out, const CLI::App &root)
     });
     out << "        esac\n"
            "    done\n"
+           "    case \"$path ${COMP_WORDS[COMP_CWORD - 1]}\" in\n";
+    writeClosedSets(out, root);
+    out << "    esac\n"
+           "    case ${COMP_WORDS[COMP_CWORD - 1]} in\n"
+           "    "
+        << valueOptions(root)
+        << ") return ;;\n"
+           "    esac\n"
            "    case $path in\n";
     visit(root, [&](const CLI::App &command) {
         out << "    '" << fullName(command) << "') words='" << completionsOf(command) << "' ;;\n";

@@ -163,6 +163,7 @@ static void check(const HookOptions &options, const HookMessage &message)
 static std::uint32_t rate(const HookOptions &options, const HookMessage &message)
 {
     const Installation installation(options.install);
+    checkDataFiles(installation);
     const Engine engine(installation);
     const WideText number = withoutZeros(wideArgument(message.sender, "the sender"));
     std::uint32_t rating = VELQ_RATING_UNSURE;

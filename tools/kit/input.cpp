@@ -21,9 +21,11 @@ InputFile::InputFile(const std::string &file, std::istream &standardInput) : nam
     }
     file_.open(file, std::ios::binary);
     if (!file_) {
-        throw Error(Status::noInput, "cannot read " + file + ": " + std::strerror(errno) + "; check the path");
+        const std::string why = errno == ENOENT ? "no such file" : std::strerror(errno);
+        throw Error(Status::noInput, "cannot read " + file + ": " + why + "; check the path");
     }
     stream_ = &file_;
+    regular_ = std::filesystem::is_regular_file(file, ignored);
 }
 
 static void dropByteOrderMark(std::string &line)

@@ -30,11 +30,21 @@ class InputFile {
     {
         return name_;
     }
+    bool isStandardInput() const
+    {
+        return stream_ != &file_;
+    }
+    // Whether it can be read again from its start: no pipe, no device, not standard input.
+    bool isRegular() const
+    {
+        return regular_;
+    }
 
   private:
     std::string name_;
     std::ifstream file_;
     std::istream *stream_;
+    bool regular_ = false;
 };
 
 enum class LineResult { line, tooLong, end };

@@ -5,7 +5,9 @@
 #include "kit/status.h"
 #include "velq_schema.h"
 
-#include <fstream>
+#include <cerrno>
+#include <cstring>
+#include <unistd.h>
 #include <vector>
 
 #ifdef _WIN32
@@ -85,6 +87,20 @@ void checkTokenStore(const fs::path &file)
     }
     Query columns(database, "SELECT key, value FROM velqTable LIMIT 1;");
     columns.step();
+}
+
+void checkDataFiles(const Installation &installation)
+{
+    installation.checkComplete();
+    constexpr std::array<std::string_view, dataFileNames.size()> tables = {"velqTable", "blackList", "whiteList",
+                                                                           "ruleList", "versionTable"};
+    for (std::size_t i = 0; i < tables.size(); ++i) {
+        Database database(installation.dataFile(dataFileNames.at(i)), DatabaseMode::read);
+        if (!database.hasTable(tables.at(i))) {
+            throw Error(Status::badData, database.file().string() + " holds no " + std::string(tables.at(i)) +
+                                             "; put a sound file in its place or lay out a new installation");
+        }
+    }
 }
 
 // Holds the source's read lock while its bytes are copied, so that no writer gets between.
@@ -182,7 +198,7 @@ fs::path starterStore()
 }
 
 Engine::Engine(const Installation &installation, Connections connections)
-    : connections_(connections),
+    : connections_(connections), installation_(installation),
       log_((installation.programFolder() / (connections == Connections::kept ? "norix-engine.log" : "engine.log"))
                .string())
 {
@@ -202,11 +218,30 @@ Engine::~Engine()
     }
 }
 
+// Where the user may not write, the engine could not log either, and what the log ends with is older.
+std::string Engine::reason() const
+{
+    const fs::path folder = installation_.dataFile("prob.bin").parent_path();
+    std::vector<fs::path> needed = {folder};
+    for (const std::string_view name : dataFileNames) {
+        needed.push_back(installation_.dataFile(name));
+    }
+    for (const fs::path &path : needed) {
+        if (::access(path.c_str(), R_OK | W_OK) != 0) {
+            return path.string() + " cannot be read and written: " + std::strerror(errno) + "; check its permissions";
+        }
+    }
+    std::error_code ignored;
+    if (fs::is_regular_file(log_, ignored) && fs::file_size(log_, ignored) > 0) {
+        return "the reason is at the end of " + log_;
+    }
+    return "it could not be logged in " + log_ + "; check the folder, its permissions and the space left";
+}
+
 void Engine::check(int code, const std::string &what) const
 {
     if (code != VELQ_SUCCESS) {
-        throw Error(Status::inputOutput,
-                    what + " (code " + std::to_string(code) + "); the reason is at the end of " + log_);
+        throw Error(Status::inputOutput, what + " (code " + std::to_string(code) + "); " + reason());
     }
 }
 

@@ -53,6 +53,11 @@ void createFromSchema(const std::filesystem::path &file, std::string_view name);
 // Throws Error (noInput, badData) unless `file` is a database with the token table.
 void checkTokenStore(const std::filesystem::path &file);
 
+// Throws Error unless each data file is a database with its table that can be read at this moment: noInput for a
+// missing one, badData, inputOutput for one that is in use. The engine itself rates messages unsure when it cannot read
+// a file.
+void checkDataFiles(const Installation &installation);
+
 // The delivered starter token store beside the program (../share/velq or, in a build folder, ../data); empty when there
 // is none.
 std::filesystem::path starterStore();
@@ -79,7 +84,11 @@ class Engine {
     void check(int code, const std::string &what) const;
 
   private:
+    // Where to look for the reason of a failure.
+    std::string reason() const;
+
     Connections connections_;
+    Installation installation_;
     std::string log_;
 };
 

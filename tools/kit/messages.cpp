@@ -22,6 +22,8 @@ void forEachMessage(const std::vector<std::string> &arguments, std::istream &in,
 {
     for (const std::string &argument : arguments) {
         wideArgument(argument, "the message");
+    }
+    for (const std::string &argument : arguments) {
         take({{}, argument});
     }
     if (!arguments.empty()) {

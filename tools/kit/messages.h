@@ -19,7 +19,8 @@ struct InputMessage {
 };
 
 // Calls `take` for each of `arguments`, or, without any, for each line of `in` that is not empty. Throws Error (usage,
-// badData) for text that is not UTF-8 or too long; what stood before it has been taken by then.
+// badData) for text that is not UTF-8 or too long: of an argument before any is taken, of a line when those before it
+// have been.
 void forEachMessage(const std::vector<std::string> &arguments, std::istream &in,
                     const std::function<void(const InputMessage &)> &take);
 

@@ -211,17 +211,14 @@ std::vector<ListEntry> readEntries(std::istream &in, const std::string &name)
         if (columns.count == 0) {
             columns = {csvColumn(record, "number"), csvColumn(record, "name"), csvColumn(record, "hidden"),
                        csvColumn(record, "extendID"), record.fields.size()};
+            checkCsvHeader(record, name, {"number", "name", "hidden", "extendID"});
             if (columns.number < 0) {
                 failAt(name, record.line,
                        "the first line must name the column number; name, hidden and extendID may follow");
             }
             return;
         }
-        if (record.fields.size() != columns.count) {
-            failAt(name, record.line,
-                   std::to_string(record.fields.size()) + " fields where the header has " +
-                       std::to_string(columns.count) + "; put fields with commas in double quotes");
-        }
+        checkCsvWidth(record, name, columns.count);
         ListEntry entry{.number = field(record, columns.number), .name = field(record, columns.name)};
         if (!parseInteger(field(record, columns.hidden), entry.hidden) ||
             !parseInteger(field(record, columns.extendID), entry.extendID)) {
@@ -232,6 +229,9 @@ std::vector<ListEntry> readEntries(std::istream &in, const std::string &name)
         }
         entries.push_back(std::move(entry));
     });
+    if (columns.count == 0) {
+        throw Error(Status::badData, name + " is empty; expected a first line that names the column number");
+    }
     return entries;
 }
 

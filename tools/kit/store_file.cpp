@@ -3,17 +3,15 @@
 #include "kit/store_file.h"
 
 #include "kit/installation.h"
+#include "kit/output.h"
 #include "kit/status.h"
 #include "kit/store_text.h"
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <sqlite3.h>
-#include <system_error>
 #include <tuple>
-#include <unistd.h>
 #include <utility>
 
 namespace velq::kit {
@@ -146,28 +144,6 @@ static void layOutDraft(const std::filesystem::path &draft, const std::filesyste
     }
 }
 
-// Lets `make` make a draft beside `path` and puts it in the place of `path`; removes the draft when that fails.
-static void replaceFile(const std::filesystem::path &path,
-                        const std::function<void(const std::filesystem::path &)> &make)
-{
-    std::filesystem::path draft = path;
-    draft += ".new-" + std::to_string(::getpid());
-    std::error_code ignored;
-    std::filesystem::remove(draft, ignored);
-    try {
-        make(draft);
-    } catch (...) {
-        std::filesystem::remove(draft, ignored);
-        throw;
-    }
-    std::error_code error;
-    std::filesystem::rename(draft, path, error);
-    if (error) {
-        std::filesystem::remove(draft, ignored);
-        throw Error(Status::cannotCreate, "cannot create " + path.string() + ": " + error.message());
-    }
-}
-
 void writeDataFile(const std::filesystem::path &path, std::string_view schemaName,
                    const std::function<void(Database &)> &fill)
 {
@@ -176,22 +152,6 @@ void writeDataFile(const std::filesystem::path &path, std::string_view schemaNam
         Database file(draft, DatabaseMode::write);
         file.exec("PRAGMA journal_mode=MEMORY;"); // nobody else sees the draft, and a crash leaves it behind unused
         fill(file);
-    });
-}
-
-void writeTextFile(const std::filesystem::path &path, std::string_view text)
-{
-    replaceFile(path, [&](const std::filesystem::path &draft) {
-        std::ofstream file(draft, std::ios::binary);
-        if (!file) {
-            throw Error(Status::cannotCreate,
-                        "cannot create " + path.string() + "; check that its folder exists and can be written");
-        }
-        file.write(text.data(), static_cast<std::streamsize>(text.size()));
-        file.close();
-        if (!file) {
-            throw Error(Status::inputOutput, "writing " + path.string() + " failed; check the space left");
-        }
     });
 }
 
@@ -296,6 +256,17 @@ bool sortRows(StoreContents &contents)
     return std::adjacent_find(contents.rows.begin(), contents.rows.end(), [](const StoreRow &a, const StoreRow &b) {
                return orderOf(a.key) == orderOf(b.key);
            }) == contents.rows.end();
+}
+
+void checkKeysAreUnique(const StoreContents &contents, const std::string &name)
+{
+    const auto twice =
+        std::adjacent_find(contents.rows.begin(), contents.rows.end(),
+                           [](const StoreRow &a, const StoreRow &b) { return orderOf(a.key) == orderOf(b.key); });
+    if (twice != contents.rows.end()) {
+        throw Error(Status::badData, name + ": the key " + keyText(twice->key) +
+                                         " occurs twice, and one of its rows would be lost; build the store anew");
+    }
 }
 
 const StoreRow *findRow(const StoreContents &contents, std::string_view key)

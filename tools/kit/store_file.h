@@ -51,9 +51,6 @@ void writeRows(Database &file, const std::string &sql, const std::vector<StoredR
 void writeDataFile(const std::filesystem::path &path, std::string_view schemaName,
                    const std::function<void(Database &)> &fill);
 
-// The same for a text.
-void writeTextFile(const std::filesystem::path &path, std::string_view text);
-
 // ---- Token stores -------------------------------------------------------------------------------------------------
 
 // The bytes of the keys of the two special records.
@@ -95,6 +92,10 @@ void writeStoreContents(const std::filesystem::path &path, const StoreContents &
 // Puts rows in the order of their keys. False when a key occurs twice.
 bool sortRows(StoreContents &contents);
 
+// Throws Error (badData) when a key occurs twice, which neither the text form nor an update can hold. The contents must
+// be sorted.
+void checkKeysAreUnique(const StoreContents &contents, const std::string &name);
+
 // The row of a blob key, or null. The contents must be sorted.
 const StoreRow *findRow(const StoreContents &contents, std::string_view key);
 
@@ -117,7 +118,7 @@ std::vector<StoreProblem> verifyStoreFile(const std::filesystem::path &path);
 std::vector<StoreProblem> verifyContents(const StoreContents &contents);
 
 struct StoreStatistics {
-    std::uint64_t fileBytes = 0;
+    std::optional<std::uint64_t> fileBytes; // none for what is no file
     std::uint64_t tokens = 0;
     std::uint64_t tokensOfLength[3] = {}; // 2, 3 and 4 units
     std::uint64_t otherRows = 0;          // neither token nor special record

@@ -2,6 +2,7 @@
 #include "kit/store_text.h"
 
 #include "kit/input.h"
+#include "kit/output.h"
 #include "kit/status.h"
 #include "kit/wide_text.h"
 
@@ -326,7 +327,11 @@ struct TextReader {
 // Up to the line "tokens".
 void readHeader(TextReader &reader, StoreContents &contents)
 {
-    if (!reader.next() || reader.line != versionLine) {
+    const bool any = reader.next();
+    if (!any && reader.lines.number() == 0) {
+        throw Error(Status::badData, reader.name + " is empty; expected a token store in text form");
+    }
+    if (!any || reader.line != versionLine) {
         fail(reader.place(), "not a token store in text form: it must begin with \"" + std::string(versionLine) + "\"");
     }
     bool messages = false;
@@ -423,27 +428,37 @@ StoreContents readStoreText(std::istream &in, const std::string &name)
     return contents;
 }
 
-bool isDatabaseFile(const std::string &file)
+bool isDatabase(InputFile &input)
 {
     constexpr std::string_view databaseStart = "SQLite format 3";
-    if (file == "-") {
-        return false;
+    std::istream &in = input.stream();
+    const int first = in.peek();
+    if (first == std::istream::traits_type::eof()) {
+        in.clear();
+        return !input.isStandardInput(); // an empty file is an empty database
     }
-    std::istringstream unused;
-    InputFile input(file, unused);
+    if (!input.isRegular()) {
+        return first == databaseStart.front();
+    }
     char start[databaseStart.size()]{};
-    input.stream().read(start, sizeof start);
-    const auto got = static_cast<std::size_t>(input.stream().gcount());
-    return got == 0 || std::string_view(start, got) == databaseStart; // an empty file is an empty database
+    in.read(start, sizeof start);
+    const auto got = static_cast<std::size_t>(in.gcount());
+    in.clear();
+    in.seekg(0);
+    return std::string_view(start, got) == databaseStart;
 }
 
 StoreContents readStore(const std::string &file, std::istream &standardInput)
 {
-    if (isDatabaseFile(file)) {
-        return readStoreContents(file);
-    }
     InputFile input(file, standardInput);
-    return readStoreText(input.stream(), input.name());
+    if (!isDatabase(input)) {
+        return readStoreText(input.stream(), input.name());
+    }
+    if (!input.isRegular()) {
+        throw Error(Status::noInput, "cannot read " + input.name() +
+                                         ": a prob.bin is not read from a pipe; give the file, or pipe its text form");
+    }
+    return readStoreContents(file);
 }
 
 bool isTextFormName(const std::string &file)

@@ -18,6 +18,7 @@
 #ifndef VELQ_KIT_STORE_TEXT_H
 #define VELQ_KIT_STORE_TEXT_H
 
+#include "kit/input.h"
 #include "kit/store_file.h"
 
 #include <istream>
@@ -34,8 +35,9 @@ StoreContents readStoreText(std::istream &in, const std::string &name);
 // A store in either form; a file that begins as a database is read as prob.bin. "-" is text on standard input.
 StoreContents readStore(const std::string &file, std::istream &standardInput);
 
-// Whether the file begins as a database does, or is empty. Throws Error (noInput) when it cannot be read.
-bool isDatabaseFile(const std::string &file);
+// Whether the input begins as a database does, or is empty. Nothing of it is taken; of a pipe, only the first byte is
+// looked at, which no text form begins with.
+bool isDatabase(InputFile &input);
 
 // Whether a file of that name is written as text: .txt, .text or .tsv.
 bool isTextFormName(const std::string &file);

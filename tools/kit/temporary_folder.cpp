@@ -31,6 +31,7 @@ TemporaryFolder::TemporaryFolder()
         throw Error(Status::cannotCreate, "cannot create a temporary folder in " + parent.string() +
                                               "; set TMPDIR to a folder that you may write");
     }
+    onSignal_ = std::make_unique<RemovedOnSignal>(path_);
 }
 
 TemporaryFolder::~TemporaryFolder()

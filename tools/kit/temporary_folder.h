@@ -1,8 +1,12 @@
-// A folder that only this user can read, removed with everything in it at the end of the scope.
+// A folder that only this user can read, removed with everything in it at the end of the scope, or
+// by the signal that ends the program.
 #ifndef VELQ_KIT_TEMPORARY_FOLDER_H
 #define VELQ_KIT_TEMPORARY_FOLDER_H
 
+#include "kit/interruption.h"
+
 #include <filesystem>
+#include <memory>
 
 namespace velq::kit {
 
@@ -21,6 +25,7 @@ class TemporaryFolder {
 
   private:
     std::filesystem::path path_;
+    std::unique_ptr<RemovedOnSignal> onSignal_;
 };
 
 } // namespace velq::kit

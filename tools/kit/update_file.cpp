@@ -241,6 +241,14 @@ std::string faultOf(const WhiteNumber &row)
     return {};
 }
 
+void readHeader(const CsvRecord &header, const std::string &name, int numberColumn)
+{
+    checkCsvHeader(header, name, {"number", "name"});
+    if (numberColumn < 0) {
+        failAt(name, header.line, "the first line names the column name, but no column number");
+    }
+}
+
 } // namespace
 
 std::vector<WhiteNumber> readWhiteNumbers(std::istream &in, const std::string &name)
@@ -248,15 +256,23 @@ std::vector<WhiteNumber> readWhiteNumbers(std::istream &in, const std::string &n
     std::vector<WhiteNumber> numbers;
     int numberColumn = -1;
     int nameColumn = -1;
+    std::size_t columns = 0; // that every record has; 0 without a header: then a record is a number or number, name
     readCsv(in, name, [&](CsvRecord &&record) {
         if (numberColumn < 0) {
             numberColumn = csvColumn(record, "number");
             nameColumn = csvColumn(record, "name");
-            if (numberColumn >= 0) {
-                return; // the header
+            if (numberColumn >= 0 || nameColumn >= 0) {
+                readHeader(record, name, numberColumn);
+                columns = record.fields.size();
+                return;
             }
             numberColumn = 0;
             nameColumn = 1;
+        }
+        if (columns > 0) {
+            checkCsvWidth(record, name, columns);
+        } else if (record.fields.size() > 2) {
+            failAt(name, record.line, "more than the two fields number,name; put fields with commas in double quotes");
         }
         const auto field = [&record, &name](int column) {
             const auto at = static_cast<std::size_t>(column);
