@@ -370,6 +370,35 @@ TEST_F(inputs, store_with_a_repeated_key_is_not_dumped)
     EXPECT_FALSE(fs::exists(path("x.txt")));
 }
 
+TEST_F(inputs, figures_of_a_missing_class_are_null_and_dashes)
+{
+    const std::string ham = file("ham.tsv", "ham\tsee you at home\nham\tdinner at eight\n");
+    const json metrics =
+        json::parse(velq({"evaluate", "--store", store(), "--json", ham}).out)["trainingOff"]["metrics"];
+    EXPECT_TRUE(metrics["SC"].is_null());
+    EXPECT_TRUE(metrics["MCC"].is_null());
+    EXPECT_TRUE(metrics["BH"].is_number());
+    const std::string text = velq({"evaluate", "--store", store(), ham}).out;
+    EXPECT_NE(text.find("SC (recall)                      -               -\n"), std::string::npos) << text;
+}
+
+// What an update brings is listed by its first character and makes no sender trusted that has more than that one.
+TEST_F(inputs, delivered_numbers_are_listed_by_their_first_character)
+{
+    const Installation installation;
+    const std::string root = rootOf(installation);
+    ASSERT_EQ(velq({"white-update", "build", file("n.csv", "+4598765432,Shop\n"), "-o", path("w.db")}).status, 0);
+    ASSERT_EQ(velq({"update", "--install", root, "--white", path("w.db"), "--white-version", "2"}).status, 0);
+    EXPECT_EQ(velq({"list", "white", "export", "--install", root}).out,
+              "number,name,hidden,extendID\r\n+,Shop,1,0\r\n");
+    const auto reason = [&](const std::string &number) {
+        const CommandResult result = velq({"rate", "--json", "--install", root, "--number", number, "a longer text"});
+        return json::parse(result.out).at(0).at("reason").get<std::string>();
+    };
+    EXPECT_EQ(reason("+4598765432"), "few-tokens");
+    EXPECT_EQ(reason("+"), "white-list");
+}
+
 // ---- Interruptions
 
 using interruption = Robustness;
@@ -474,8 +503,21 @@ TEST_F(rate_robustness, store_that_cannot_be_read_is_a_failure_and_no_verdict)
     }
     writeFile(installation_.dataFile("prob.bin"), "");
     expectFailure(rate({"text"}), badData, "holds no velqTable");
-    expectFailure(velq({"explain", "--install", rootOf(installation_), "text"}), badData,
-                  installation_.dataFile("prob.bin").string());
+    for (const std::vector<std::string> &words :
+         {std::vector<std::string>{"explain"}, {"mark", "spam"}, {"mark", "ham"}}) {
+        std::vector<std::string> command = words;
+        command.insert(command.end(), {"--install", rootOf(installation_), "text"});
+        expectFailure(velq(command), badData, installation_.dataFile("prob.bin").string());
+    }
+}
+
+TEST_F(rate_robustness, locked_store_is_a_failure_soon)
+{
+    const HeldLock lock(installation_.dataFile("prob.bin"), HeldLock::Kind::exclusive);
+    const auto start = std::chrono::steady_clock::now();
+    expectFailure(rate({"text"}), inputOutput, "in use by another program");
+    expectFailure(velq({"mark", "spam", "--install", rootOf(installation_), "text"}), inputOutput, "in use");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 // ---- Messages
@@ -488,6 +530,7 @@ TEST_F(messages, name_the_word_that_is_no_command)
     expectFailure(velq({"mark", "eggs"}), badUsage, "eggs is no command of velq mark;");
     expectFailure(velq({"list", "grey", "show"}), badUsage, "grey is no command of velq list;");
     expectFailure(velq({"store", "bild"}), badUsage, "bild is no command of velq store;");
+    expectFailure(velq({"rate", "--inst", "x", "hello"}), badUsage, "--inst is no option of velq rate ");
 }
 
 TEST_F(messages, of_list_remove_tell_none_from_two)
@@ -496,6 +539,26 @@ TEST_F(messages, of_list_remove_tell_none_from_two)
     const std::string root = rootOf(installation);
     expectFailure(velq({"list", "black", "remove", "--install", root}), badUsage, "nothing to remove by");
     expectFailure(velq({"list", "black", "remove", "--install", root, "1", "--uid", "2"}), badUsage, "only one");
+}
+
+TEST_F(messages, are_silenced_in_every_command_that_has_data)
+{
+    const Installation installation;
+    const std::string root = rootOf(installation);
+    const std::string bin = store();
+    for (const std::vector<std::string> &command : {std::vector<std::string>{"versions", "--install", root},
+                                                    {"explain", "--install", root, "text"},
+                                                    {"list", "black", "show", "--install", root},
+                                                    {"list", "white", "count", "--install", root},
+                                                    {"store", "dump", bin},
+                                                    {"store", "stats", bin}}) {
+        std::vector<std::string> quiet = command;
+        quiet.emplace_back("--quiet");
+        const CommandResult result = velq(quiet);
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.out, velq(command).out);
+        EXPECT_EQ(result.err, "");
+    }
 }
 
 TEST_F(messages, count_one_thing_as_one)

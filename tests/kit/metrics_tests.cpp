@@ -84,6 +84,22 @@ std::vector<double> sharesOf(const Metrics &metrics)
             metrics.f1,         metrics.unsure,     metrics.unsureSpam, metrics.unsureHam};
 }
 
+TEST(metrics, figures_without_a_denominator_are_not_defined)
+{
+    const ConfusionCounts onlyHam = counts({0, 0, 0}, {0, 5, 1});
+    EXPECT_TRUE(isDefined(onlyHam, &Metrics::accuracy));
+    EXPECT_TRUE(isDefined(onlyHam, &Metrics::hamBlocked));
+    for (const auto figure : {&Metrics::spamCaught, &Metrics::precision, &Metrics::f1, &Metrics::mcc}) {
+        EXPECT_FALSE(isDefined(onlyHam, figure));
+    }
+    EXPECT_TRUE(isDefined(counts({0, 0, 0}, {1, 4, 0}), &Metrics::f1));
+    EXPECT_FALSE(isDefined(counts({3, 0, 0}, {0, 0, 0}), &Metrics::hamBlocked));
+    EXPECT_FALSE(isDefined(counts({0, 0, 0}, {0, 0, 0}), &Metrics::unsure));
+    for (const auto &[name, figure] : shownFigures) {
+        EXPECT_TRUE(isDefined(counts({1, 0, 0}, {0, 1, 0}), figure)) << name;
+    }
+}
+
 TEST(metrics, every_figure_stays_within_its_limits)
 {
     SeededSequence sequence(4);

@@ -175,13 +175,16 @@ static std::string fullName(const CLI::App &app)
     return app.get_parent() == nullptr ? app.get_name() : fullName(*app.get_parent()) + " " + app.get_name();
 }
 
-// What the parser found wrong; of a word that is no command, which one.
+// What the parser found wrong; of a word that is no command or no option, which one.
 static std::string parseFault(const CLI::App &command, const CLI::ParseError &error)
 {
     const bool hasCommands = !command.get_subcommands([](const CLI::App *) { return true; }).empty();
     const std::vector<std::string> words = command.remaining();
     if (hasCommands && !words.empty() && !words.front().starts_with('-')) {
         return words.front() + " is no command of " + fullName(command);
+    }
+    if (!words.empty() && words.front().size() > 1 && words.front().starts_with('-')) {
+        return words.front() + " is no option of " + fullName(command) + " (words with a dash come after --)";
     }
     return error.what();
 }

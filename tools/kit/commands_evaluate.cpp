@@ -9,10 +9,12 @@
 #include "kit/wide_text.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <filesystem>
 #include <iomanip>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <sstream>
 
 namespace velq::kit {
@@ -208,24 +210,35 @@ static Json classJson(const ClassCounts &counts)
             {"all", counts.total()}};
 }
 
+static constexpr std::array<NamedFigure, 10> jsonFigures = {{{"accuracy", &Metrics::accuracy},
+                                                             {"SC", &Metrics::spamCaught},
+                                                             {"BH", &Metrics::hamBlocked},
+                                                             {"precision", &Metrics::precision},
+                                                             {"recall", &Metrics::recall},
+                                                             {"F1", &Metrics::f1},
+                                                             {"MCC", &Metrics::mcc},
+                                                             {"unsure", &Metrics::unsure},
+                                                             {"unsureSpam", &Metrics::unsureSpam},
+                                                             {"unsureHam", &Metrics::unsureHam}}};
+
 static Json metricsJson(const Metrics &metrics)
 {
-    return {{"accuracy", metrics.accuracy},
-            {"SC", metrics.spamCaught},
-            {"BH", metrics.hamBlocked},
-            {"precision", metrics.precision},
-            {"recall", metrics.recall},
-            {"F1", metrics.f1},
-            {"MCC", metrics.mcc},
-            {"unsure", metrics.unsure},
-            {"unsureSpam", metrics.unsureSpam},
-            {"unsureHam", metrics.unsureHam}};
+    Json json;
+    for (const auto &[name, figure] : jsonFigures) {
+        json[name] = metrics.*figure;
+    }
+    return json;
 }
 
 static Json countsJson(const ConfusionCounts &counts)
 {
-    return {
-        {"spam", classJson(counts.spam)}, {"ham", classJson(counts.ham)}, {"metrics", metricsJson(metricsOf(counts))}};
+    Json metrics = metricsJson(metricsOf(counts));
+    for (const auto &[name, figure] : jsonFigures) {
+        if (!isDefined(counts, figure)) {
+            metrics[name] = nullptr;
+        }
+    }
+    return {{"spam", classJson(counts.spam)}, {"ham", classJson(counts.ham)}, {"metrics", std::move(metrics)}};
 }
 
 static std::vector<Metrics> metricsOfAll(const std::vector<ConfusionCounts> &parts)
@@ -320,9 +333,24 @@ static void printConfusion(std::ostream &out, const std::string &title, const Co
     out << '\n';
 }
 
+// A column of figures. Those of counts show a figure without a denominator as a dash.
 struct NamedMetrics {
+    NamedMetrics(const char *title, const Metrics &figures) : name(title), metrics(figures) {}
+    NamedMetrics(const char *title, const ConfusionCounts &from) : name(title), metrics(metricsOf(from)), counts(from)
+    {
+    }
+
+    std::string text(double Metrics::*figure) const
+    {
+        if (counts && !isDefined(*counts, figure)) {
+            return "-";
+        }
+        return figure == &Metrics::mcc ? ratioText(metrics.*figure) : percentText(metrics.*figure);
+    }
+
     const char *name;
     Metrics metrics;
+    std::optional<ConfusionCounts> counts;
 };
 
 static void printMetrics(std::ostream &out, const std::vector<NamedMetrics> &columns)
@@ -336,8 +364,7 @@ static void printMetrics(std::ostream &out, const std::vector<NamedMetrics> &col
     for (const auto &[name, field] : shownFigures) {
         cells.clear();
         for (const NamedMetrics &column : columns) {
-            const double value = column.metrics.*field;
-            cells.push_back(field == &Metrics::mcc ? ratioText(value) : percentText(value));
+            cells.push_back(column.text(field));
         }
         printRow(out, name, cells);
     }
@@ -350,7 +377,7 @@ static void printFolds(std::ostream &out, const EvaluationResult &result)
     }
     const std::vector<Metrics> off = metricsOfAll(result.trainingOff.parts);
     const std::vector<Metrics> on = metricsOfAll(result.trainingOn.parts);
-    out << "\nover the folds\n";
+    out << "\nover the folds (deviation of just these folds: divided by their number)\n";
     printMetrics(out, {{"mean, off", meanOf(off)},
                        {"deviation, off", deviationOf(off)},
                        {"mean, on", meanOf(on)},
@@ -365,8 +392,8 @@ static void printCorpora(std::ostream &out, const EvaluationPlan &plan, const Ev
     for (std::size_t i = 0; i < plan.corpora.size(); ++i) {
         if (result.trainingOff.corpora[i].total() > 0) {
             out << '\n' << plan.corpora[i] << '\n';
-            printMetrics(out, {{"training off", metricsOf(result.trainingOff.corpora[i])},
-                               {"training on", metricsOf(result.trainingOn.corpora[i])}});
+            printMetrics(
+                out, {{"training off", result.trainingOff.corpora[i]}, {"training on", result.trainingOn.corpora[i]}});
         }
     }
 }
@@ -398,11 +425,11 @@ static void printMeasured(std::ostream &out, const EvaluationPlan &plan, const M
     out << plan.method << "\n\n";
     printConfusion(out, "training off", result.trainingOff.all);
     printConfusion(out, "training on", result.trainingOn.all);
-    std::vector<NamedMetrics> columns = {{"training off", metricsOf(result.trainingOff.all)},
-                                         {"training on", metricsOf(result.trainingOn.all)}};
+    std::vector<NamedMetrics> columns = {{"training off", result.trainingOff.all},
+                                         {"training on", result.trainingOn.all}};
     if (result.trainingKnown) {
-        columns.push_back({"off, new texts", metricsOf(result.trainingOff.unseen)});
-        columns.push_back({"on, new texts", metricsOf(result.trainingOn.unseen)});
+        columns.emplace_back("off, new texts", result.trainingOff.unseen);
+        columns.emplace_back("on, new texts", result.trainingOn.unseen);
     }
     printMetrics(out, columns);
     printRow(out, "messages a second",

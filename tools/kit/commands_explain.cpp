@@ -179,7 +179,10 @@ static void runExplain(const ExplainOptions &options, Context &context)
     const WideText number = wideArgument(options.number, "the number");
     Json reports = Json::array();
     bool first = true;
+    std::uint64_t count = 0;
+    Progress progress(context.err, "explaining", options.texts.size(), context.progressBesideOutput());
     forEachMessage(options.texts, context.in, [&](const InputMessage &message) {
+        progress.reached(++count);
         const WideText body = wideArgument(message.text, "the message");
         const Explanation explanation = explainOnCopy(installation, body, number);
         if (context.json) {
@@ -205,6 +208,7 @@ void addExplainCommand(CLI::App &root, Context &context)
     command->add_option("TEXT", options->texts, "The messages; without any, one a line on standard input")
         ->type_name(" ");
     addJsonFlag(*command, context);
+    addQuietFlag(*command, context);
     addExamples(*command, {"velq explain --install ~/filter 'Claim your free prize now, call 13912345678'",
                            "velq explain --install ~/filter --number 13912345678 --json 'call me back'"});
     command->callback([options, &context] { runExplain(*options, context); });

@@ -196,11 +196,13 @@ static void addReadingActions(CLI::App &list, const Options &options, Context &c
     CLI::App *command = addAction(list, "show", "Print the entries", options, context, show);
     addHiddenFilter(*command, *options);
     addJsonFlag(*command, context);
+    addQuietFlag(*command, context);
     addExamples(*command,
                 {example(options, "show --install ~/filter"), example(options, "show --install ~/filter --json")});
 
     command = addAction(list, "count", "Print the number of entries", options, context, count);
     addJsonFlag(*command, context);
+    addQuietFlag(*command, context);
     addExamples(*command, {example(options, "count --install ~/filter")});
 
     command = addAction(list, "export", "Write the entries as CSV", options, context, exportEntries);

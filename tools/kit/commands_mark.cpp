@@ -5,6 +5,7 @@
 #include "velq.h"
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <vector>
 
 namespace velq::kit {
@@ -25,16 +26,20 @@ static void runMark(const MarkOptions &options, Label label, Context &context)
     if (number.size() > VELQ_MAX_NUMBER_LENGTH) {
         throw Error(Status::usage, "the number is longer than 29 characters; no list entry has such a number");
     }
-    const Engine engine{Installation(options.install)};
+    const Installation installation(options.install);
+    checkDataFiles(installation);
+    const Engine engine(installation);
     std::uint64_t marked = 0;
-    Progress progress(context.err, "marking", options.texts.size(), context.progress());
+    std::optional<Progress> progress; // its bar is gone before the closing message
+    progress.emplace(context.err, "marking", options.texts.size(), context.progress());
     forEachMessage(options.texts, context.in, [&](const InputMessage &message) {
         const WideText body = wideArgument(message.text, "the message");
         const std::int32_t code =
             label == Label::ham ? VELQ_SetMsgAsHam(body.c_str(), number.c_str()) : VELQ_SetMsgAsSpam(body.c_str());
         engine.check(code, "marking message " + std::to_string(marked + 1) + " failed");
-        progress.reached(++marked);
+        progress->reached(++marked);
     });
+    progress.reset();
     if (context.json) {
         context.out << nlohmann::ordered_json{{"marked", marked}, {"as", labelName(label)}} << '\n';
     }

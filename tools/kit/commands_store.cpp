@@ -270,6 +270,7 @@ static void addStats(CLI::App &store, Context &context)
     CLI::App *command = store.add_subcommand("stats", "Show what a token store holds");
     command->add_option("FILE", options->store, "A token store, prob.bin or text form")->required()->type_name(" ");
     addJsonFlag(*command, context);
+    addQuietFlag(*command, context);
     addExamples(*command, {"velq store stats prob.bin", "velq store stats --json prob.bin"});
     command->callback([options, &context] { runStats(*options, context); });
 }
@@ -327,6 +328,7 @@ static void addDump(CLI::App &store, Context &context)
     command->add_option("FILE", options->store, "A prob.bin")->required()->type_name(" ");
     command->add_option("-o,--output", options->output, "The text to write; standard output when not given")
         ->type_name("FILE");
+    addQuietFlag(*command, context);
     addExamples(*command, {"velq store dump prob.bin -o store.txt", "velq store dump prob.bin | grep -c ^free"});
     command->callback([options, &context] { runDump(*options, context); });
 }

@@ -133,6 +133,7 @@ void addUpdateCommand(CLI::App &root, Context &context)
     white->needs(whiteVersion);
     whiteVersion->needs(white);
     addJsonFlag(*command, context);
+    addQuietFlag(*command, context);
     addExamples(*command, {"velq update --install ~/filter --prob words.upd --prob-version 7",
                            "velq update --install ~/filter --white numbers.upd --white-version 3"});
     command->callback([options, command, &context] {

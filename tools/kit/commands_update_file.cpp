@@ -145,6 +145,7 @@ void addUpdateInspect(CLI::App &update, Context &context)
     command->add_option("--white-list", options->whiteList, "The wn.bin to be updated, to tell new numbers from known")
         ->type_name("FILE");
     addJsonFlag(*command, context);
+    addQuietFlag(*command, context);
     addExamples(*command, {"velq update inspect update.db", "velq update inspect white.db --white-list wn.bin"});
     command->callback([options, &context] { runInspect(*options, context); });
 }

@@ -35,6 +35,7 @@ void addVersionsCommand(CLI::App &root, Context &context)
     CLI::App *command = root.add_subcommand("versions", "Print the installed versions of the data");
     addInstallOption(*command, *install);
     addJsonFlag(*command, context);
+    addQuietFlag(*command, context);
     addExamples(*command, {"velq versions --install ~/filter", "velq versions --install ~/filter --json"});
     command->callback([install, &context] {
         const Engine engine{Installation(*install)};

@@ -81,6 +81,29 @@ Metrics metricsOf(const ConfusionCounts &counts)
     return metrics;
 }
 
+bool isDefined(const ConfusionCounts &counts, double Metrics::*figure)
+{
+    const bool spam = counts.spam.total() > 0;
+    const bool ham = counts.ham.total() > 0;
+    const std::uint64_t ratedSpam = counts.spam.ratedSpam + counts.ham.ratedSpam;
+    if (figure == &Metrics::spamCaught || figure == &Metrics::recall || figure == &Metrics::unsureSpam) {
+        return spam;
+    }
+    if (figure == &Metrics::hamBlocked || figure == &Metrics::unsureHam) {
+        return ham;
+    }
+    if (figure == &Metrics::precision) {
+        return ratedSpam > 0;
+    }
+    if (figure == &Metrics::f1) {
+        return spam || ratedSpam > 0;
+    }
+    if (figure == &Metrics::mcc) {
+        return spam && ham && ratedSpam > 0 && ratedSpam < counts.total();
+    }
+    return spam || ham;
+}
+
 Metrics meanOf(const std::vector<Metrics> &folds)
 {
     Metrics mean;

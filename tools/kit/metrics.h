@@ -71,6 +71,9 @@ inline constexpr std::array<NamedFigure, 9> shownFigures = {{{"accuracy", &Metri
 
 Metrics metricsOf(const ConfusionCounts &counts);
 
+// Whether the figure has a denominator: without spam there is no share of spam, whatever number stands for it.
+bool isDefined(const ConfusionCounts &counts, double Metrics::*figure);
+
 // The mean of each figure, and how far the figures of single folds lie from it (standard deviation over the given
 // folds, not an estimate beyond them). All zero for no folds.
 Metrics meanOf(const std::vector<Metrics> &folds);
