@@ -1,6 +1,6 @@
 // Token stores as files: reading and writing every kind of row, whole files or none, and the checks of a store.
-#include "kit/status.h"
 #include "kit/output.h"
+#include "kit/status.h"
 #include "kit/store_file.h"
 #include "kit/store_text.h"
 #include "support/database.h"
