@@ -152,6 +152,7 @@ static void exportEntries(const ListOptions &options, Context &context)
 {
     const Installation installation(options.install);
     std::vector<std::string> dataFiles;
+    dataFiles.reserve(dataFileNames.size());
     for (const std::string_view name : dataFileNames) {
         dataFiles.push_back(installation.dataFile(name).string());
     }

@@ -458,9 +458,22 @@ void oneStep(Steps &steps)
     }
 }
 
+// Spam and ham are drawn apart.
+template <typename Message>
+std::vector<std::uint32_t> strataOf(const std::vector<Message> &messages)
+{
+    std::vector<std::uint32_t> strata;
+    strata.reserve(messages.size());
+    for (const Message &message : messages) {
+        strata.push_back(message.spam ? 1 : 0);
+    }
+    return strata;
+}
+
 std::vector<FilteredText> pick(const std::vector<FilteredText> &messages, const std::vector<std::size_t> &indices)
 {
     std::vector<FilteredText> picked;
+    picked.reserve(indices.size());
     for (const std::size_t i : indices) {
         picked.push_back(messages[i]);
     }
@@ -474,12 +487,8 @@ Recipe chooseRecipe(const std::vector<FilteredText> &messages, const Context &co
         steps.done += innerFolds * recipes.size();
         return recipes.front();
     }
-    std::vector<std::uint32_t> strata;
-    for (const FilteredText &message : messages) {
-        strata.push_back(message.spam ? 1 : 0);
-    }
     std::array<double, recipes.size()> costs{};
-    for (const Split &split : stratifiedFolds(strata, innerFolds, steps.options.seed)) {
+    for (const Split &split : stratifiedFolds(strataOf(messages), innerFolds, steps.options.seed)) {
         const std::vector<FilteredText> training = pick(messages, split.training);
         const std::vector<FilteredText> test = pick(messages, split.test);
         for (std::size_t i = 0; i < recipes.size(); ++i) {
@@ -520,18 +529,15 @@ std::vector<std::vector<FilteredText>> groupsByScript(std::vector<FilteredText> 
 
 std::vector<FilteredText> sample(const std::vector<LabelledText> &messages, const BuildOptions &options)
 {
-    std::vector<std::uint32_t> strata;
-    for (const LabelledText &message : messages) {
-        strata.push_back(message.spam ? 1 : 0);
-    }
     std::vector<std::size_t> order(messages.size());
     std::iota(order.begin(), order.end(), std::size_t{0});
     if (messages.size() > options.tuningSample) {
-        order = stratifiedOrder(strata, options.seed);
+        order = stratifiedOrder(strataOf(messages), options.seed);
         order.resize(options.tuningSample);
         std::sort(order.begin(), order.end());
     }
     std::vector<FilteredText> sampled;
+    sampled.reserve(order.size());
     for (const std::size_t i : order) {
         sampled.push_back({messages[i].spam, filterText(messages[i].text)});
     }

@@ -221,13 +221,11 @@ TextVerdict rateFiltered(const StoreIndex &index, std::u16string_view filtered)
         return verdict;
     }
     verdict.spamicity = spamicityOf(index, tokens);
-    if (verdict.spamicity >= spamCutoff) {
+    const bool isSpam = verdict.spamicity >= spamCutoff;
+    const bool isHam = verdict.spamicity <= hamCutoff;
+    if (isSpam || (!isHam && hasDigitRun(filtered))) {
         verdict.rating = TextRating::spam;
-    } else if (verdict.spamicity <= hamCutoff) {
-        verdict.rating = TextRating::ham;
-    } else if (hasDigitRun(filtered)) {
-        verdict.rating = TextRating::spam;
-    } else if (filtered.size() <= longestBrief) {
+    } else if (isHam || filtered.size() <= longestBrief) {
         verdict.rating = TextRating::ham;
     }
     return verdict;
