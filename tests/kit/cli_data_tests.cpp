@@ -50,17 +50,8 @@ std::string inventedMessages(std::size_t messages, std::uint64_t seed)
     return lines;
 }
 
-class DataCommands : public testing::Test {
+class DataCommands : public testing::Test, protected TestFiles {
   protected:
-    std::string path(const std::string &name) const
-    {
-        return (folder_.path() / name).string();
-    }
-    std::string file(const std::string &name, const std::string &content) const
-    {
-        writeFile(folder_.path() / name, content);
-        return path(name);
-    }
     std::string corpus(std::size_t messages = 240, std::uint64_t seed = 1) const
     {
         return file("messages-" + std::to_string(messages) + "-" + std::to_string(seed) + ".tsv",
@@ -72,18 +63,7 @@ class DataCommands : public testing::Test {
         EXPECT_EQ(velq({"store", "load", "--quiet", text, "-o", path(name)}).status, 0);
         return path(name);
     }
-
-    TemporaryFolder folder_;
 };
-
-// One line on standard error that says what is wrong, nothing on standard output.
-void expectFailure(const CommandResult &result, int status, const std::string &part)
-{
-    EXPECT_EQ(result.status, status) << result.err;
-    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
-    EXPECT_EQ(result.err.rfind("velq: ", 0), 0U) << result.err;
-    EXPECT_NE(result.err.find(part), std::string::npos) << result.err;
-}
 
 using store_command = DataCommands;
 

@@ -91,14 +91,6 @@ class CliTest : public testing::Test {
     }
 };
 
-void expectFailure(const CommandResult &result, int status, const std::string &part)
-{
-    EXPECT_EQ(result.status, status) << result.err;
-    EXPECT_TRUE(result.err.starts_with("velq: ")) << result.err;
-    EXPECT_EQ(std::ranges::count(result.err, '\n'), 1) << result.err;
-    EXPECT_NE(result.err.find(part), std::string::npos) << result.err;
-}
-
 void expectDone(const CommandResult &result)
 {
     EXPECT_EQ(result.status, 0) << result.err;

@@ -31,26 +31,8 @@ std::string rootOf(const Installation &installation)
     return installation.programFolder().parent_path().parent_path().string();
 }
 
-// One line on standard error that says what is wrong.
-void expectFailure(const CommandResult &result, int status, const std::string &part)
-{
-    EXPECT_EQ(result.status, status) << result.err;
-    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
-    EXPECT_EQ(result.err.rfind("velq: ", 0), 0U) << result.err;
-    EXPECT_NE(result.err.find(part), std::string::npos) << result.err;
-}
-
-class Robustness : public testing::Test {
+class Robustness : public testing::Test, protected TestFiles {
   protected:
-    std::string path(const std::string &name) const
-    {
-        return (folder_.path() / name).string();
-    }
-    std::string file(const std::string &name, const std::string &content) const
-    {
-        writeFile(folder_.path() / name, content);
-        return path(name);
-    }
     std::string corpus(int messages = 60) const
     {
         std::string lines;
@@ -81,8 +63,6 @@ class Robustness : public testing::Test {
         EXPECT_EQ(mkfifo(path(name).c_str(), 0600), 0);
         return path(name);
     }
-
-    TemporaryFolder folder_;
 };
 
 // ---- Outputs

@@ -4,6 +4,7 @@
 
 #include "support/temporary_folder.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -11,6 +12,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <iterator>
 #include <poll.h>
 #include <spawn.h>
@@ -42,6 +44,22 @@ inline void writeFile(const std::filesystem::path &file, const std::string &cont
         throw std::runtime_error("cannot write " + file.string());
     }
 }
+
+// The files of one test, in a folder of their own.
+class TestFiles {
+  protected:
+    std::string path(const std::string &name) const
+    {
+        return (folder_.path() / name).string();
+    }
+    std::string file(const std::string &name, const std::string &content) const
+    {
+        writeFile(folder_.path() / name, content);
+        return path(name);
+    }
+
+    TemporaryFolder folder_;
+};
 
 inline int exitStatus(int waitStatus)
 {
@@ -116,6 +134,15 @@ inline CommandResult velq(const std::vector<std::string> &arguments, const std::
                           const std::filesystem::path &outFile = {})
 {
     return runProgram(VELQ_COMMAND, arguments, input, outFile);
+}
+
+// One line on standard error that says what is wrong.
+inline void expectFailure(const CommandResult &result, int status, const std::string &part)
+{
+    EXPECT_EQ(result.status, status) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_EQ(result.err.rfind("velq: ", 0), 0U) << result.err;
+    EXPECT_NE(result.err.find(part), std::string::npos) << result.err;
 }
 
 // A run that stays open: lines go in, lines come out.
