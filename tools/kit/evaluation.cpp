@@ -141,39 +141,13 @@ static fs::path scratchParent()
     return fs::temp_directory_path(code);
 }
 
-static fs::path makeScratchFolder()
-{
-    std::string name = (scratchParent() / "velq-evaluate-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) {
-        throw Error(Status::cannotCreate,
-                    "cannot create a temporary folder; set TMPDIR to a folder that you may write");
-    }
-    return name;
-}
-
-static void removeFolder(const fs::path &folder)
-{
-    std::error_code ignored;
-    fs::remove_all(folder, ignored);
-}
-
 EvaluationInstallation::EvaluationInstallation(const StoreContents &store)
-    : installation_(makeScratchFolder()), onSignal_(installation_.root())
+    : folder_(scratchParent()), installation_(folder_.path())
 {
-    try {
-        const fs::path file = installation_.root() / "store.bin";
-        writeStoreContents(file, store);
-        layOut(installation_, file);
-        fs::remove(file);
-    } catch (...) {
-        removeFolder(installation_.root());
-        throw;
-    }
-}
-
-EvaluationInstallation::~EvaluationInstallation()
-{
-    removeFolder(installation_.root());
+    const fs::path file = installation_.root() / "store.bin";
+    writeStoreContents(file, store);
+    layOut(installation_, file);
+    fs::remove(file);
 }
 
 void EvaluationInstallation::setTraining(bool on)

@@ -8,10 +8,10 @@
 
 #include "kit/explanation.h"
 #include "kit/folds.h"
-#include "kit/interruption.h"
 #include "kit/metrics.h"
 #include "kit/store_builder.h"
 #include "kit/store_file.h"
+#include "kit/temporary_folder.h"
 
 #include <cstdint>
 #include <functional>
@@ -43,9 +43,6 @@ inline constexpr std::u16string_view unlistedNumber = u"13900000000";
 class EvaluationInstallation {
   public:
     explicit EvaluationInstallation(const StoreContents &store);
-    ~EvaluationInstallation();
-    EvaluationInstallation(const EvaluationInstallation &) = delete;
-    EvaluationInstallation &operator=(const EvaluationInstallation &) = delete;
 
     // Off: what the engine trains is dropped by the store itself (triggers that pass over each write), so that every
     // rating sees the store as it is. The engine does all its work and meets no failure. On at first.
@@ -65,8 +62,8 @@ class EvaluationInstallation {
     Explanation explain(const TestMessage &message) const;
 
   private:
+    TemporaryFolder folder_;
     Installation installation_;
-    RemovedOnSignal onSignal_;
 };
 
 // ---- Evaluation ---------------------------------------------------------------------------------------------------

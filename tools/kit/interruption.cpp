@@ -135,4 +135,18 @@ RemovedOnSignal::~RemovedOnSignal()
     }
 }
 
+EndingSignalsHeld::EndingSignalsHeld()
+{
+    sigset_t ending{};
+    for (const int signal : endingSignals) {
+        sigaddset(&ending, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &ending, &before_);
+}
+
+EndingSignalsHeld::~EndingSignalsHeld()
+{
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
 } // namespace velq::kit

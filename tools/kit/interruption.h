@@ -3,6 +3,7 @@
 #ifndef VELQ_KIT_INTERRUPTION_H
 #define VELQ_KIT_INTERRUPTION_H
 
+#include <csignal>
 #include <cstddef>
 #include <filesystem>
 
@@ -19,6 +20,18 @@ class RemovedOnSignal {
 
   private:
     std::size_t slot_;
+};
+
+// Holds those signals back for the length of the scope, so that making a path and naming it here are one step.
+class EndingSignalsHeld {
+  public:
+    EndingSignalsHeld();
+    ~EndingSignalsHeld();
+    EndingSignalsHeld(const EndingSignalsHeld &) = delete;
+    EndingSignalsHeld &operator=(const EndingSignalsHeld &) = delete;
+
+  private:
+    sigset_t before_{};
 };
 
 } // namespace velq::kit

@@ -14,10 +14,13 @@ namespace velq::kit {
 
 namespace fs = std::filesystem;
 
-TemporaryFolder::TemporaryFolder()
+TemporaryFolder::TemporaryFolder(fs::path parent)
 {
     std::error_code code;
-    const fs::path parent = fs::temp_directory_path(code);
+    if (parent.empty()) {
+        parent = fs::temp_directory_path(code);
+    }
+    const EndingSignalsHeld held;
 #ifdef _WIN32
     std::random_device random;
     path_ = parent / ("velq-" + std::to_string(random()) + std::to_string(random()));

@@ -12,8 +12,8 @@ namespace velq::kit {
 
 class TemporaryFolder {
   public:
-    // Throws Error (cannotCreate).
-    TemporaryFolder();
+    // In the system's folder for such, or in `parent`. Throws Error (cannotCreate).
+    explicit TemporaryFolder(std::filesystem::path parent = {});
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder &) = delete;
     TemporaryFolder &operator=(const TemporaryFolder &) = delete;
