@@ -136,10 +136,12 @@ const char *fileLayerName() noexcept
     sqlite3_mutex_enter(lock);
     if (fileLayer.base == nullptr) {
         fileLayer.base = sqlite3_vfs_find(nullptr);
-        fileLayer.layer = *fileLayer.base;
-        fileLayer.layer.zName = name;
-        fileLayer.layer.xOpen = openFile;
-        sqlite3_vfs_register(&fileLayer.layer, 0);
+        if (fileLayer.base != nullptr) { // without any, opening fails as well
+            fileLayer.layer = *fileLayer.base;
+            fileLayer.layer.zName = name;
+            fileLayer.layer.xOpen = openFile;
+            sqlite3_vfs_register(&fileLayer.layer, 0);
+        }
     }
     sqlite3_mutex_leave(lock);
     return name;

@@ -81,7 +81,7 @@ static int db_MergeDiff2RuleTable(const char *, const char *) noexcept
     return 0;
 }
 
-// A merge with the version record that follows it, and what they log. Two steps name the same file.
+// A merge with the version record that follows it, and what they log. That two steps name prob.bin is kept on purpose.
 struct UpdateStep {
     std::int32_t command;
     int (*merge)(const char *store, const char *update) noexcept;
