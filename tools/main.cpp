@@ -1,5 +1,5 @@
 // The velq command. Everything it does stands in the kit.
-#include "kit/command_line.h"
+#include "kit/cli/command_line.h"
 
 #include <iostream>
 

@@ -1,9 +1,9 @@
 // Reading what message hosts hand over, moving files, and the hooks as commands without a host.
-#include "kit/hook.h"
-#include "kit/hook_gammu.h"
-#include "kit/hook_smstools.h"
-#include "kit/run_command.h"
-#include "kit/status.h"
+#include "kit/base/status.h"
+#include "kit/hooks/gammu.h"
+#include "kit/hooks/hook.h"
+#include "kit/hooks/smstools.h"
+#include "support/run_command.h"
 #include "support/installation.h"
 #include "support/temporary_folder.h"
 

@@ -1,0 +1,81 @@
+// SQLite for laying out and inspecting data files. What the engine does with them goes through its exports.
+#ifndef VELQ_KIT_BASE_DATABASE_H
+#define VELQ_KIT_BASE_DATABASE_H
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace velq::kit {
+
+enum class DatabaseMode {
+    read,  // an existing file, which is left as it is byte for byte
+    write, // an existing file
+    create // a file that must not exist
+};
+
+// One connection. Failures throw Error with the file's name: noInput for a missing file, cannotCreate, badData for a
+// file that is no database, inputOutput for the rest. A locked file is waited for at most as long as the engine waits.
+class Database {
+  public:
+    Database(const std::filesystem::path &file, DatabaseMode mode);
+    ~Database();
+    Database(const Database &) = delete;
+    Database &operator=(const Database &) = delete;
+
+    // Statements without parameters and results.
+    void exec(const std::string &sql);
+    // The first column of the first row; 0 without a row.
+    std::int64_t integer(const std::string &sql);
+    bool hasTable(std::string_view table);
+
+    const std::filesystem::path &file() const
+    {
+        return file_;
+    }
+    sqlite3 *handle()
+    {
+        return connection_;
+    }
+    [[noreturn]] void fail(int code) const;
+
+  private:
+    std::filesystem::path file_;
+    sqlite3 *connection_ = nullptr;
+};
+
+// One prepared statement of a database that outlives it. Parameters and columns count as in SQLite: from 1 and from 0.
+class Query {
+  public:
+    Query(Database &database, std::string_view sql);
+    ~Query();
+    Query(const Query &) = delete;
+    Query &operator=(const Query &) = delete;
+
+    // The bytes must live until the next reset.
+    void bindBlob(int parameter, std::string_view bytes);
+    void bindText(int parameter, std::string_view bytes);
+    void bindInteger(int parameter, std::int64_t value);
+
+    // True for a row.
+    bool step();
+    void reset();
+
+    // Views end with the next step or reset.
+    std::string_view blob(int column);
+    std::string_view text(int column);
+    std::int64_t integer(int column);
+    bool isBlob(int column);
+
+  private:
+    Database &database_;
+    sqlite3_stmt *statement_ = nullptr;
+};
+
+} // namespace velq::kit
+
+#endif

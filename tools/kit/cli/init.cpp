@@ -1,0 +1,56 @@
+// velq init: lays out an installation.
+#include "kit/base/input.h"
+#include "kit/base/temporary_folder.h"
+#include "kit/cli/commands.h"
+#include "kit/engine/installation.h"
+#include "kit/store/store_file.h"
+#include "kit/store/store_text.h"
+
+#include <filesystem>
+#include <optional>
+
+namespace velq::kit {
+
+namespace {
+
+struct InitOptions {
+    std::string folder;
+    std::string store;
+};
+
+} // namespace
+
+static void runInit(const InitOptions &options, Context &context)
+{
+    std::filesystem::path store = options.store.empty() ? starterStore() : std::filesystem::path(options.store);
+    if (store.empty()) {
+        throw Error(Status::noInput,
+                    "no starter token store is installed beside this program; give one with --store FILE");
+    }
+    std::optional<TemporaryFolder> folder;
+    if (InputFile input(store.string(), context.in); !isDatabase(input)) {
+        folder.emplace();
+        store = folder->path() / "prob.bin";
+        writeStoreContents(store, readStoreText(input.stream(), input.name()));
+    }
+    const Installation installation(options.folder);
+    layOut(installation, store);
+    context.message("installation laid out in " + installation.programFolder().string());
+}
+
+void addInitCommand(CLI::App &root, Context &context)
+{
+    auto options = std::make_shared<InitOptions>();
+    CLI::App *command = root.add_subcommand("init", "Lay out an installation: program directory and data files");
+    command->add_option("DIR", options->folder, "The folder to hold the installation")->required()->type_name(" ");
+    command
+        ->add_option("--store", options->store,
+                     "Token store to install instead of the delivered one: a prob.bin or its text form")
+        ->type_name("FILE");
+    addQuietFlag(*command, context);
+    addExamples(*command,
+                {"velq init ~/filter", "velq init ~/filter --store prob.bin", "velq init ~/filter --store store.txt"});
+    command->callback([options, &context] { runInit(*options, context); });
+}
+
+} // namespace velq::kit

@@ -1,0 +1,248 @@
+// Installations: layout, checks, engine start and stop.
+#include "kit/engine/installation.h"
+
+#include "kit/base/database.h"
+#include "kit/base/status.h"
+#include "velq_schema.h"
+
+#include <cerrno>
+#include <cstring>
+#include <unistd.h>
+#include <vector>
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
+namespace velq::kit {
+
+namespace fs = std::filesystem;
+
+static constexpr std::size_t longestProgramDirectory = 238; // bytes in UTF-8
+
+fs::path Installation::programFolder() const
+{
+    return root_ / "Quenlibra" / "Tarvolent";
+}
+
+fs::path Installation::dataFile(std::string_view name) const
+{
+    return programFolder() / "data" / name;
+}
+
+WideText Installation::programDirectory() const
+{
+    std::string folder = root_.lexically_normal().string();
+#ifndef _WIN32
+    if (folder.find('\\') != std::string::npos) {
+        throw Error(Status::usage, "the folder " + folder + " has a backslash in its name; choose another folder");
+    }
+#endif
+    if (folder.empty()) {
+        folder = ".";
+    }
+    if (!folder.ends_with(static_cast<char>(fs::path::preferred_separator))) {
+        folder.push_back(static_cast<char>(fs::path::preferred_separator));
+    }
+    folder += "Quenlibra\\Tarvolent";
+    if (folder.size() > longestProgramDirectory) {
+        throw Error(Status::usage, "the folder " + root_.string() + " is too long; choose one of at most " +
+                                       std::to_string(longestProgramDirectory - 20) + " bytes");
+    }
+    return wideArgument(folder, "the folder's name");
+}
+
+void Installation::checkComplete() const
+{
+    for (const std::string_view name : dataFileNames) {
+        std::error_code ignored;
+        if (!fs::is_regular_file(dataFile(name), ignored)) {
+            throw Error(Status::noInput, "no installation in " + root_.string() + ": " + dataFile(name).string() +
+                                             " is missing; make one with velq init");
+        }
+    }
+}
+
+void createFromSchema(const fs::path &file, std::string_view name)
+{
+    const std::string schema = schemaFor(name);
+    if (schema.empty()) {
+        throw Error(Status::internal, "no schema for " + std::string(name) + "; please report this");
+    }
+    Database database(file, DatabaseMode::create);
+    try {
+        database.exec(schema);
+    } catch (const Error &error) {
+        std::error_code ignored;
+        fs::remove(file, ignored);
+        throw Error(Status::cannotCreate, error.what());
+    }
+}
+
+void checkTokenStore(const fs::path &file)
+{
+    Database database(file, DatabaseMode::read);
+    if (!database.hasTable("velqTable")) {
+        throw Error(Status::badData, file.string() + " is no token store; give a prob.bin");
+    }
+    Query columns(database, "SELECT key, value FROM velqTable LIMIT 1;");
+    columns.step();
+}
+
+void checkDataFiles(const Installation &installation)
+{
+    installation.checkComplete();
+    constexpr std::array<std::string_view, dataFileNames.size()> tables = {"velqTable", "blackList", "whiteList",
+                                                                           "ruleList", "versionTable"};
+    for (std::size_t i = 0; i < tables.size(); ++i) {
+        Database database(installation.dataFile(dataFileNames.at(i)), DatabaseMode::read);
+        if (!database.hasTable(tables.at(i))) {
+            throw Error(Status::badData, database.file().string() + " holds no " + std::string(tables.at(i)) +
+                                             "; put a sound file in its place or lay out a new installation");
+        }
+    }
+}
+
+// Holds the source's read lock while its bytes are copied, so that no writer gets between.
+static void copyDataFile(const fs::path &from, const fs::path &to)
+{
+    Database source(from, DatabaseMode::read);
+    source.exec("BEGIN;");
+    source.integer("SELECT COUNT(*) FROM sqlite_master;");
+    std::error_code code;
+    if (!fs::copy_file(from, to, fs::copy_options::none, code)) {
+        throw Error(Status::cannotCreate,
+                    "cannot create " + to.string() + ": " + code.message() + "; check the folder");
+    }
+    // A file delivered read-only is copied with its permissions; the engine writes to its own.
+    fs::permissions(to, fs::perms::owner_read | fs::perms::owner_write, fs::perm_options::add, code);
+}
+
+static void createDataFile(const Installation &installation, std::string_view name, const fs::path &tokenStore)
+{
+    const fs::path file = installation.dataFile(name);
+    if (name == "prob.bin" && !tokenStore.empty()) {
+        copyDataFile(tokenStore, file);
+    } else {
+        createFromSchema(file, name);
+    }
+}
+
+void layOut(const Installation &installation, const fs::path &tokenStore)
+{
+    installation.programDirectory();
+    for (const std::string_view name : dataFileNames) {
+        if (fs::exists(fs::symlink_status(installation.dataFile(name)))) {
+            throw Error(Status::cannotCreate, installation.dataFile(name).string() +
+                                                  " exists and is not overwritten; choose another folder or remove it");
+        }
+    }
+    if (!tokenStore.empty()) {
+        checkTokenStore(tokenStore);
+    }
+    std::error_code code;
+    fs::create_directories(installation.dataFile("prob.bin").parent_path(), code);
+    if (code) {
+        throw Error(Status::cannotCreate, "cannot create " + installation.dataFile("prob.bin").parent_path().string() +
+                                              ": " + code.message() + "; choose a folder that you may write");
+    }
+    std::vector<fs::path> made;
+    try {
+        for (const std::string_view name : dataFileNames) {
+            createDataFile(installation, name, tokenStore);
+            made.push_back(installation.dataFile(name));
+        }
+    } catch (...) {
+        for (const fs::path &file : made) {
+            fs::remove(file, code);
+        }
+        throw;
+    }
+}
+
+void copyInstallation(const Installation &from, const Installation &to)
+{
+    std::error_code code;
+    fs::create_directories(to.dataFile("prob.bin").parent_path(), code);
+    if (code) {
+        throw Error(Status::cannotCreate, "cannot create " + to.programFolder().string() + ": " + code.message() +
+                                              "; check the space left and the permissions");
+    }
+    for (const std::string_view name : dataFileNames) {
+        copyDataFile(from.dataFile(name), to.dataFile(name));
+    }
+}
+
+static fs::path programFile()
+{
+#ifdef _WIN32
+    wchar_t name[MAX_PATH];
+    const DWORD length = GetModuleFileNameW(nullptr, name, MAX_PATH);
+    return fs::path(name, name + length);
+#else
+    std::error_code ignored;
+    return fs::read_symlink("/proc/self/exe", ignored);
+#endif
+}
+
+fs::path starterStore()
+{
+    const fs::path prefix = programFile().parent_path().parent_path();
+    for (const fs::path &candidate : {prefix / "share" / "velq" / "prob.bin", prefix / "data" / "prob.bin"}) {
+        std::error_code ignored;
+        if (fs::is_regular_file(candidate, ignored)) {
+            return candidate;
+        }
+    }
+    return {};
+}
+
+Engine::Engine(const Installation &installation, Connections connections)
+    : connections_(connections), installation_(installation),
+      log_((installation.programFolder() / (connections == Connections::kept ? "norix-engine.log" : "engine.log"))
+               .string())
+{
+    const WideText directory = installation.programDirectory();
+    installation.checkComplete();
+    const bool kept = connections == Connections::kept;
+    check(kept ? VELQ_Norix_Initialize(directory.c_str()) : VELQ_Initialize(directory.c_str()),
+          "the engine did not start");
+}
+
+Engine::~Engine()
+{
+    if (connections_ == Connections::kept) {
+        VELQ_Norix_Finalize();
+    } else {
+        VELQ_Finalize();
+    }
+}
+
+// Where the user may not write, the engine could not log either, and what the log ends with is older.
+std::string Engine::reason() const
+{
+    const fs::path folder = installation_.dataFile("prob.bin").parent_path();
+    std::vector<fs::path> needed = {folder};
+    for (const std::string_view name : dataFileNames) {
+        needed.push_back(installation_.dataFile(name));
+    }
+    for (const fs::path &path : needed) {
+        if (::access(path.c_str(), R_OK | W_OK) != 0) {
+            return path.string() + " cannot be read and written: " + std::strerror(errno) + "; check its permissions";
+        }
+    }
+    std::error_code ignored;
+    if (fs::is_regular_file(log_, ignored) && fs::file_size(log_, ignored) > 0) {
+        return "the reason is at the end of " + log_;
+    }
+    return "it could not be logged in " + log_ + "; check the folder, its permissions and the space left";
+}
+
+void Engine::check(int code, const std::string &what) const
+{
+    if (code != VELQ_SUCCESS) {
+        throw Error(Status::inputOutput, what + " (code " + std::to_string(code) + "); " + reason());
+    }
+}
+
+} // namespace velq::kit

@@ -1,0 +1,97 @@
+// Where an installation keeps its files, laying out a new one, and running the engine on one.
+#ifndef VELQ_KIT_ENGINE_INSTALLATION_H
+#define VELQ_KIT_ENGINE_INSTALLATION_H
+
+#include "kit/base/wide_text.h"
+
+#include <array>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace velq::kit {
+
+// The data files in the order in which they are laid out.
+inline constexpr std::array<std::string_view, 5> dataFileNames = {"prob.bin", "bn.bin", "wn.bin", "ru.bin", "ver.bin"};
+
+// A folder DIR that holds Quenlibra/Tarvolent, the program directory.
+class Installation {
+  public:
+    explicit Installation(std::filesystem::path root) : root_(std::move(root)) {}
+
+    const std::filesystem::path &root() const
+    {
+        return root_;
+    }
+    std::filesystem::path programFolder() const;
+    std::filesystem::path dataFile(std::string_view name) const;
+
+    // The text for VELQ_Initialize: native path, then "Quenlibra\Tarvolent" with a backslash between the names. Throws
+    // Error (usage) for a folder that the engine cannot take: too long, not UTF-8, with a backslash of its own.
+    WideText programDirectory() const;
+
+    // Throws Error (noInput) that names the first data file that is missing.
+    void checkComplete() const;
+
+  private:
+    std::filesystem::path root_;
+};
+
+// Lays out the program directory with the five data files, prob.bin as a copy of `tokenStore`, or empty without one.
+// Throws Error: cannotCreate when one of the files exists (nothing is changed then) or cannot be made (what was made is
+// removed); noInput or badData when `tokenStore` is missing or no token store.
+void layOut(const Installation &installation, const std::filesystem::path &tokenStore);
+
+// Lays out `to` with copies of the data files of `from`, each as it stands at one moment. Throws Error: noInput,
+// badData, inputOutput for `from`, cannotCreate for `to`.
+void copyInstallation(const Installation &from, const Installation &to);
+
+// Makes the data file or update file `name` of the schema ("prob.bin", "wn-update", ...) at `file`, which must not
+// exist.
+void createFromSchema(const std::filesystem::path &file, std::string_view name);
+
+// Throws Error (noInput, badData) unless `file` is a database with the token table.
+void checkTokenStore(const std::filesystem::path &file);
+
+// Throws Error unless each data file is a database with its table that can be read at this moment: noInput for a
+// missing one, badData, inputOutput for one that is in use. The engine itself rates messages unsure when it cannot read
+// a file.
+void checkDataFiles(const Installation &installation);
+
+// The delivered starter token store beside the program (../share/velq or, in a build folder, ../data); empty when there
+// is none.
+std::filesystem::path starterStore();
+
+// The engine on an installation for the length of a scope. One at a time in a process.
+class Engine {
+  public:
+    // `kept` keeps the connections open: for many ratings. `plain` opens them for each call, so that files may be put
+    // in place between calls.
+    enum class Connections { plain, kept };
+
+    // Throws Error: what programDirectory and checkComplete throw, inputOutput when the engine refuses to start.
+    explicit Engine(const Installation &installation, Connections connections = Connections::plain);
+    ~Engine();
+    Engine(const Engine &) = delete;
+    Engine &operator=(const Engine &) = delete;
+
+    // Where the engine writes its failures, for error messages.
+    std::string logName() const
+    {
+        return log_;
+    }
+    // Throws Error (inputOutput) that says what failed and where the log is, unless `code` is 0.
+    void check(int code, const std::string &what) const;
+
+  private:
+    // Where to look for the reason of a failure.
+    std::string reason() const;
+
+    Connections connections_;
+    Installation installation_;
+    std::string log_;
+};
+
+} // namespace velq::kit
+
+#endif

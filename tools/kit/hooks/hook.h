@@ -1,0 +1,64 @@
+// What the hooks of all message hosts share: rating a message that a host has stored in files, acting on the verdict,
+// and one line in a log. Reading what a host hands over stands in a file for each host.
+#ifndef VELQ_KIT_HOOKS_HOOK_H
+#define VELQ_KIT_HOOKS_HOOK_H
+
+#include "kit/base/wide_text.h"
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velq::kit {
+
+struct HookOptions {
+    std::string install;
+    std::string spamFolder;   // where spam goes; empty: it stays
+    std::string unsureFolder; // the same for unsure messages
+    std::string log;          // empty: standard error
+};
+
+struct HookMessage {
+    std::string sender; // UTF-8
+    WideText body;
+    std::vector<std::filesystem::path> files; // what holds the message; none where the host keeps it elsewhere
+};
+
+// The lines of one hook: time in UTC, host, and what the caller adds, separated by tabs.
+class HookLog {
+  public:
+    // Appends to `file`, or writes to `err` when the name is empty. Throws Error (cannotCreate).
+    HookLog(std::string_view host, const std::string &file, std::ostream &err);
+
+    // One line, whatever the fields hold.
+    void line(const std::vector<std::string> &fields);
+    // A line to be seen also by those who look only at what the host makes of standard error.
+    void warn(const std::string &text);
+    // What ended the hook; not on standard error, where the command line says it.
+    void failure(const std::string &text);
+
+  private:
+    std::string host_;
+    std::ofstream file_;
+    std::ostream &err_;
+};
+
+// Text for the engine, which takes a zero for its end: one inside a message is passed over.
+WideText withoutZeros(WideText text);
+
+// Moves `file` into `folder` under its own name, or, where that is taken, with ".1", ".2" and so on behind it. Replaces
+// nothing, also when two do it at once. Throws Error (cannotCreate, inputOutput); the file is where it was then.
+std::filesystem::path moveAside(const std::filesystem::path &file, const std::filesystem::path &folder);
+
+// Reads a message, rates it on the installation, moves its files as the options say and logs it. What `read` and the
+// checks before the rating throw leaves the message where it is and the installation untouched; every failure is logged
+// and thrown on.
+void runHook(const HookOptions &options, HookLog &log, const std::function<HookMessage()> &read);
+
+} // namespace velq::kit
+
+#endif

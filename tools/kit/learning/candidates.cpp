@@ -1,0 +1,161 @@
+// Counting of candidate sequences and the index of messages by candidate.
+#include "kit/learning/candidates.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace velq::kit {
+
+namespace {
+
+constexpr std::uint32_t fewestShortRuns = 12;
+constexpr std::size_t longestShortRun = 6;
+constexpr std::size_t startsPerUnit = longestToken - shortestToken + 1;
+
+bool isDigitsOnly(std::u16string_view units)
+{
+    return std::all_of(units.begin(), units.end(), isDigitUnit);
+}
+
+// The length of the run of digits around a digit.
+std::size_t runLengthAt(std::u16string_view text, std::size_t at)
+{
+    std::size_t begin = at;
+    while (begin > 0 && isDigitUnit(text[begin - 1])) {
+        --begin;
+    }
+    std::size_t end = at;
+    while (end < text.size() && isDigitUnit(text[end])) {
+        ++end;
+    }
+    return end - begin;
+}
+
+struct Sighting {
+    PackedToken token;
+    bool inShortRun;
+};
+
+// Each sequence once, marked when any of its places is a short run of digits.
+std::vector<Sighting> sightingsIn(std::u16string_view text)
+{
+    std::vector<Sighting> sightings;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        for (std::size_t length = shortestToken; length <= longestToken && at + length <= text.size(); ++length) {
+            const std::u16string_view units = text.substr(at, length);
+            const bool inShortRun = isDigitsOnly(units) && runLengthAt(text, at) <= longestShortRun;
+            sightings.push_back({packToken(units), inShortRun});
+        }
+    }
+    std::sort(sightings.begin(), sightings.end(), [](const Sighting &a, const Sighting &b) {
+        return a.token != b.token ? a.token < b.token : a.inShortRun > b.inShortRun;
+    });
+    const auto sameToken = [](const Sighting &a, const Sighting &b) { return a.token == b.token; };
+    sightings.erase(std::unique(sightings.begin(), sightings.end(), sameToken), sightings.end());
+    return sightings;
+}
+
+void forgetRare(CandidateCounter &counter)
+{
+    while (counter.table.size() > counter.tableLimit / 2) {
+        ++counter.forgotten;
+        std::erase_if(counter.table, [&counter](const auto &entry) {
+            return entry.second.spam + entry.second.ham <= counter.forgotten;
+        });
+    }
+}
+
+bool mayBeToken(PackedToken token, const CandidateCounts &counts)
+{
+    if (!isDigitsOnly(unpackToken(token))) {
+        return true;
+    }
+    return counts.shortRuns >= fewestShortRuns && std::uint64_t{2} * counts.shortRuns >= counts.spam + counts.ham;
+}
+
+} // namespace
+
+void countCandidates(CandidateCounter &counter, const FilteredText &message)
+{
+    if (message.text.size() <= longestUnread) {
+        return;
+    }
+    for (const Sighting &sighting : sightingsIn(message.text)) {
+        CandidateCounts &counts = counter.table[sighting.token];
+        ++(message.spam ? counts.spam : counts.ham);
+        counts.shortRuns += sighting.inShortRun ? 1 : 0;
+    }
+    if (counter.table.size() > counter.tableLimit) {
+        forgetRare(counter);
+    }
+}
+
+Candidates takeCandidates(const CandidateCounter &counter, std::uint32_t fewestMessages)
+{
+    Candidates candidates;
+    for (const auto &[token, counts] : counter.table) {
+        if (counts.spam + counts.ham >= fewestMessages && mayBeToken(token, counts)) {
+            candidates.tokens.push_back(token);
+        }
+    }
+    std::sort(candidates.tokens.begin(), candidates.tokens.end());
+    for (const PackedToken token : candidates.tokens) {
+        candidates.positions.emplace(token, static_cast<std::uint32_t>(candidates.counts.size()));
+        candidates.counts.push_back(counter.table.at(token));
+    }
+    return candidates;
+}
+
+IndexedText indexText(const Candidates &candidates, const FilteredText &message)
+{
+    IndexedText indexed;
+    indexed.spam = message.spam;
+    indexed.digitRun = hasDigitRun(message.text);
+    indexed.brief = message.text.size() <= longestBrief;
+    indexed.starts.assign(startsPerUnit * message.text.size(), noCandidate);
+    const std::u16string_view text = message.text;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        for (std::size_t length = shortestToken; length <= longestToken && at + length <= text.size(); ++length) {
+            const auto found = candidates.positions.find(packToken(text.substr(at, length)));
+            if (found != candidates.positions.end()) {
+                indexed.starts[startsPerUnit * at + longestToken - length] = found->second;
+            }
+        }
+    }
+    return indexed;
+}
+
+std::vector<std::uint32_t> candidatesIn(const IndexedText &text)
+{
+    std::vector<std::uint32_t> found;
+    std::copy_if(text.starts.begin(), text.starts.end(), std::back_inserter(found),
+                 [](std::uint32_t candidate) { return candidate != noCandidate; });
+    std::sort(found.begin(), found.end());
+    found.erase(std::unique(found.begin(), found.end()), found.end());
+    return found;
+}
+
+void segmentIndexed(const IndexedText &text, const std::vector<std::uint8_t> &listed,
+                    std::vector<std::uint32_t> &tokens)
+{
+    tokens.clear();
+    for (std::size_t at = 0; at < text.starts.size();) {
+        std::size_t length = longestToken;
+        std::size_t slot = at;
+        while (length >= shortestToken && (text.starts[slot] == noCandidate || listed[text.starts[slot]] == 0)) {
+            --length;
+            ++slot;
+        }
+        if (length < shortestToken) {
+            at += startsPerUnit;
+            continue;
+        }
+        const std::uint32_t token = text.starts[slot];
+        if (tokens.size() < mostTokens && std::find(tokens.begin(), tokens.end(), token) == tokens.end()) {
+            tokens.push_back(token);
+        }
+        at += startsPerUnit * length;
+    }
+}
+
+} // namespace velq::kit

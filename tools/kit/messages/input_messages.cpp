@@ -1,0 +1,48 @@
+// Messages from arguments and from lines.
+#include "kit/messages/input_messages.h"
+
+#include "kit/base/input.h"
+#include "kit/messages/corpus.h"
+#include "velq.h"
+
+namespace velq::kit {
+
+static InputMessage messageOfLine(const std::string &line)
+{
+    const std::size_t tab = line.find('\t');
+    Label label{};
+    if (tab != std::string::npos && parseLabel(std::string_view(line).substr(0, tab), label)) {
+        return {line.substr(0, tab), line.substr(tab + 1)};
+    }
+    return {{}, line};
+}
+
+void forEachMessage(const std::vector<std::string> &arguments, std::istream &in,
+                    const std::function<void(const InputMessage &)> &take)
+{
+    for (const std::string &argument : arguments) {
+        wideArgument(argument, "the message");
+    }
+    for (const std::string &argument : arguments) {
+        take({{}, argument});
+    }
+    if (!arguments.empty()) {
+        return;
+    }
+    InputFile input("-", in);
+    forEachTextLine(input, [&take](const std::string &line, std::uint64_t) { take(messageOfLine(line)); });
+}
+
+std::string_view ratingName(std::uint32_t rating)
+{
+    switch (rating) {
+    case VELQ_RATING_SPAM:
+        return "spam";
+    case VELQ_RATING_HAM:
+        return "ham";
+    default:
+        return "unsure";
+    }
+}
+
+} // namespace velq::kit

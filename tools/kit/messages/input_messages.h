@@ -1,0 +1,32 @@
+// Messages that the operating commands are given: arguments, or one a line on standard input.
+#ifndef VELQ_KIT_MESSAGES_INPUT_MESSAGES_H
+#define VELQ_KIT_MESSAGES_INPUT_MESSAGES_H
+
+#include "kit/base/wide_text.h"
+
+#include <cstdint>
+#include <functional>
+#include <istream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velq::kit {
+
+struct InputMessage {
+    std::string label; // "ham" or "spam" where the line began with one and a tab
+    std::string text;  // UTF-8
+};
+
+// Calls `take` for each of `arguments`, or, without any, for each line of `in` that is not empty. Throws Error (usage,
+// badData) for text that is not UTF-8 or too long: of an argument before any is taken, of a line when those before it
+// have been.
+void forEachMessage(const std::vector<std::string> &arguments, std::istream &in,
+                    const std::function<void(const InputMessage &)> &take);
+
+// "ham", "spam" or "unsure".
+std::string_view ratingName(std::uint32_t rating);
+
+} // namespace velq::kit
+
+#endif
