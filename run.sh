@@ -3,7 +3,8 @@
 # data/samples.tsv on it. Usage: run.sh
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
-./install-dependencies.sh build
+source scripts/package-groups.sh
+install_packages build
 
 echo "== build"
 cmake --preset release >/dev/null

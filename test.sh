@@ -3,8 +3,9 @@
 # undefined-behaviour sanitizers. Usage: test.sh [PRESET...]; the default is: release asan.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
+source scripts/package-groups.sh
 # Without the hosts, the tests that run them are skipped.
-./install-dependencies.sh build hosts || ./install-dependencies.sh build
+install_packages build hosts || install_packages build
 
 jobs=$(nproc)
 presets=("$@")

@@ -4,20 +4,8 @@
 set -euo pipefail
 source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 output=${1:-$source_root/build-packages}
-
-packages=(build-essential fakeroot debhelper cmake ninja-build libcli11-dev libcsv-dev libgsl-dev libsqlite3-dev
-  libutfcpp-dev nlohmann-json3-dev)
-missing=()
-for package in "${packages[@]}"; do
-  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-  as_root=()
-  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
-  "${as_root[@]}" apt-get -o DPkg::Lock::Timeout=300 update -qq >&2
-  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get -o DPkg::Lock::Timeout=300 install -y -qq \
-    --no-install-recommends "${missing[@]}" >&2
-fi
+source "$source_root/scripts/package-groups.sh"
+install_packages debian
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

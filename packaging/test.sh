@@ -8,13 +8,8 @@ set -euo pipefail
 source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cache=${VELQ_PLATFORM_CACHE:-${XDG_CACHE_HOME:-${HOME:-/var/tmp}/.cache}/velq-platforms}
 [ "$(id -u)" -eq 0 ] || { echo "test.sh: run as root" >&2; exit 1; }
-
-for package in lintian mmdebstrap; do
-  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' && continue
-  apt-get -o DPkg::Lock::Timeout=300 update -qq >&2
-  DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 install -y -qq --no-install-recommends \
-    lintian mmdebstrap >&2
-done
+source "$source_root/scripts/package-groups.sh"
+install_packages debian-tests
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -58,7 +53,7 @@ if [ ! -f "$base" ]; then
   mkdir -p "$cache"
   apt-config dump | grep -E '^Acquire::(https?::Proxy|Retries)' >"$work/apt.conf" || true
   # Machines may come without package lists.
-  [ -n "$(apt-get indextargets 'Label: Debian')" ] || apt-get -o DPkg::Lock::Timeout=300 update -qq >&2
+  [ -n "$(apt-get indextargets 'Label: Debian')" ] || apt_get update
   apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Label: Debian' |
     sort -u |
     mmdebstrap --quiet --format=tar --variant=apt --aptopt="$work/apt.conf" \

@@ -1,5 +1,5 @@
 # Sourced by the scripts of this folder: the targets, and where what is built for them is kept.
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034
 all_targets=(windows-x86 windows-x64 linux-armhf linux-arm64 linux-i386)
 platforms=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 source_root=$(dirname "$platforms")

@@ -5,6 +5,7 @@
 #        packages.sh binaries FOLDER NAME:ARCH... as .deb files in FOLDER
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+source "$source_root/scripts/package-groups.sh"
 kind=$1 folder=$2
 shift 2
 
@@ -16,7 +17,7 @@ archives() {
   apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Label: Debian' | sort -u
 }
 # Machines may come without package lists.
-[ -n "$(archives)" ] || apt-get update -qq >&2 || true
+[ -n "$(archives)" ] || apt_get update || true
 archives |
   while read -r uri release component; do
     printf 'Types: deb deb-src\nURIs: %s\nSuites: %s\nComponents: %s\n' "$uri" "$release" "$component"

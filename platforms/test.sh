@@ -7,6 +7,7 @@
 # the tree), VELQ_JOBS (processes at a time, default one for each processor).
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+source "$source_root/scripts/package-groups.sh"
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=("${all_targets[@]}")
 check_targets "${targets[@]}"
@@ -14,7 +15,7 @@ jobs=${VELQ_JOBS:-$(nproc)}
 export VELQ_JOBS=$jobs
 builds=${VELQ_PLATFORM_BUILD:-$source_root/build-platforms}
 
-"$platforms/install-dependencies.sh" "${targets[@]}"
+install_packages build platforms "${targets[@]}"
 "$platforms/dependencies.sh" "${targets[@]}"
 
 # Wine's folders are made by a server of their own: one that runs before them makes none for 32-bit programs. After that
@@ -47,7 +48,6 @@ ratings() { { grep -a '^\[ RATINGS  \]' "$1" || true; } | tr -d '\r' | LC_ALL=C 
 echo "== this machine's ratings"
 (
   cd "$source_root"
-  ./install-dependencies.sh build
   cmake --preset release >/dev/null
   cmake --build --preset release -j"$jobs" --target velq_differential_tests
 )

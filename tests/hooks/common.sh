@@ -1,6 +1,6 @@
 # For the end-to-end tests of the hooks: a work folder that goes away with the test, an installation with a small store,
 # a daemon for a bounded time, and checks. The tests set `host` and call finish at their end.
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2154
 
 velq=$1 source=$2
 skipped=77

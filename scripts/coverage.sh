@@ -2,8 +2,9 @@
 # Builds with coverage instrumentation, runs the tests of the engine and prints the line coverage of src/ and kdsh/.
 # Fails below 95 %. Usage: coverage.sh
 set -euo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")"
-./install-dependencies.sh build check
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+source scripts/package-groups.sh
+install_packages build check
 
 cmake --preset coverage >/dev/null
 cmake --build --preset coverage -j"$(nproc)"

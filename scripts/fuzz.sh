@@ -7,14 +7,15 @@
 # An input that was a finding is copied to tests/fuzz/corpus/TARGET once it is mended; every build replays that folder.
 # FUZZ_BUILD names the build folder (default build-fuzz).
 set -euo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")"
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
 targets=(text rating lists sequences prob_file bn_file wn_file ru_file ver_file prob_update wn_update)
 target=${1:-all} seconds=${2:-60}
 build=${FUZZ_BUILD:-$PWD/build-fuzz}
 output=${FUZZ_OUTPUT:-$build/output}
 [ "$target" = all ] || targets=("$target")
 
-./install-dependencies.sh build check
+source scripts/package-groups.sh
+install_packages build check
 cmake -S . -B "$build" -G Ninja -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELQ_SANITIZE=fuzzer-no-link,address,undefined \
   -DVELQ_BUILD_FUZZERS=ON -DVELQ_BUILD_TOOLS=OFF -DVELQ_BUILD_BENCH=OFF >/dev/null

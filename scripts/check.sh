@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# Static checks: layout (clang-format), a clang build with warnings as errors, clang-tidy, cppcheck. The ordinary builds
-# have gcc's warnings as errors. Every check runs, whatever became of the one before; the last line counts them.
+# Static checks: layout (clang-format), a clang build with warnings as errors, clang-tidy, cppcheck, shellcheck. The
+# ordinary builds have gcc's warnings as errors. Every check runs, whatever became of the one before; the last line counts
+# them.
 # Usage: check.sh
 set -euo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")"
-./install-dependencies.sh build check
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+source scripts/package-groups.sh
+install_packages build check
 
 mapfile -t sources < <(git ls-files '*.cpp' '*.h' '*.c')
 mapfile -t analysed < <(git ls-files 'src/*.cpp' 'kdsh/*.cpp' 'tools/*.cpp' | grep -v platform_win32)
@@ -33,8 +35,12 @@ cppcheck_all() {
     cppcheck --enable=warning,performance,portability "${options[@]}" -I tools tools
 }
 
+scripts() {
+  git ls-files -z '*.sh' .ci/run | xargs -0 shellcheck --external-sources --source-path=SCRIPTDIR --severity=warning
+}
+
 passed=0 failed=0
-for check in layout clang_warnings clang_tidy cppcheck_all; do
+for check in layout clang_warnings clang_tidy cppcheck_all scripts; do
   echo "== $check"
   if "$check"; then
     passed=$((passed + 1))

@@ -1,0 +1,67 @@
+# Sourced by the scripts that install Debian packages: which packages there are, in groups, and installing what is missing
+# of them.
+# shellcheck shell=bash
+
+libraries="libcli11-dev libcsv-dev libgsl-dev libsqlite3-dev libutfcpp-dev nlohmann-json3-dev"
+declare -A package_groups=(
+  # What building and testing take.
+  [build]="g++ cmake ninja-build $libraries libgtest-dev libbenchmark-dev binutils pkg-config python3 groff-base"
+  # What the tests run beside the engine: the daemons that the hooks serve, and the browser that opens the report. Without
+  # them those tests are skipped.
+  [hosts]="gammu gammu-smsd smstools chromium"
+  # Formatters, analysers, coverage, fuzzing.
+  [check]="clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 cppcheck gcovr shellcheck valgrind heaptrack"
+  # Building the Debian packages, and testing them.
+  [debian]="build-essential fakeroot debhelper cmake ninja-build $libraries"
+  [debian-tests]="lintian mmdebstrap"
+  # Building for other platforms: what all of them take, and each of them.
+  [platforms]="cmake ninja-build make gcc libc6-dev tcl dpkg-dev xz-utils googletest binutils debian-archive-keyring"
+  [windows-x86]="g++-mingw-w64-i686-posix wine wine64"
+  [windows-x64]="g++-mingw-w64-x86-64-posix wine wine64"
+  [linux-armhf]="g++-arm-linux-gnueabihf qemu-user"
+  [linux-arm64]="g++-aarch64-linux-gnu qemu-user"
+  [linux-i386]="g++-i686-linux-gnu"
+)
+
+# as_root COMMAND...
+as_root() {
+  if [ "$(id -u)" -eq 0 ]; then
+    "$@"
+  elif command -v sudo >/dev/null; then
+    sudo "$@"
+  else
+    echo "${0##*/}: this takes root or sudo: $*" >&2
+    return 1
+  fi
+}
+
+# apt_get ARGUMENT...: asks nothing and starts no daemon, neither from a start script (run level 1) nor from a unit. Waits
+# for others that install, at most five minutes: apt itself waits for the locks of dpkg, but not for its own.
+apt_get() {
+  local seconds=300 report
+  local give_up=$((SECONDS + seconds))
+  until report=$(as_root env LC_ALL=C DEBIAN_FRONTEND=noninteractive RUNLEVEL=1 SYSTEMD_OFFLINE=1 \
+    apt-get -qq -o "DPkg::Lock::Timeout=$seconds" "$@" 2>&1 </dev/null); do
+    if [[ $report != *"Could not get lock"* ]] || [ "$SECONDS" -ge "$give_up" ]; then
+      echo "$report" >&2
+      return 1
+    fi
+    sleep 1
+  done
+  [ -z "$report" ] || echo "$report" >&2
+}
+
+# install_packages GROUP...: what is missing of these groups, and nothing when nothing is.
+install_packages() {
+  local group package missing=()
+  for group in "$@"; do
+    [ -n "${package_groups[$group]:-}" ] ||
+      { echo "${0##*/}: no group $group; there are: ${!package_groups[*]}" >&2; return 1; }
+    for package in ${package_groups[$group]}; do
+      [[ $(dpkg-query -W -f='${Status}' "$package" 2>/dev/null) == *" ok installed" ]] || missing+=("$package")
+    done
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  echo "Installing: ${missing[*]}" >&2
+  apt_get update && apt_get install -y --no-install-recommends "${missing[@]}"
+}
