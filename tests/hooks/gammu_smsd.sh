@@ -9,6 +9,8 @@ host=gammu
 needs gammu gammu gammu-smsd
 needs gammu-smsd gammu gammu-smsd
 prepare_work
+daemon_log=$work/var/log/gammu-smsd.log
+handler_ended='Process (finished successfully|failed)'
 
 spool=$work/var/spool/gammu
 phone=$work/phone
@@ -43,7 +45,7 @@ message +4512345676 '明天晚上 😀 hello, seven' -unicode
 message 'MY SHOP' 'prize winner, claim it now'
 
 LC_ALL=C.UTF-8 start_daemon gammu-smsd -c "$work/smsd.conf"
-wait_for_lines 8
+wait_for_handlers 8
 stop_daemon
 logs 'ham stays' ham +4512345671 kept
 logs 'English spam is moved' spam +4512345672 'moved to '
@@ -58,8 +60,8 @@ holds "$spool/unsure" 1
 # The long message lies in two files.
 holds "$spool/spam" 6
 [ ! -e pwned ] || fail 'a shell has read the text of a message'
-says 'the daemon takes the hook for successful' "$work/var/log/gammu-smsd.log" 'Process finished successfully'
-if grep -qaE 'Process failed|Subprocess output' "$work/var/log/gammu-smsd.log"; then
+says 'the daemon takes the hook for successful' "$daemon_log" 'Process finished successfully'
+if grep -qaE 'Process failed|Subprocess output' "$daemon_log"; then
   fail 'the daemon reports a failure or output of the hook'
 fi
 
@@ -67,11 +69,11 @@ fi
 message +4512345677 '恭喜中奖，免费领取恭喜中奖，免费领取' -unicode
 message +4512345678 'prize winner, claim it today'
 LC_ALL=C start_daemon gammu-smsd -c "$work/smsd.conf"
-wait_for_lines 12
-wait_for_text "$work/var/log/gammu-smsd.log" "velq: the daemon's character set"
+wait_for_handlers 10
+wait_for_text "velq: the daemon's character set"
 stop_daemon
 says 'the log warns of the C locale' "$log" "$(printf '\tgammu\twarning\t')the daemon's character set is ANSI_X3.4-1968"
-says 'the daemon logs the warning' "$work/var/log/gammu-smsd.log" "velq: the daemon's character set is ANSI_X3.4-1968"
+says 'the daemon logs the warning' "$daemon_log" "velq: the daemon's character set is ANSI_X3.4-1968"
 logs 'English spam is moved in the C locale' spam +4512345678 'moved to '
 if grep -qa "$(printf '\tspam\t+4512345677\t')" "$log"; then
   fail 'Chinese text arrived in the C locale, of which the warning says otherwise'
@@ -83,10 +85,9 @@ mv "$work/var/lib/velq" "$work/var/lib/away"
 rm "$spool"/inbox/*
 message +4512345679 'prize winner, claim it tomorrow'
 LC_ALL=C.UTF-8 start_daemon gammu-smsd -c "$work/smsd.conf"
-wait_for_lines 13
-wait_for_text "$work/var/log/gammu-smsd.log" 'Process failed with exit status 66'
+wait_for_handlers 11
 stop_daemon
 says 'the log tells of the failure' "$log" "$(printf '\tgammu\tfailed\t')no installation in $work/var/lib/velq"
-says 'the daemon reports the exit status' "$work/var/log/gammu-smsd.log" 'Process failed with exit status 66'
+says 'the daemon reports the exit status' "$daemon_log" 'Process failed with exit status 66'
 holds "$spool/inbox" 1
 finish
