@@ -322,14 +322,27 @@ TEST_P(NumberEditing, add_still_runs_when_the_other_list_cannot_be_cleared)
 
 TEST_P(NumberEditing, short_lock_is_waited_for)
 {
-    HeldLock lock(installation().dataFile(fileOf(own_.list)), HeldLock::Kind::immediate);
-    std::thread holder([&lock] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(120));
-        lock.release();
-    });
-    EXPECT_EQ(own_.removeAll(-1), 0);
-    holder.join();
-    EXPECT_GE(countLinesWith(engine_.newLines(), "There's still retry chance"), 1u);
+    using std::chrono::milliseconds;
+    using std::chrono::steady_clock;
+    // On a busy machine the holder may wake too late, or the call begin too late; then the run is made again.
+    constexpr milliseconds mostThatIsSurvived{240};
+    constexpr int attempts = 20;
+    for (int i = 0; i < attempts; ++i) {
+        const auto start = steady_clock::now();
+        HeldLock lock(installation().dataFile(fileOf(own_.list)), HeldLock::Kind::immediate);
+        std::thread holder([&lock] {
+            std::this_thread::sleep_for(milliseconds(120));
+            lock.release();
+        });
+        const std::int32_t result = own_.removeAll(-1);
+        holder.join();
+        const bool heldTooLong = steady_clock::now() - start > mostThatIsSurvived;
+        ASSERT_TRUE(result == VELQ_SUCCESS || heldTooLong) << "result " << result;
+        if (result == VELQ_SUCCESS && countLinesWith(engine_.newLines(), "There's still retry chance") > 0) {
+            return;
+        }
+    }
+    FAIL() << "no call waited for a lock of 120 milliseconds";
 }
 
 TEST_P(NumberEditing, long_lock_ends_the_call_after_five_retries)

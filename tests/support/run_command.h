@@ -178,10 +178,10 @@ class Conversation {
             throw std::runtime_error("the command does not read");
         }
     }
-    // The next line; empty when none comes within ten seconds.
+    // The next line; empty when none comes within a minute.
     std::string hear()
     {
-        constexpr int milliseconds = 10'000;
+        constexpr int milliseconds = 60'000;
         while (heard_.find('\n') == std::string::npos) {
             pollfd waiting{fromChild_, POLLIN, 0};
             char piece[4096];

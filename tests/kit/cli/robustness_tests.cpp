@@ -392,7 +392,7 @@ int interrupted(const std::vector<std::string> &arguments, const fs::path &scrat
     const int nothing = openOrThrow("/dev/null", O_RDWR);
     const pid_t child = startProgram("env", command, nothing, nothing, nothing);
     close(nothing);
-    constexpr int mostTries = 2000;
+    constexpr int mostTries = 12'000; // a minute
     for (int tries = 0; tries < mostTries && fs::is_empty(scratch); ++tries) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
