@@ -59,7 +59,7 @@ double accuracy(const Store &store, const std::vector<LabelledText> &messages)
 {
     const StoreIndex index = indexStore(store);
     const auto right = std::count_if(messages.begin(), messages.end(), [&index](const LabelledText &message) {
-        return (rateFiltered(index, filterText(message.text)).rating == TextRating::spam) == message.spam;
+        return (rateFiltered(index, filterText(message.text)).rating == Rating::spam) == message.spam;
     });
     return static_cast<double>(right) / static_cast<double>(messages.size());
 }
@@ -149,7 +149,7 @@ TEST(store_builder, training_by_verdicts_turns_hardly_any_token)
     for (std::uint64_t stream = 2; stream < 12; ++stream) {
         for (const LabelledText &message : narrowCorpus(600, stream)) {
             const std::u16string filtered = filterText(message.text);
-            if (rateFiltered(trained, filtered).rating == TextRating::spam) {
+            if (rateFiltered(trained, filtered).rating == Rating::spam) {
                 trainFiltered(trained, filtered, true);
             }
         }
@@ -167,13 +167,13 @@ TEST(store_builder, corrections_turn_a_verdict_in_proportion_to_what_was_learned
 {
     StoreIndex index = indexStore(buildStore(narrowCorpus(600, 1), seeded(1)));
     const std::u16string blocked = filterText(u"urgent: please reply about the voucher, could you claim it today?");
-    ASSERT_EQ(rateFiltered(index, blocked).rating, TextRating::spam);
+    ASSERT_EQ(rateFiltered(index, blocked).rating, Rating::spam);
     std::uint32_t learned = 0;
     for (const PackedToken token : segmentText(index, blocked)) {
         learned = std::max(learned, index.tokens.at(token).spam);
     }
     std::uint32_t corrections = 0;
-    for (; corrections < learned && rateFiltered(index, blocked).rating == TextRating::spam; ++corrections) {
+    for (; corrections < learned && rateFiltered(index, blocked).rating == Rating::spam; ++corrections) {
         for (const PackedToken token : segmentText(index, blocked)) {
             TokenStats &counts = index.tokens.at(token);
             counts.spam -= std::min(counts.spam, 1U);
@@ -257,7 +257,7 @@ TEST(store_builder, a_handful_of_messages_builds)
     const std::vector<LabelledText> corpus = {{true, u"claim your prize today"}, {false, u""}, {false, u"hi"}};
     for (const bool plain : {false, true}) {
         const Store store = buildStore(corpus, seeded(1, plain));
-        EXPECT_EQ(rateText(store, u"hi").rating, TextRating::ham);
+        EXPECT_EQ(rateText(store, u"hi").rating, Rating::ham);
     }
 }
 

@@ -152,19 +152,19 @@ TEST(text_model, rating_follows_the_rules_around_the_classifier)
                                    {u"the", {5, 5}}});
     struct Case {
         std::u16string body;
-        TextRating rating;
+        Rating rating;
         std::size_t tokens;
     };
     const std::vector<Case> cases = {
-        {u"winfre", TextRating::ham, 0},                                    // unread
-        {u"wincash", TextRating::unsure, 2},                                // too few tokens, however short
-        {u"wincash 1234567", TextRating::unsure, 2},                        // too few tokens, whatever the digits
-        {u"win free cash", TextRating::spam, 3},                            //
-        {u"home soon love", TextRating::ham, 3},                            //
-        {u"win free home soon qqqqqqqqqq", TextRating::unsure, 4},          // evidence on both sides
-        {u"win free home soon 123-45-67 qqq", TextRating::spam, 4},         // the same with a run of digits
-        {u"win free home soon", TextRating::ham, 4},                        // the same in a short text
-        {u"win win the home zz the qqqqqqqqqqqqqqq", TextRating::unsure, 3} // distinct tokens
+        {u"winfre", Rating::ham, 0},                                    // unread
+        {u"wincash", Rating::unsure, 2},                                // too few tokens, however short
+        {u"wincash 1234567", Rating::unsure, 2},                        // too few tokens, whatever the digits
+        {u"win free cash", Rating::spam, 3},                            //
+        {u"home soon love", Rating::ham, 3},                            //
+        {u"win free home soon qqqqqqqqqq", Rating::unsure, 4},          // evidence on both sides
+        {u"win free home soon 123-45-67 qqq", Rating::spam, 4},         // the same with a run of digits
+        {u"win free home soon", Rating::ham, 4},                        // the same in a short text
+        {u"win win the home zz the qqqqqqqqqqqqqqq", Rating::unsure, 3} // distinct tokens
     };
     for (const Case &item : cases) {
         const TextVerdict verdict = rateText(store, item.body);
@@ -179,10 +179,10 @@ TEST(text_model, message_without_evidence_gets_the_prior)
     Store store = storeWith({{u"the", {5, 5}}, {u"and", {5, 5}}, {u"for", {5, 5}}});
     const std::u16string body = u"the xxxxxxx and yyyyyyy for";
     EXPECT_DOUBLE_EQ(rateText(store, body).spamicity, 0.4);
-    EXPECT_EQ(rateText(store, body).rating, TextRating::ham);
+    EXPECT_EQ(rateText(store, body).rating, Rating::ham);
     store.priorMillionths = 0;
     EXPECT_DOUBLE_EQ(rateText(store, body).spamicity, 0.52);
-    EXPECT_EQ(rateText(store, body).rating, TextRating::unsure);
+    EXPECT_EQ(rateText(store, body).rating, Rating::unsure);
 }
 
 TEST(text_model, training_adds_each_token_and_the_message_once)

@@ -3,6 +3,7 @@
 #include "kit/base/temporary_folder.h"
 #include "kit/cli/commands.h"
 #include "kit/engine/installation.h"
+#include "kit/engine/rating.h"
 #include "kit/messages/input_messages.h"
 #include "kit/reading/explanation.h"
 #include "velq.h"
@@ -38,8 +39,9 @@ static Explanation explainOnCopy(const Installation &installation, const WideTex
     Explainer explainer(copy);
     Explanation explanation = explainer.explain(body, number, Depth::allTokens);
     const Engine engine(copy);
-    std::uint32_t rating = VELQ_RATING_UNSURE;
-    engine.check(VELQ_CheckSpamMsgSync(&rating, body.c_str(), number.c_str()), "rating failed");
+    std::uint32_t answer = VELQ_RATING_UNSURE;
+    engine.check(VELQ_CheckSpamMsgSync(&answer, body.c_str(), number.c_str()), "rating failed");
+    const Rating rating = ratingOf(answer);
     if (rating != explanation.rating) {
         throw Error(Status::internal, "the engine rates the message " + std::string(ratingName(rating)) +
                                           ", the explanation " + std::string(ratingName(explanation.rating)) +

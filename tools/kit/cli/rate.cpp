@@ -2,6 +2,7 @@
 #include "kit/base/input.h"
 #include "kit/cli/commands.h"
 #include "kit/engine/installation.h"
+#include "kit/engine/rating.h"
 #include "kit/messages/input_messages.h"
 #include "kit/reading/explanation.h"
 #include "velq.h"
@@ -26,7 +27,7 @@ struct RateOptions {
 };
 
 struct Rated {
-    std::uint32_t rating = VELQ_RATING_UNSURE;
+    Rating rating = Rating::unsure;
     std::int64_t microseconds = 0;
 };
 
@@ -41,10 +42,12 @@ static Rated rate(const Engine &engine, const WideText &body, const WideText &nu
 {
     using Clock = std::chrono::steady_clock;
     Rated rated;
+    std::uint32_t answer = VELQ_RATING_UNSURE;
     const Clock::time_point start = Clock::now();
-    const std::int32_t code = VELQ_CheckSpamMsgSync(&rated.rating, body.c_str(), number.c_str());
+    const std::int32_t code = VELQ_CheckSpamMsgSync(&answer, body.c_str(), number.c_str());
     rated.microseconds = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start).count();
     engine.check(code, "rating failed");
+    rated.rating = ratingOf(answer);
     return rated;
 }
 
@@ -366,7 +369,7 @@ static void runRate(const RateOptions &options, Context &context)
     });
     if (options.exitCode) {
         // The shell's order: 0 is good news.
-        context.verdict = rated.rating == VELQ_RATING_HAM ? 0 : rated.rating == VELQ_RATING_SPAM ? 1 : 2;
+        context.verdict = rated.rating == Rating::ham ? 0 : rated.rating == Rating::spam ? 1 : 2;
     }
 }
 

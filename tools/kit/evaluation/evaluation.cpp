@@ -160,17 +160,12 @@ void EvaluationInstallation::setTraining(bool on)
                    "END;");
 }
 
-static Rating ratingOf(std::uint32_t value)
-{
-    return value == VELQ_RATING_SPAM ? Rating::spam : value == VELQ_RATING_HAM ? Rating::ham : Rating::unsure;
-}
-
 static Rating rateOne(const Engine &engine, const TestMessage &message, const WideText &number)
 {
-    std::uint32_t rating = VELQ_RATING_UNSURE;
+    std::uint32_t answer = VELQ_RATING_UNSURE;
     const WideText body = wideFromUtf16(message.text);
-    engine.check(VELQ_CheckSpamMsgSync(&rating, body.c_str(), number.c_str()), "rating a message failed");
-    return ratingOf(rating);
+    engine.check(VELQ_CheckSpamMsgSync(&answer, body.c_str(), number.c_str()), "rating a message failed");
+    return ratingOf(answer);
 }
 
 EngineRun EvaluationInstallation::rate(const std::vector<const TestMessage *> &messages) const
@@ -290,7 +285,7 @@ double scoreOf(const StoreIndex &index, const TextVerdict &verdict)
     if (verdict.spamicity >= 0) {
         return verdict.spamicity;
     }
-    return verdict.rating == TextRating::ham ? 0 : std::min(index.prior, 1.0);
+    return verdict.rating == Rating::ham ? 0 : std::min(index.prior, 1.0);
 }
 
 void addScores(EvaluationResult &result, const StoreContents &store, const PartTest &test, const EngineRun &run)
@@ -299,7 +294,7 @@ void addScores(EvaluationResult &result, const StoreContents &store, const PartT
     for (std::size_t i = 0; i < test.messages.size(); ++i) {
         const TextVerdict verdict = rateFiltered(index, filterText(test.messages[i]->text));
         result.scores.push_back({test.messages[i]->spam, scoreOf(index, verdict)});
-        result.disagreements += ratingOf(static_cast<std::uint32_t>(verdict.rating)) != run.ratings[i] ? 1 : 0;
+        result.disagreements += verdict.rating != run.ratings[i] ? 1 : 0;
     }
 }
 

@@ -3,13 +3,13 @@
 #ifndef VELQ_KIT_EVALUATION_METRICS_H
 #define VELQ_KIT_EVALUATION_METRICS_H
 
+#include "kit/engine/rating.h"
+
 #include <array>
 #include <cstdint>
 #include <vector>
 
 namespace velq::kit {
-
-enum class Rating { spam, ham, unsure };
 
 // The messages of one class by their rating.
 struct ClassCounts {

@@ -3,7 +3,7 @@
 #include "kit/evaluation/report_html.h"
 
 #include "kit/base/wide_text.h"
-#include "kit/messages/input_messages.h"
+#include "kit/engine/rating.h"
 
 #include <algorithm>
 #include <array>
@@ -364,11 +364,6 @@ void writeLearningCurve(std::ostream &out, const std::vector<CurvePoint> &curve)
 
 // ---- Errors ----
 
-const char *ratingWord(Rating rating)
-{
-    return rating == Rating::spam ? "spam" : rating == Rating::ham ? "ham" : "unsure";
-}
-
 void writeToken(std::ostream &out, const ExplainedToken &token)
 {
     out << "<tr class=\"" << (token.counted ? "counted" : "idle") << R"("><td class="token"><bdi>)"
@@ -401,7 +396,7 @@ void writeTokens(std::ostream &out, const Explanation &explanation)
 void writeError(std::ostream &out, const ReportSource &source, const EvaluationError &error)
 {
     const TestMessage &message = source.messages[error.message];
-    const char *rating = ratingWord(error.rating);
+    const std::string_view rating = ratingName(error.rating);
     out << "<details><summary><span class=\"badge " << rating << "\">" << rating;
     if (error.explanation.score) {
         out << ' ' << fixed(error.explanation.score->spamicity, 3);

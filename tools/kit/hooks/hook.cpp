@@ -3,7 +3,7 @@
 
 #include "kit/base/status.h"
 #include "kit/engine/installation.h"
-#include "kit/messages/input_messages.h"
+#include "kit/engine/rating.h"
 #include "velq.h"
 
 #include <algorithm>
@@ -160,22 +160,22 @@ static void check(const HookOptions &options, const HookMessage &message)
     prepareFolder(options.unsureFolder, message);
 }
 
-static std::uint32_t rate(const HookOptions &options, const HookMessage &message)
+static Rating rate(const HookOptions &options, const HookMessage &message)
 {
     const Installation installation(options.install);
     checkDataFiles(installation);
     const Engine engine(installation);
     const WideText number = withoutZeros(wideArgument(message.sender, "the sender"));
-    std::uint32_t rating = VELQ_RATING_UNSURE;
-    engine.check(VELQ_CheckSpamMsgSync(&rating, message.body.c_str(), number.c_str()), "rating failed");
-    return rating;
+    std::uint32_t answer = VELQ_RATING_UNSURE;
+    engine.check(VELQ_CheckSpamMsgSync(&answer, message.body.c_str(), number.c_str()), "rating failed");
+    return ratingOf(answer);
 }
 
-static std::string act(const HookOptions &options, const HookMessage &message, std::uint32_t rating)
+static std::string act(const HookOptions &options, const HookMessage &message, Rating rating)
 {
-    const std::string &folder = rating == VELQ_RATING_SPAM     ? options.spamFolder
-                                : rating == VELQ_RATING_UNSURE ? options.unsureFolder
-                                                               : std::string();
+    const std::string &folder = rating == Rating::spam     ? options.spamFolder
+                                : rating == Rating::unsure ? options.unsureFolder
+                                                           : std::string();
     if (folder.empty()) {
         return "kept";
     }
@@ -205,7 +205,7 @@ void runHook(const HookOptions &options, HookLog &log, const std::function<HookM
     try {
         const HookMessage message = read();
         check(options, message);
-        const std::uint32_t rating = rate(options, message);
+        const Rating rating = rate(options, message);
         const std::string action = act(options, message, rating);
         log.line({std::string(ratingName(rating)), message.sender, namesOf(message), action});
     } catch (const std::exception &error) {

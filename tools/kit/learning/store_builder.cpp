@@ -435,11 +435,11 @@ double costOf(const Store &store, const std::vector<FilteredText> &messages)
     const StoreIndex index = indexStore(store);
     double cost = 0;
     for (const FilteredText &message : messages) {
-        const TextRating rating = rateFiltered(index, message.text).rating;
-        if ((rating == TextRating::spam) != message.spam) {
+        const Rating rating = rateFiltered(index, message.text).rating;
+        if ((rating == Rating::spam) != message.spam) {
             cost += message.spam ? 1 : 2;
         }
-        cost += rating == TextRating::unsure ? 0.1 : 0;
+        cost += rating == Rating::unsure ? 0.1 : 0;
     }
     return cost;
 }

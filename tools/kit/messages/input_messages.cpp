@@ -3,7 +3,6 @@
 
 #include "kit/base/input.h"
 #include "kit/messages/corpus.h"
-#include "velq.h"
 
 namespace velq::kit {
 
@@ -31,18 +30,6 @@ void forEachMessage(const std::vector<std::string> &arguments, std::istream &in,
     }
     InputFile input("-", in);
     forEachTextLine(input, [&take](const std::string &line, std::uint64_t) { take(messageOfLine(line)); });
-}
-
-std::string_view ratingName(std::uint32_t rating)
-{
-    switch (rating) {
-    case VELQ_RATING_SPAM:
-        return "spam";
-    case VELQ_RATING_HAM:
-        return "ham";
-    default:
-        return "unsure";
-    }
 }
 
 } // namespace velq::kit

@@ -24,9 +24,6 @@ struct InputMessage {
 void forEachMessage(const std::vector<std::string> &arguments, std::istream &in,
                     const std::function<void(const InputMessage &)> &take);
 
-// "ham", "spam" or "unsure".
-std::string_view ratingName(std::uint32_t rating);
-
 } // namespace velq::kit
 
 #endif

@@ -2,7 +2,6 @@
 #include "kit/reading/explanation.h"
 
 #include "kit/base/status.h"
-#include "velq.h"
 
 #include <algorithm>
 #include <array>
@@ -214,7 +213,7 @@ static ClassifierScore scoreOf(const Explanation &explanation)
 
 // ---- The rules
 
-static void decide(Explanation &explanation, DecidingStep step, std::uint32_t rating)
+static void decide(Explanation &explanation, DecidingStep step, Rating rating)
 {
     explanation.step = step;
     explanation.rating = rating;
@@ -224,25 +223,25 @@ void Explainer::decideByText(Explanation &explanation)
 {
     constexpr std::size_t fewestTokens = 3;
     if (explanation.filtered.size() <= longestUnread) {
-        decide(explanation, DecidingStep::length, VELQ_RATING_HAM);
+        decide(explanation, DecidingStep::length, Rating::ham);
         return;
     }
     readTokens(explanation);
     if (explanation.tokens.size() < fewestTokens) {
-        decide(explanation, DecidingStep::fewTokens, VELQ_RATING_UNSURE);
+        decide(explanation, DecidingStep::fewTokens, Rating::unsure);
         return;
     }
     explanation.score = scoreOf(explanation);
     if (explanation.score->spamicity >= spamCutoff) {
-        decide(explanation, DecidingStep::classifier, VELQ_RATING_SPAM);
+        decide(explanation, DecidingStep::classifier, Rating::spam);
     } else if (explanation.score->spamicity <= hamCutoff) {
-        decide(explanation, DecidingStep::classifier, VELQ_RATING_HAM);
+        decide(explanation, DecidingStep::classifier, Rating::ham);
     } else if (hasDigitRun(explanation.filtered)) {
-        decide(explanation, DecidingStep::digitRun, VELQ_RATING_SPAM);
+        decide(explanation, DecidingStep::digitRun, Rating::spam);
     } else if (explanation.filtered.size() <= longestBrief) {
-        decide(explanation, DecidingStep::shortText, VELQ_RATING_HAM);
+        decide(explanation, DecidingStep::shortText, Rating::ham);
     } else {
-        decide(explanation, DecidingStep::classifier, VELQ_RATING_UNSURE);
+        decide(explanation, DecidingStep::classifier, Rating::unsure);
     }
 }
 
@@ -279,11 +278,11 @@ Explanation Explainer::explain(WideView body, WideView number, Depth depth)
     const ReadTransaction transaction(store_);
     const std::string key = matchKey(number);
     if ((explanation.entry = blackList_.find(key))) {
-        decide(explanation, DecidingStep::blackList, VELQ_RATING_SPAM);
+        decide(explanation, DecidingStep::blackList, Rating::spam);
     } else if (narrow(number).starts_with("10086")) {
-        decide(explanation, DecidingStep::operatorRule, VELQ_RATING_HAM);
+        decide(explanation, DecidingStep::operatorRule, Rating::ham);
     } else if ((explanation.entry = whiteList_.find(key))) {
-        decide(explanation, DecidingStep::whiteList, VELQ_RATING_HAM);
+        decide(explanation, DecidingStep::whiteList, Rating::ham);
     } else {
         decideByText(explanation);
     }

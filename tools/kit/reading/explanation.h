@@ -7,6 +7,7 @@
 #include "kit/base/database.h"
 #include "kit/base/wide_text.h"
 #include "kit/engine/installation.h"
+#include "kit/engine/rating.h"
 #include "kit/reading/text_model.h"
 
 #include <cstddef>
@@ -57,7 +58,7 @@ struct ClassifierScore {
 };
 
 struct Explanation {
-    std::uint32_t rating = 2; // VELQ_RATING_...
+    Rating rating = Rating::unsure;
     DecidingStep step = DecidingStep::classifier;
     std::optional<MatchedEntry> entry; // of a list that decided
     std::u16string filtered;

@@ -212,7 +212,7 @@ TextVerdict rateFiltered(const StoreIndex &index, std::u16string_view filtered)
 {
     TextVerdict verdict;
     if (filtered.size() <= longestUnread) {
-        verdict.rating = TextRating::ham;
+        verdict.rating = Rating::ham;
         return verdict;
     }
     const std::vector<PackedToken> tokens = segmentText(index, filtered);
@@ -224,9 +224,9 @@ TextVerdict rateFiltered(const StoreIndex &index, std::u16string_view filtered)
     const bool isSpam = verdict.spamicity >= spamCutoff;
     const bool isHam = verdict.spamicity <= hamCutoff;
     if (isSpam || (!isHam && hasDigitRun(filtered))) {
-        verdict.rating = TextRating::spam;
+        verdict.rating = Rating::spam;
     } else if (isHam || filtered.size() <= longestBrief) {
-        verdict.rating = TextRating::ham;
+        verdict.rating = Rating::ham;
     }
     return verdict;
 }

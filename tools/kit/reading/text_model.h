@@ -6,6 +6,8 @@
 #ifndef VELQ_KIT_READING_TEXT_MODEL_H
 #define VELQ_KIT_READING_TEXT_MODEL_H
 
+#include "kit/engine/rating.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -43,8 +45,6 @@ struct Store {
 
     friend bool operator==(const Store &, const Store &) = default;
 };
-
-enum class TextRating : std::uint8_t { spam = 0, ham = 1, unsure = 2 };
 
 // ---- Text ---------------------------------------------------------------------------------------------------------
 
@@ -87,7 +87,7 @@ double chiSquareTail(std::size_t halfDegrees, double halfStatistic);
 double combineTails(std::size_t counted, double spamEvidence, double hamEvidence, double prior);
 
 struct TextVerdict {
-    TextRating rating = TextRating::unsure;
+    Rating rating = Rating::unsure;
     double spamicity = -1; // negative when the classifier was not asked
     std::size_t tokens = 0;
 };
