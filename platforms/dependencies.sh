@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds what the engine links (SQLite, the part of GSL that it calls) and GoogleTest for other targets, from Debian's
-# source packages, and fetches the parts of the targets' own systems that the tests need at run time. Everything lies in
-# the cache folder and is made once. Usage: dependencies.sh [TARGET...]
+# Builds what the engine is made with (SQLite, the part of GSL that it calls, utf8cpp) and GoogleTest for other targets,
+# from Debian's source packages, and fetches the parts of Wine that its tests need at run time. Everything lies in the
+# cache folder and is made once. Usage: dependencies.sh [TARGET...]
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 targets=("$@")
@@ -13,7 +13,8 @@ flock 9
 
 # What was made is kept as long as its recipe stays the same.
 recipe_of() { cat "$@" | sha256sum; }
-fetching=$(recipe_of "$platforms/packages.sh")
+source_packages=(sqlite3 gsl utfcpp)
+fetching=$(recipe_of "$platforms/packages.sh" <(echo "${source_packages[@]}"))
 building=$(recipe_of "$platforms/packages.sh" "$platforms"/dependencies/* "$platforms"/toolchains/* \
   "$source_root/cmake/VelqArithmetic.cmake")
 
@@ -24,7 +25,7 @@ made() { echo "$2" >"$1/.recipe"; }
 sources=$cache/sources
 if ! is_made "$sources" "$fetching"; then
   echo "-- sources" >&2
-  "$platforms/packages.sh" sources "$sources" sqlite3 gsl
+  "$platforms/packages.sh" sources "$sources" "${source_packages[@]}"
   # SQLite as one file, written by its own build.
   (cd "$sources/sqlite3" && ./configure --disable-tcl --disable-readline && make sqlite3.c) >"$cache/sqlite3.log" 2>&1 ||
     { tail -20 "$cache/sqlite3.log" >&2; fail "sqlite3.c was not made"; }
@@ -52,18 +53,6 @@ for target in "${targets[@]}"; do
     rm -rf "$prefix.build"
     made "$prefix" "$building"
   fi
-
-  converters=$cache/gconv/$target
-  case $target in linux-*)
-    if ! is_made "$converters" "$fetching"; then
-      rm -rf "$converters"
-      mkdir -p "$converters"
-      "$platforms/packages.sh" binaries "$converters" "libc6:${target#linux-}"
-      part_of "$converters"/libc6_*.deb "$converters" --wildcards '*/gconv/UTF-16.so' '*/gconv/gconv-modules'
-      rm "$converters"/libc6_*.deb
-      made "$converters" "$fetching"
-    fi ;;
-  esac
 
   # Wine runs 32-bit programs in a 64-bit process when it has those of its own libraries in 32 bits that they load.
   if [ "$target" = windows-x86 ] && ! is_made "$cache/wine/i386-windows" "$fetching"; then

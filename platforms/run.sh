@@ -22,8 +22,6 @@ esac
 # A test that starts its own program anew, for a process without a past, has to come through the emulator again.
 printf '#!/bin/sh\nexec %s "$@"\n' "$(printf '%q ' "${command[@]}" "$1")" >"$itself"
 chmod +x "$itself"
-# The system's text converters, which the cross C library comes without.
-[[ $target == windows-* ]] || export GCONV_PATH=$cache/gconv/$target
 
 status=0
 "${command[@]}" "$@" </dev/null >"$output" 2>&1 || status=$?

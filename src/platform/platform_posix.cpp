@@ -7,85 +7,50 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
-#include <iconv.h>
 #include <unistd.h>
+#include <utf8/unchecked.h>
 
 namespace {
 
-constexpr char replacementCharacter[] = "\xEF\xBF\xBD"; // U+FFFD
-constexpr std::size_t replacementLength = sizeof replacementCharacter - 1;
-
-// Converts as much of the input as goes, putting U+FFFD in place of units that are no character. False when
-// `destination` is full.
-bool convertAll(iconv_t converter, char *&source, std::size_t &sourceBytes, char *&destination,
-                std::size_t &destinationBytes) noexcept
+bool isLeadSurrogate(VELQ_WideChar unit) noexcept
 {
-    while (sourceBytes > 0) {
-        if (iconv(converter, &source, &sourceBytes, &destination, &destinationBytes) != static_cast<std::size_t>(-1)) {
-            continue;
-        }
-        if (errno == E2BIG || destinationBytes < replacementLength) {
-            return false;
-        }
-        std::memcpy(destination, replacementCharacter, replacementLength);
-        destination += replacementLength;
-        destinationBytes -= replacementLength;
-        source += sizeof(VELQ_WideChar);
-        sourceBytes -= sizeof(VELQ_WideChar);
-    }
-    return true;
+    return (unit & 0xFC00U) == 0xD800U;
 }
 
-std::size_t unitsOf(const VELQ_WideChar *text) noexcept
+bool isTrailSurrogate(VELQ_WideChar unit) noexcept
 {
-    std::size_t units = 0;
-    while (text[units] != 0) {
-        ++units;
-    }
-    return units;
+    return (unit & 0xFC00U) == 0xDC00U;
 }
 
-int sizeNeeded(iconv_t converter, char *source, std::size_t sourceBytes) noexcept
+// The character at `text`, which is moved behind it; U+FFFD for a surrogate without its partner. Units are numbers, so
+// the byte order of the system has no part in it.
+char32_t nextCharacter(const VELQ_WideChar *&text) noexcept
 {
-    constexpr std::size_t mostBytesPerUnit = 3;
-    if (sourceBytes / sizeof(VELQ_WideChar) >= INT_MAX / mostBytesPerUnit) {
-        return 0;
+    const VELQ_WideChar unit = *text++;
+    if (isLeadSurrogate(unit) && isTrailSurrogate(*text)) {
+        return 0x10000U + ((unit & 0x3FFU) << 10U) + (*text++ & 0x3FFU);
     }
-    int needed = 1;
-    while (sourceBytes > 0) {
-        char piece[256];
-        char *destination = piece;
-        std::size_t room = sizeof piece;
-        const bool all = convertAll(converter, source, sourceBytes, destination, room);
-        needed += static_cast<int>(destination - piece);
-        if (!all && destination == piece) {
-            return 0; // no progress: the converter itself is broken
-        }
-    }
-    return needed;
+    return isLeadSurrogate(unit) || isTrailSurrogate(unit) ? U'\uFFFD' : unit;
 }
 
 int posixConvertText(CodePage, const VELQ_WideChar *text, char *destination, int size) noexcept
 {
-    iconv_t converter = iconv_open("UTF-8", "UTF-16LE");
-    if (converter == reinterpret_cast<iconv_t>(-1)) { // NOLINT(performance-no-int-to-ptr): iconv's own failure value
-        return 0;
-    }
-    // iconv reads its input through a pointer to non-const, but does not write it.
-    char *source = const_cast<char *>(reinterpret_cast<const char *>(text));
-    std::size_t sourceBytes = unitsOf(text) * sizeof(VELQ_WideChar);
-    int count = 0;
-    if (size == 0) {
-        count = sizeNeeded(converter, source, sourceBytes);
-    } else {
-        char *end = destination;
-        std::size_t room = static_cast<std::size_t>(size) - 1;
-        if (convertAll(converter, source, sourceBytes, end, room)) {
-            *end = '\0';
-            count = static_cast<int>(end - destination) + 1;
+    const int capacity = size == 0 ? INT_MAX : size;
+    int count = 1; // the terminator
+    while (*text != 0) {
+        char bytes[4];
+        const auto length = static_cast<int>(utf8::unchecked::append(nextCharacter(text), bytes) - bytes);
+        if (length > capacity - count) {
+            return 0;
         }
+        if (size != 0) {
+            std::memcpy(destination + count - 1, bytes, static_cast<std::size_t>(length));
+        }
+        count += length;
     }
-    iconv_close(converter);
+    if (size != 0) {
+        destination[count - 1] = '\0';
+    }
     return count;
 }
 

@@ -368,6 +368,54 @@ TEST(text_helpers, conversions_that_do_not_fit_fail)
     }
 }
 
+// All texts of up to `length` units of the alphabet.
+std::vector<WideText> textsOf(const WideText &alphabet, std::size_t length)
+{
+    std::vector<WideText> texts = {{}};
+    for (std::size_t from = 0; length > 0; --length) {
+        const std::size_t to = texts.size();
+        for (; from < to; ++from) {
+            for (const VELQ_WideChar unit : alphabet) {
+                texts.push_back(texts[from] + unit);
+            }
+        }
+    }
+    return texts;
+}
+
+TEST(text_helpers, conversions_agree_with_a_hand_written_one_for_every_unit)
+{
+    for (const ConversionPair &pair : utf8Conversions()) {
+        for (std::uint32_t unit = 1; unit <= 0xFFFF; ++unit) {
+            const WideText text = {static_cast<VELQ_WideChar>(unit), 'a'};
+            ASSERT_EQ(hex(converted(pair, text)), hex(utf8(text))) << pair.name << " " << std::hex << unit;
+        }
+    }
+}
+
+TEST(text_helpers, conversions_take_surrogates_at_every_place_and_stay_within_every_buffer)
+{
+    // Characters of one to three bytes, the ends of both ranges of surrogates, and their neighbours.
+    const WideText alphabet = {'a', 0xE9, 0x4E2D, 0xD7FF, 0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xE000};
+    for (const WideText &text : textsOf(alphabet, 4)) {
+        const std::string expected = utf8(text);
+        const auto needed = static_cast<int>(expected.size()) + 1;
+        for (const ConversionPair &pair : utf8Conversions()) {
+            ASSERT_EQ(pair.length(text.c_str()), needed) << pair.name << " " << hex(expected);
+            for (int size = 1; size <= needed; ++size) {
+                char room[16 + 2];
+                std::memset(room, 'x', sizeof room);
+                const int count = pair.convert(text.c_str(), room, size);
+                ASSERT_EQ(count, size == needed ? needed : 0) << pair.name << " " << hex(expected) << " " << size;
+                ASSERT_EQ(room[size], 'x') << pair.name << " " << hex(expected) << " " << size;
+                if (count > 0) {
+                    ASSERT_EQ(std::string(room), expected) << pair.name;
+                }
+            }
+        }
+    }
+}
+
 TEST(text_helpers, conversions_pass_their_code_page)
 {
     static std::vector<CodePage> pages;

@@ -35,5 +35,8 @@ expect_equal "libvelq looks beside itself" '$ORIGIN' "$(dynamic "$velq" RUNPATH)
 dynamic "$velq" NEEDED | grep -qx 'libkdsh.so.1' && echo "ok: libvelq needs libkdsh" || fail "libvelq needs libkdsh"
 if dynamic "$velq" NEEDED | grep -q sqlite; then fail "libvelq depends on SQLite directly"; else echo "ok: no direct SQLite"; fi
 if "$nm" -D --undefined-only "$velq" | grep -q sqlite3_; then fail "libvelq calls SQLite directly"; else echo "ok: no SQLite call"; fi
+if "$nm" -D --undefined-only "$velq" | grep -q iconv; then fail "libvelq calls the system's text converters"; else
+  echo "ok: no text converter of the system"
+fi
 
 [ "$failures" -eq 0 ] || { echo "$failures checks failed"; exit 1; }
