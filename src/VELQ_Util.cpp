@@ -37,17 +37,24 @@ void logDebug(const char *format, ...) noexcept
     va_end(arguments);
 }
 
-// Builds directory + suffix in the OEM code page. False when the directory cannot be converted or does not fit.
-static bool buildOemPath(char (&path)[pathCapacity], const VELQ_WideChar *directory, const char *suffix) noexcept
+// Directory + suffix, both in the OEM code page. False when they do not fit.
+static bool joinPath(char (&path)[pathCapacity], const char *directory, const char *suffix) noexcept
 {
-    const int size = API_unicodeToOemLength(directory);
+    const std::size_t length = std::strlen(directory);
     const std::size_t suffixSize = std::strlen(suffix) + 1;
-    if (size < 1 || static_cast<std::size_t>(size) - 1 + suffixSize > pathCapacity ||
-        API_unicodeToOem(directory, path, size) < 1) {
+    if (length + suffixSize > sizeof path) {
         return false;
     }
-    std::memcpy(path + std::strlen(path), suffix, suffixSize);
+    std::memcpy(path, directory, length); // NOLINT(bugprone-not-null-terminated-result): the suffix terminates it
+    std::memcpy(path + length, suffix, suffixSize);
     return true;
+}
+
+// As joinPath, with the directory as the host gave it. False also when it cannot be converted.
+static bool buildOemPath(char (&path)[pathCapacity], const VELQ_WideChar *directory, const char *suffix) noexcept
+{
+    char narrow[pathCapacity]{};
+    return API_unicodeToOem(directory, narrow, sizeof narrow) >= 1 && joinPath(path, narrow, suffix);
 }
 
 using Timestamp = std::array<char, 64>;
@@ -225,7 +232,7 @@ int checkDBFiles(const VELQ_WideChar *programDir) noexcept
          {"\\data\\prob.bin", "\\data\\wn.bin", "\\data\\bn.bin", "\\data\\ru.bin", "\\data\\ver.bin"}) {
         char path[pathCapacity]{};
         std::uint8_t exists = 0;
-        if (buildOemPath(path, programDir, suffix)) {
+        if (joinPath(path, directory, suffix)) {
             fileExists(&exists, path);
         }
         if (exists == 0) {

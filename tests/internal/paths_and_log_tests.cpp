@@ -533,6 +533,29 @@ TEST_F(EngineFront, message_count_key_is_set_by_both_starts)
     }
 }
 
+// Two sizes for the refusal of long directories, one text each for the marker and the log, and a size and a text each
+// for the data paths and the check of the files.
+TEST_F(EngineFront, start_converts_the_directory_only_as_often_as_it_must)
+{
+    static std::vector<std::string> calls;
+    platformCalls.convertText = [](CodePage page, const VELQ_WideChar *text, char *destination, int size) noexcept {
+        calls.push_back(std::string(page == CodePage::oem ? "oem " : "utf8 ") + (size == 0 ? "size" : "text"));
+        return systemPlatformCalls().convertText(page, text, destination, size);
+    };
+    const WideText dir = installation.programDir();
+    const std::vector<std::string> paths = {"utf8 size", "oem size", "oem text", "oem text", "utf8 size", "utf8 text"};
+    calls.clear();
+    ASSERT_EQ(VELQ_Norix_Initialize(dir.c_str()), 0);
+    EXPECT_EQ(calls, paths);
+    EXPECT_EQ(VELQ_Norix_Finalize(), 0);
+    calls.clear();
+    ASSERT_EQ(VELQ_Initialize(dir.c_str()), 0);
+    std::vector<std::string> pathsAndCheck = paths;
+    pathsAndCheck.insert(pathsAndCheck.end(), {"oem size", "oem text"});
+    EXPECT_EQ(calls, pathsAndCheck);
+    EXPECT_EQ(VELQ_Finalize(), 0);
+}
+
 TEST_F(EngineFront, failed_starts_free_the_paths)
 {
     std::filesystem::remove(installation.dataFile("ru.bin"));
