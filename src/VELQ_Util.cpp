@@ -246,11 +246,8 @@ int checkDBFiles(const VELQ_WideChar *programDir) noexcept
 
 int fileExists(std::uint8_t *exists, const char *path) noexcept
 {
-    std::FILE *stream = platformCalls.openStream(path, "rb");
-    *exists = stream != nullptr ? 1 : 0;
-    if (stream != nullptr) {
-        std::fclose(stream);
-    } else {
+    *exists = platformCalls.opensForReading(path) ? 1 : 0;
+    if (*exists == 0) {
         logError("%s:%d\tfile %s not exist!\n", VELQ_HERE, path);
     }
     return 0;

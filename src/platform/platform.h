@@ -30,7 +30,11 @@ struct PlatformCalls {
     // False when the clock cannot be read.
     bool (*utcTime)(PlatformTime *time) noexcept;
     void (*sleepMilliseconds)(std::uint32_t milliseconds) noexcept;
-    // fopen on a path in the OEM code page; null on failure.
+    // Whether the file at a path in the OEM code page opens for reading. Takes no memory, so that a file that is there
+    // is not told absent for want of it.
+    bool (*opensForReading)(const char *path) noexcept;
+    // fopen, in the modes "a+" and "w+", on a path in the OEM code page; null on failure. Child processes do not
+    // inherit the file. "w+" makes a new file: one that is there after all keeps its content and is appended to.
     std::FILE *(*openStream)(const char *path, const char *mode) noexcept;
     // The form of a UTF-8 path under which the database library opens that file and nothing else; null when memory is
     // out. Released with `release`.

@@ -72,18 +72,12 @@ void posixSleepMilliseconds(std::uint32_t milliseconds) noexcept
     }
 }
 
-// `path` behind `prefix`, with slashes; null when memory is out.
-char *nativePath(const char *prefix, const char *path) noexcept
+// Copies `path`, terminator included, with slashes.
+void copyWithSlashes(char *native, const char *path) noexcept
 {
-    const std::size_t prefixLength = std::strlen(prefix);
-    char *native = static_cast<char *>(platformCalls.allocate(prefixLength + std::strlen(path) + 1));
-    if (native != nullptr) {
-        std::memcpy(native, prefix, prefixLength); // NOLINT(bugprone-not-null-terminated-result): allocated zeroed
-        for (std::size_t i = 0; path[i] != '\0'; ++i) {
-            native[prefixLength + i] = path[i] == '\\' ? '/' : path[i];
-        }
-    }
-    return native;
+    do {
+        *native++ = *path == '\\' ? '/' : *path;
+    } while (*path++ != '\0');
 }
 
 // Relative paths begin with "./", so that none of them is one of the names that the database library takes for
@@ -91,13 +85,54 @@ char *nativePath(const char *prefix, const char *path) noexcept
 char *posixDatabasePath(const char *path) noexcept
 {
     const bool isAbsolute = path[0] == '\\' || path[0] == '/';
-    return nativePath(isAbsolute ? "" : "./", path);
+    const std::size_t prefixLength = isAbsolute ? 0 : 2;
+    char *native = static_cast<char *>(platformCalls.allocate(prefixLength + std::strlen(path) + 1));
+    if (native != nullptr) {
+        std::memcpy(native, "./", prefixLength);
+        copyWithSlashes(native + prefixLength, path);
+    }
+    return native;
 }
 
-// Never waits: fopen would, on a named pipe that nobody writes to.
-std::FILE *openForReading(const char *path, const char *mode) noexcept
+// Paths for calls of the system, which takes none longer, lie on the stack. False when `path` is too long.
+bool systemPath(char (&native)[PATH_MAX], const char *path) noexcept
 {
-    const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (std::strlen(path) >= sizeof native) {
+        return false;
+    }
+    copyWithSlashes(native, path);
+    return true;
+}
+
+// Never waits: an ordinary open would, on a named pipe that nobody writes to.
+bool posixOpensForReading(const char *path) noexcept
+{
+    char native[PATH_MAX];
+    const int file = systemPath(native, path) ? open(native, O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
+    if (file >= 0) {
+        close(file);
+    }
+    return file >= 0;
+}
+
+// The descriptor for a stream of that mode, or -1.
+int openForStream(const char *path, const char *mode) noexcept
+{
+    constexpr int access = O_RDWR | O_CREAT | O_CLOEXEC;
+    constexpr mode_t permissions = 0666;
+    if (mode[0] == 'w') {
+        const int file = open(path, access | O_EXCL, permissions);
+        if (file >= 0 || errno != EEXIST) {
+            return file;
+        }
+    }
+    return open(path, access | O_APPEND, permissions);
+}
+
+std::FILE *posixOpenStream(const char *path, const char *mode) noexcept
+{
+    char native[PATH_MAX];
+    const int file = systemPath(native, path) ? openForStream(native, mode) : -1;
     if (file < 0) {
         return nullptr;
     }
@@ -105,17 +140,6 @@ std::FILE *openForReading(const char *path, const char *mode) noexcept
     if (stream == nullptr) {
         close(file);
     }
-    return stream;
-}
-
-std::FILE *posixOpenStream(const char *path, const char *mode) noexcept
-{
-    char *native = nativePath("", path);
-    if (native == nullptr) {
-        return nullptr;
-    }
-    std::FILE *stream = mode[0] == 'r' ? openForReading(native, mode) : std::fopen(native, mode);
-    platformCalls.release(native);
     return stream;
 }
 
@@ -131,9 +155,9 @@ void posixRelease(void *memory) noexcept
 
 } // namespace
 
-static constexpr PlatformCalls posixCalls = {posixConvertText, posixUtcTime,      posixSleepMilliseconds,
-                                             posixOpenStream,  posixDatabasePath, posixAllocate,
-                                             posixRelease};
+static constexpr PlatformCalls posixCalls = {posixConvertText,     posixUtcTime,    posixSleepMilliseconds,
+                                             posixOpensForReading, posixOpenStream, posixDatabasePath,
+                                             posixAllocate,        posixRelease};
 
 constinit PlatformCalls platformCalls = posixCalls;
 

@@ -3,9 +3,12 @@
 // log and fails the check of its files, while its databases open.
 #include "platform/platform.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
+#include <fcntl.h>
+#include <io.h>
+#include <sys/stat.h>
 
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
@@ -31,26 +34,48 @@ static void win32SleepMilliseconds(std::uint32_t milliseconds) noexcept
 }
 
 // The C library would take a narrow path as text in the ANSI code page, which is another one than the OEM page on most
-// systems: the path goes to it wide.
+// systems: the path goes to it wide. -1 when the path does not open. `flags` are those of _wopen.
+static int openOemPath(const char *path, int flags) noexcept
+{
+    wchar_t widePath[MAX_PATH];
+    if (MultiByteToWideChar(CP_OEMCP, 0, path, -1, widePath, MAX_PATH) < 1) {
+        return -1;
+    }
+    return _wopen(widePath, flags | _O_NOINHERIT, _S_IREAD | _S_IWRITE);
+}
+
+static bool win32OpensForReading(const char *path) noexcept
+{
+    const int file = openOemPath(path, _O_RDONLY | _O_BINARY);
+    if (file >= 0) {
+        _close(file);
+    }
+    return file >= 0;
+}
+
+// The descriptor for a stream of that mode, or -1.
+static int openForStream(const char *path, const char *mode) noexcept
+{
+    constexpr int access = _O_RDWR | _O_CREAT | _O_TEXT;
+    if (mode[0] == 'w') {
+        const int file = openOemPath(path, access | _O_EXCL);
+        if (file >= 0 || errno != EEXIST) {
+            return file;
+        }
+    }
+    return openOemPath(path, access | _O_APPEND);
+}
+
 static std::FILE *win32OpenStream(const char *path, const char *mode) noexcept
 {
-    const int size = MultiByteToWideChar(CP_OEMCP, 0, path, -1, nullptr, 0);
-    if (size < 1) {
+    const int file = openForStream(path, mode);
+    if (file < 0) {
         return nullptr;
     }
-    auto *widePath = static_cast<wchar_t *>(platformCalls.allocate(static_cast<std::size_t>(size) * sizeof(wchar_t)));
-    if (widePath == nullptr) {
-        return nullptr;
+    std::FILE *stream = _fdopen(file, mode);
+    if (stream == nullptr) {
+        _close(file);
     }
-    wchar_t wideMode[8]{};
-    for (std::size_t i = 0; mode[i] != '\0' && i + 1 < std::size(wideMode); ++i) {
-        wideMode[i] = static_cast<wchar_t>(mode[i]);
-    }
-    std::FILE *stream = nullptr;
-    if (MultiByteToWideChar(CP_OEMCP, 0, path, -1, widePath, size) == size) {
-        stream = _wfopen(widePath, wideMode);
-    }
-    platformCalls.release(widePath);
     return stream;
 }
 
@@ -79,9 +104,9 @@ static void win32Release(void *memory) noexcept
     std::free(memory);
 }
 
-static constexpr PlatformCalls win32Calls = {win32ConvertText, win32UtcTime,      win32SleepMilliseconds,
-                                             win32OpenStream,  win32DatabasePath, win32Allocate,
-                                             win32Release};
+static constexpr PlatformCalls win32Calls = {win32ConvertText,     win32UtcTime,    win32SleepMilliseconds,
+                                             win32OpensForReading, win32OpenStream, win32DatabasePath,
+                                             win32Allocate,        win32Release};
 
 constinit PlatformCalls platformCalls = win32Calls;
 

@@ -4,17 +4,18 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <system_error>
 
 #ifdef _WIN32
 #define WIN32_LEAN_AND_MEAN
+#include <io.h>
 #include <malloc.h>
 #include <windows.h>
 #else
 #include <dlfcn.h>
 #include <exception>
 #include <malloc.h>
-#include <stdexcept>
 #include <unistd.h>
 #endif
 
@@ -84,6 +85,16 @@ std::optional<std::vector<std::string>> openFilesBelow(const std::filesystem::pa
     return std::nullopt;
 }
 
+bool childrenInherit(std::FILE *stream)
+{
+    DWORD flags = 0;
+    const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+    if (GetHandleInformation(handle, &flags) == 0) {
+        throw std::runtime_error("no handle of an open file");
+    }
+    return (flags & HANDLE_FLAG_INHERIT) != 0;
+}
+
 // A protected file binds every user.
 OrdinaryUser::OrdinaryUser() = default;
 OrdinaryUser::~OrdinaryUser() = default;
@@ -139,6 +150,25 @@ std::optional<std::vector<std::string>> openFilesBelow(const std::filesystem::pa
     }
     std::sort(names.begin(), names.end());
     return names;
+}
+
+bool childrenInherit(std::FILE *stream)
+{
+    const std::filesystem::path own = "/proc/self/fd/" + std::to_string(fileno(stream));
+    const std::string file = std::filesystem::read_symlink(own).string();
+    std::FILE *child = popen("ls -l /proc/self/fd", "r");
+    if (child == nullptr) {
+        throw std::runtime_error("cannot start a program");
+    }
+    std::string listing;
+    char piece[4096];
+    while (const std::size_t length = std::fread(piece, 1, sizeof piece, child)) {
+        listing.append(piece, length);
+    }
+    if (pclose(child) != 0) {
+        throw std::runtime_error("a program does not list its open files");
+    }
+    return listing.find(" -> " + file + "\n") != std::string::npos;
 }
 
 OrdinaryUser::OrdinaryUser() : wasSuperuser_(geteuid() == 0)

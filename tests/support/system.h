@@ -5,6 +5,7 @@
 #include "support/wide.h"
 
 #include <cstddef>
+#include <cstdio>
 #include <ctime>
 #include <filesystem>
 #include <optional>
@@ -43,6 +44,9 @@ bool openFilesCanBeRemoved();
 
 // The names of the open files in a folder and below, sorted; nothing where the system does not tell.
 std::optional<std::vector<std::string>> openFilesBelow(const std::filesystem::path &folder);
+
+// Whether a program that this one starts finds the stream's file open.
+bool childrenInherit(std::FILE *stream);
 
 // Gives up a superuser's right to write protected files until the end of the scope.
 class OrdinaryUser {
