@@ -2,13 +2,14 @@
 # Builds the fuzz targets with clang, libFuzzer and the address and undefined-behaviour sanitizers, and runs one of them
 # or all in turn. Usage: fuzz.sh [TARGET|all] [SECONDS], by default every target for 60 seconds each.
 #
-# Targets: text rating lists sequences prob_file bn_file wn_file ru_file ver_file prob_update wn_update
+# A target has the name of its folder in tests/fuzz/corpus.
 # New inputs and findings go to FUZZ_OUTPUT (default build-fuzz/output/TARGET), starting from tests/fuzz/corpus/TARGET.
 # An input that was a finding is copied to tests/fuzz/corpus/TARGET once it is mended; every build replays that folder.
 # FUZZ_BUILD names the build folder (default build-fuzz).
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-targets=(text rating lists sequences prob_file bn_file wn_file ru_file ver_file prob_update wn_update)
+targets=(tests/fuzz/corpus/*)
+targets=("${targets[@]##*/}")
 target=${1:-all} seconds=${2:-60}
 build=${FUZZ_BUILD:-$PWD/build-fuzz}
 output=${FUZZ_OUTPUT:-$build/output}
@@ -18,7 +19,7 @@ source scripts/package-groups.sh
 install_packages build check
 cmake -S . -B "$build" -G Ninja -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELQ_SANITIZE=fuzzer-no-link,address,undefined \
-  -DVELQ_BUILD_FUZZERS=ON -DVELQ_BUILD_TOOLS=OFF -DVELQ_BUILD_BENCH=OFF >/dev/null
+  -DVELQ_BUILD_FUZZERS=ON -DVELQ_BUILD_BENCH=OFF >/dev/null
 cmake --build "$build" --target velq_fuzzers -j"$(nproc)"
 
 # Installations live in memory where the system offers that, and go with the run.

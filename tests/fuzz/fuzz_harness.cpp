@@ -170,14 +170,6 @@ bool isListed(NumberList list, const std::string &key)
 
 } // namespace
 
-void require(bool holds, const char *what)
-{
-    if (!holds) {
-        std::fprintf(stderr, "finding: %s\n", what);
-        std::abort();
-    }
-}
-
 void requireResult(std::int32_t result, std::initializer_list<std::int32_t> documented, const char *what)
 {
     if (std::find(documented.begin(), documented.end(), result) == documented.end()) {

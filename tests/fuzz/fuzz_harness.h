@@ -1,8 +1,10 @@
-// What the fuzz targets share: reading an input as numbers and texts, one installation that every input starts from
-// afresh, the engine with its waits taken out and its memory counted, and checks that end the process with a reason.
+// What the fuzz targets of the engine share: reading an input as numbers and texts, one installation that every input
+// starts from afresh, the engine with its waits taken out and its memory counted, and checks that end the process with
+// a reason.
 #ifndef VELQ_FUZZ_HARNESS_H
 #define VELQ_FUZZ_HARNESS_H
 
+#include "fuzz_target.h"
 #include "support/engine_session.h"
 #include "support/installation.h"
 #include "support/wide.h"
@@ -15,18 +17,13 @@
 #include <string>
 #include <string_view>
 
-// Each target defines it; the fuzzing engine, or replay_main.cpp, calls it with one input after the other.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size);
-
 namespace velq::fuzz {
 
 using test::NumberList;
 using test::StartVariant;
 using test::WideText;
 
-// Ends the process with `what` unless `holds`: a finding.
-void require(bool holds, const char *what);
-// The same for a result code outside the documented ones.
+// A finding where a result code is none of the documented ones.
 void requireResult(std::int32_t result, std::initializer_list<std::int32_t> documented, const char *what);
 
 // Reads an input from its front. Behind the end everything reads as zero.

@@ -210,6 +210,115 @@ void writeCallSeeds()
               "\x05\x02" + text("7\x84") + text("x") + text("8") + text("") + "\x0b" + std::string("\x00\x02\xfe", 3));
 }
 
+// ---- Inputs of the targets that read foreign text with the kit.
+
+void writeStoreTextSeeds()
+{
+    const std::string start = "velq-store 1\nmessages\t100\t90\nprior\t600000\ntokens\n";
+    const auto write = [&start](const std::string &name, const std::string &lines) {
+        writeSeed("store_text", name, start + lines + "end\n");
+    };
+    write("usual", "# words that lean to one side\nfree\t90\t2\nlunc\t1\t80\n\u4e2d\u5956\t80\t1\n");
+    write("reserved-words", "free\t90\t2\t7\n");
+    write("escapes", "\\u0020a\\\\\t1\t2\n\\u0023b\t3\t4\n\\ud800c\t5\t6\n");
+    write("other-keys",
+          "!blob:2e52\t1\t2\n!text:6162\t3\t4\n!integer:-5\t1\t1\n!real:3fe0000000000000\t1\t1\n!null\t1\t1\n");
+    write("other-values", "free\tblob:00ff\nlunc\ttext:61\nhome\tinteger:7\ncash\treal:4008000000000000\ncall\tnull\n");
+    write("reals-that-are-no-numbers", "!real:7ff8000000000000\t1\t2\n!real:fff0000000000000\t1\t2\n");
+    write("values-that-are-no-numbers", "free\treal:7ff8000000000000\n");
+    write("negative-zero", "free\treal:8000000000000000\n!real:8000000000000000\t1\t2\n");
+    write("one-key-twice", "free\t90\t2\n!blob:6600720065006500\t90\t2\n");
+    writeSeed("store_text", "windows-lines", "\xef\xbb\xbfvelq-store 1\r\ntokens\r\nfree\t1\t2\r\nend\r\n");
+    writeSeed("store_text", "typed-header", "velq-store 1\nmessages\tblob:01\nprior\tnull\ntokens\nend\n");
+    writeSeed("store_text", "cut", start + "free\t90");
+}
+
+void writeCsvSeeds()
+{
+    const std::string records(1, '\x00');
+    const std::string entries(1, '\x01');
+    const std::string whiteNumbers(1, '\x02');
+    writeSeed("csv", "records", records + "a,b\r\n\"c, \"\"d\"\"\",\r\n\r\n\"two\r\nlines\", blanks \n");
+    writeSeed("csv", "records-of-one-field", records + "a\n\"\"\n\n\"\xef\xbb\xbf\"\n");
+    writeSeed("csv", "records-broken", records + "a\"b,c\n\"d");
+    writeSeed("csv", "entries",
+              entries + "number,name,hidden,extendID\r\n+4512345678,\"Anna, home\",0,7\r\n95588,,1,\r\n");
+    writeSeed("csv", "entries-other-order", entries + "Name,NUMBER\n\u5f20\u4f1f,13812345678\n");
+    writeSeed("csv", "entries-faulty", entries + "number,hidden\n1,2\n");
+    writeSeed("csv", "white-numbers", whiteNumbers + "10086,Provider\n95588\n10086,again\n");
+    writeSeed("csv", "white-numbers-header", whiteNumbers + "name,number\n\"Shop\n\xf0\x9f\x98\x80\",+45123\n");
+}
+
+void writeCorpusSeeds()
+{
+    const std::string labelTabText(1, '\x00');
+    const std::string csv(1, '\x01');
+    const std::string jsonLines(1, '\x02');
+    writeSeed("corpus", "label-tab-text", labelTabText + "ham\tlunch at noon?\r\n\nspam\tfree \"cash\"\there\n");
+    writeSeed("corpus", "label-unknown", labelTabText + "perhaps\ttext\n");
+    writeSeed("corpus", "csv", csv + "id,Text,label\n1,\"free, \"\"now\"\"\",spam\n2, see you ,ham\n");
+    writeSeed("corpus", "json-lines",
+              jsonLines + R"({"label":"ham","text":"see\nyou \u4e2d\ud83d\ude00","id":[1,{}]})" + "\n" +
+                  R"({"text":"free","label":"spam"})" + "\n");
+    writeSeed("corpus", "json-zero", jsonLines + R"({"label":"ham","text":"a\u0000b"})");
+    writeSeed("corpus", "json-numbers",
+              jsonLines + R"({"label":"ham","text":"a","n":[1e999,-0,18446744073709551616]})");
+    writeSeed("corpus", "json-nested", jsonLines + std::string(300, '[') + R"({"label":"spam","text":"a"})");
+}
+
+void writeRatePipeSeeds()
+{
+    writeSeed("rate_pipe", "requests",
+              R"({"id":"a1","number":"13812345678","body":"free cash for you"})"
+              "\n"
+              R"({"id":18446744073709551616,"body":"lunch \u4e2d\u5956"})"
+              "\n\n"
+              R"({"body":"","number":null,"id":-1.50})"
+              "\r\n");
+    writeSeed("rate_pipe", "faults",
+              R"({"id":[1],"body":"x"})"
+              "\n"
+              R"({"id":7,"number":1,"body":"x"})"
+              "\n"
+              R"({"id":"b","body":"a\u0000b"})"
+              "\n"
+              R"({"id":"c","body":"x")"
+              "\nno object\n[]\n{}");
+    writeSeed("rate_pipe", "members-twice", R"({"id":1,"id":"2","body":{"body":"x"},"body":"y","number":""})");
+    writeSeed("rate_pipe", "zero-behind-the-object",
+              R"({"id":"d","body":"free cash for you"})" + std::string("\0}\n", 3) + R"({"id":"e","body":"y"})");
+}
+
+void writeHookSeeds()
+{
+    const std::string headers = "From: 4512345678\nFrom_TOA: 91 international, ISDN/telephone\nReceived: 26-11-20\n";
+    const auto write = [](const std::string &name, const std::string &bytes) {
+        writeSeed("smstools_file", name, bytes);
+    };
+    write("utf8", headers + "Alphabet: UTF-8\n\nfree \u4e2d\u5956 \xf0\x9f\x98\x80");
+    write("latin9", headers + "Alphabet: ISO\nUDH: false\n\n\xa4 5 f\xfcr Sie");
+    write("ucs2", headers + std::string("Alphabet: UCS2\n\n\0f\0r\x4e\x2d\0\0\xd8\x00", 26));
+    write("ucs2-half-a-character", headers + "Alphabet: UCS2\n\n\x4e");
+    write("binary", headers + "Alphabet: binary\n\n\x01\x02");
+    write("sender-with-an-empty-line", "From: X\n\nq\nFrom: Y\nFrom_TOA: D0\nAlphabet: UTF-8\n\ntext");
+    write("no-alphabet", headers + "\ntext");
+    write("alphabet-unknown", headers + "Alphabet: ASCII\n\ntext");
+
+    // A literal with zeros, its own terminating one aside.
+    const auto variables = [](const std::string &name, std::string_view bytes) {
+        writeSeed("gammu_variables", name, bytes);
+    };
+    using namespace std::string_view_literals;
+    variables("one-part",
+              "SMS_MESSAGES=1\0SMS_1_NUMBER=+4512345678\0SMS_1_TEXT=free cash\0DECODED_PARTS=0\0\0IN1.txt\0"sv);
+    variables("decoded", "SMS_MESSAGES=2\0SMS_1_NUMBER=SHOP\0SMS_1_TEXT=fr\0SMS_2_TEXT=ee\0DECODED_PARTS=1\0"
+                         "DECODED_1_TEXT=free \xe4\xb8\xad\0\0IN\0MY\0SHOP\0001.txt\0IN1.txt\0"sv);
+    variables("counts", "SMS_MESSAGES=256\0DECODED_PARTS=-1\0\0"sv);
+    variables("names", "SMS_1_TEXT=a\0\0folder\0missing\0"sv);
+    variables("names-above", "SMS_1_TEXT=a\0\0..\0../IN1.txt\0\0"sv);
+    variables("not-utf8", "SMS_1_TEXT=\xff\0\0"sv);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -222,5 +331,10 @@ int main(int argc, char **argv)
     writeDataFileSeeds();
     writeUpdateSeeds();
     writeCallSeeds();
+    writeStoreTextSeeds();
+    writeCsvSeeds();
+    writeCorpusSeeds();
+    writeRatePipeSeeds();
+    writeHookSeeds();
     return 0;
 }

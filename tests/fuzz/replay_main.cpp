@@ -1,9 +1,10 @@
 // Runs a fuzz target over stored inputs, for builds without a fuzzing engine: each argument is a file or a folder of
 // files. Ends with an error when there is none, so that a replay without inputs is no success.
-#include "fuzz_harness.h"
+#include "fuzz_target.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <vector>

@@ -306,6 +306,9 @@ void writeStoreContents(const std::filesystem::path &path, const StoreContents &
     if (!sortRows(sorted)) {
         throw Error(Status::badData, "cannot write " + path.string() + ": a key occurs twice");
     }
+    if (!sorted.rows.empty() && sorted.rows.front().key.kind == StoredValue::Kind::null) {
+        throw Error(Status::badData, "cannot write " + path.string() + ": a key is null; remove its row");
+    }
     std::vector<StoredRow> rows;
     rows.reserve(sorted.rows.size());
     for (StoreRow &row : sorted.rows) {

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <bit>
 #include <charconv>
+#include <cmath>
 #include <map>
 #include <optional>
 #include <sstream>
@@ -217,7 +218,8 @@ std::optional<StoredValue> typedValue(std::string_view text)
         const auto bits = numberOf<std::uint64_t>(content, 16);
         value.kind = StoredValue::Kind::real;
         value.real = std::bit_cast<double>(bits.value_or(0));
-        return bits && content.size() == 16 ? std::optional(value) : std::nullopt;
+        const bool isNumber = bits && !std::isnan(value.real); // what is none, a database stores as null
+        return isNumber && content.size() == 16 ? std::optional(value) : std::nullopt;
     }
     const auto bytes = bytesOfHex(content);
     if (!bytes || (kind != "text" && kind != "blob")) {
