@@ -50,5 +50,5 @@ case $kind in
       (cd "$name.fetched" && apt-get source -qq --download-only "$name" && dpkg-source -q --no-check -x ./*.dsc "../$name")
       rm -rf "$name.fetched"
     done ;;
-  *) fail "packages.sh: $kind is neither sources nor binaries" ;;
+  *) fail "$kind is neither sources nor binaries" ;;
 esac
