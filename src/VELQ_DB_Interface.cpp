@@ -55,20 +55,6 @@ static bool isFilter(std::int32_t hidden) noexcept
 
 // ---- Records of the interface
 
-// An absent name is the terminator alone.
-static bool convertEntry(NumberEntry *entry, const VELQ_WideChar *number, const VELQ_WideChar *name) noexcept
-{
-    if (number == nullptr || wideLength(number) > VELQ_MAX_NUMBER_LENGTH || wideLength(name) > VELQ_MAX_NAME_LENGTH) {
-        return false;
-    }
-    *entry = {};
-    narrowNumber(entry->number, number);
-    if (name != nullptr) {
-        std::memcpy(entry->name, name, wideLength(name) * sizeof(VELQ_WideChar));
-    }
-    return true;
-}
-
 int convertNumberRecord(NumberEntry *entry, const NumberRecord *record) noexcept
 {
     if (record == nullptr || !convertEntry(entry, record->number, record->name)) {
@@ -80,24 +66,20 @@ int convertNumberRecord(NumberEntry *entry, const NumberRecord *record) noexcept
 
 // ---- Lookup
 
-static constexpr StoreOperation searchNumberList = {
-    .enter = {},
-    .failures = {{{errorLine("%s:%d\tError:  Can not open db\n"),
-                   errorLine("%s:%d\t**********Error: db_SearchNumberList()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_SearchNumberList()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_makeUserHand\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_SearchNumberList()!********\n")},
-                  {},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_SearchNumberList()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_SearchNumberList()!********\n")},
-                  {}}},
-    .done = {},
-    .rollsBack = false};
-static_assert(hasTextsForExactly(searchNumberList, {StorePhase::open, StorePhase::busyHandler, StorePhase::matcher,
-                                                    StorePhase::prepare, StorePhase::step}));
+static constexpr StoreOperation searchNumberList({
+    .kind = StoreKind::read,
+    .like = db_NumberLike,
+    .open = {errorLine("%s:%d\tError:  Can not open db\n"),
+             errorLine("%s:%d\t**********Error: db_SearchNumberList()!********\n")},
+    .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
+                    errorLine("%s:%d\t**********Error:Leave db_SearchNumberList()!********\n")},
+    .registerLike = {errorLine("%s:%d\tError: VELQ_DSH_makeUserHand\n"),
+                     errorLine("%s:%d\t**********Error:Leave db_SearchNumberList()!********\n")},
+    .prepare = {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
+                errorLine("%s:%d\t**********Error:Leave db_SearchNumberList()!********\n")},
+    .step = {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
+             errorLine("%s:%d\t**********Error:Leave db_SearchNumberList()!********\n")},
+});
 
 void db_NumberLike(VELQ_DSH_Context *context, int, VELQ_DSH_Value **values) noexcept
 {
@@ -128,14 +110,13 @@ int db_SearchNumberList(std::uint8_t *found, const char *number, std::int32_t ki
         return VELQ_ERR_FAILED;
     }
     VELQ_DSH_Connection *keptOpen = kind == NUMBER_LIST_WHITE ? engineState.whiteListConn : engineState.blackListConn;
-    StoreSession session = openStore(searchNumberList, pathFor(kind), keptOpen, {VELQ_HERE});
-    registerLike(session, db_NumberLike, {VELQ_HERE});
-    prepareStatement(session, statementFor(statements, kind), {VELQ_HERE});
+    StoreSession session = openStore(searchNumberList, pathFor(kind), keptOpen);
+    prepareStatement(session, statementFor(statements, kind));
     bindText(session, 1, number);
-    if (!session.hasFailed) {
-        *found = stepToRowOrDone(session, {VELQ_HERE}) ? 1 : 0;
+    if (!hasFailed(session)) {
+        *found = stepToRow(session) ? 1 : 0;
     }
-    return closeStore(session, {VELQ_HERE});
+    return endStore(session);
 }
 
 int db_SearchBlackNumberList(std::uint8_t *found, const char *number) noexcept
@@ -154,30 +135,22 @@ static constexpr KindStatements insertStatements = {
     "INSERT INTO whiteList(hidden,number,name,extendID) VALUES(?,?,?,?);",
     "INSERT INTO blackList(hidden,number,name,extendID) VALUES(?,?,?,?);", "INSERT INTO ruleList(number) VALUES(?);"};
 
-static constexpr StoreOperation addNumberRecord = {
-    .enter = {},
-    .failures = {{{errorLine("%s:%d\tError:  Can not open db\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_AddNumberRecord()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_AddNumberRecord()!********\n")},
-                  {},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Exec, BEGIN TRANSACTION\n"),
-                   errorLine("%s:%d\t**********Error: Leave db_AddNumberRecord()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_AddNumberRecord()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error: Leave db_AddNumberRecord()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_AddNumberRecord()!********\n")}}},
-    .done = {},
-    .rollsBack = true};
-static_assert(hasTextsForExactly(addNumberRecord, {StorePhase::open, StorePhase::busyHandler, StorePhase::begin,
-                                                   StorePhase::prepare, StorePhase::step, StorePhase::commit}));
-
-static std::size_t nameBytes(const VELQ_WideChar *name) noexcept
-{
-    return (wideLength(name) + 1) * sizeof(VELQ_WideChar);
-}
+static constexpr StoreOperation addNumberRecord({
+    .kind = StoreKind::write,
+    .rollsBack = true,
+    .open = {errorLine("%s:%d\tError:  Can not open db\n"),
+             errorLine("%s:%d\t**********Error:Leave db_AddNumberRecord()!********\n")},
+    .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
+                    errorLine("%s:%d\t**********Error:Leave db_AddNumberRecord()!********\n")},
+    .begin = {errorLine("%s:%d\tError: VELQ_DSH_Exec, BEGIN TRANSACTION\n"),
+              errorLine("%s:%d\t**********Error: Leave db_AddNumberRecord()!********\n")},
+    .prepare = {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
+                errorLine("%s:%d\t**********Error:Leave db_AddNumberRecord()!********\n")},
+    .step = {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
+             errorLine("%s:%d\t**********Error: Leave db_AddNumberRecord()!********\n")},
+    .commit = {errorLine("%s:%d\tError: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=%d\n"),
+               errorLine("%s:%d\t**********Error:Leave db_AddNumberRecord()!********\n")},
+});
 
 // Binds the four values of an entry; the number is reversed already.
 static void bindEntry(StoreSession &session, std::int32_t hidden, const char *number, const VELQ_WideChar *name,
@@ -186,7 +159,7 @@ static void bindEntry(StoreSession &session, std::int32_t hidden, const char *nu
     static constexpr VELQ_WideChar noName[1] = {};
     bindInt(session, 1, hidden);
     bindText(session, 2, number);
-    bindBlob(session, 3, name != nullptr ? name : noName, nameBytes(name));
+    bindBlob(session, 3, name != nullptr ? name : noName, (wideLength(name) + 1) * sizeof(VELQ_WideChar));
     bindInt(session, 4, extendID);
 }
 
@@ -210,40 +183,35 @@ int db_AddNumberRecord(const VELQ_WideChar *name, char *number, std::int32_t hid
             return 0;
         }
     }
-    StoreSession session = openStore(addNumberRecord, pathFor(kind), nullptr, {VELQ_HERE});
-    beginWrite(session, {VELQ_HERE});
-    prepareStatement(session, statementFor(insertStatements, kind), {VELQ_HERE});
+    StoreSession session = openStore(addNumberRecord, pathFor(kind));
+    prepareStatement(session, statementFor(insertStatements, kind));
     if (kind == NUMBER_LIST_RULE) {
         bindText(session, 1, number);
     } else {
         bindEntry(session, hidden, number, name, extendID);
     }
-    stepToDone(session, {VELQ_HERE});
-    commitWrite(session, {VELQ_HERE});
-    return closeStore(session, {VELQ_HERE});
+    stepToDone(session);
+    return endStore(session);
 }
 
 // Runs no rollback: closing the connection abandons the transaction.
-static constexpr StoreOperation deleteNumberRecord = {
-    .enter = {},
-    .failures = {{{errorLine("%s:%d\tError: VELQ_DSH_Open\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteNumberRecord()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteNumberRecord()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_makeUserHand\n"), {}},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Exec, BEGIN TRANSACTION\n"),
-                   errorLine("%s:%d\t**********Error: Leave db_DeleteNumberRecord()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteNumberRecord()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error: Leave db_DeleteNumberRecord()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteNumberRecord()!********\n")}}},
-    .done = {},
-    .rollsBack = false};
-static_assert(hasTextsForExactly(deleteNumberRecord,
-                                 {StorePhase::open, StorePhase::busyHandler, StorePhase::matcher, StorePhase::begin,
-                                  StorePhase::prepare, StorePhase::step, StorePhase::commit}));
+static constexpr StoreOperation deleteNumberRecord({
+    .kind = StoreKind::write,
+    .like = db_NumberLike,
+    .open = {errorLine("%s:%d\tError: VELQ_DSH_Open\n"),
+             errorLine("%s:%d\t**********Error:Leave db_DeleteNumberRecord()!********\n")},
+    .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
+                    errorLine("%s:%d\t**********Error:Leave db_DeleteNumberRecord()!********\n")},
+    .registerLike = {errorLine("%s:%d\tError: VELQ_DSH_makeUserHand\n")},
+    .begin = {errorLine("%s:%d\tError: VELQ_DSH_Exec, BEGIN TRANSACTION\n"),
+              errorLine("%s:%d\t**********Error: Leave db_DeleteNumberRecord()!********\n")},
+    .prepare = {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
+                errorLine("%s:%d\t**********Error:Leave db_DeleteNumberRecord()!********\n")},
+    .step = {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
+             errorLine("%s:%d\t**********Error: Leave db_DeleteNumberRecord()!********\n")},
+    .commit = {errorLine("%s:%d\tError: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=%d\n"),
+               errorLine("%s:%d\t**********Error:Leave db_DeleteNumberRecord()!********\n")},
+});
 
 int db_DeleteNumberRecord(const VELQ_WideChar *, char *number, std::int32_t kind) noexcept
 {
@@ -254,36 +222,30 @@ int db_DeleteNumberRecord(const VELQ_WideChar *, char *number, std::int32_t kind
     if (sql == nullptr) {
         return VELQ_ERR_FAILED;
     }
-    StoreSession session = openStore(deleteNumberRecord, pathFor(kind), nullptr, {VELQ_HERE});
+    StoreSession session = openStore(deleteNumberRecord, pathFor(kind));
     reverseNumber(number);
-    registerLike(session, db_NumberLike, {VELQ_HERE});
-    beginWrite(session, {VELQ_HERE});
-    prepareStatement(session, sql, {VELQ_HERE});
+    prepareStatement(session, sql);
     bindText(session, 1, number);
-    stepToDone(session, {VELQ_HERE});
-    commitWrite(session, {VELQ_HERE});
-    return closeStore(session, {VELQ_HERE});
+    stepToDone(session);
+    return endStore(session);
 }
 
-static constexpr StoreOperation deleteAllNumberRecords = {
-    .enter = {},
-    .failures = {{{errorLine("%s:%d\tError: VELQ_DSH_Open\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteAllNumberRecords()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteAllNumberRecords()!********\n")},
-                  {},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Exec, BEGIN TRANSACTION\n"),
-                   errorLine("%s:%d\t**********Error: Leave db_DeleteAllNumberRecords()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteAllNumberRecords()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error: Leave db_DeleteAllNumberRecords()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error:db_DeleteAllNumberRecords()!********\n")}}},
-    .done = {},
-    .rollsBack = true};
-static_assert(hasTextsForExactly(deleteAllNumberRecords, {StorePhase::open, StorePhase::busyHandler, StorePhase::begin,
-                                                          StorePhase::prepare, StorePhase::step, StorePhase::commit}));
+static constexpr StoreOperation deleteAllNumberRecords({
+    .kind = StoreKind::write,
+    .rollsBack = true,
+    .open = {errorLine("%s:%d\tError: VELQ_DSH_Open\n"),
+             errorLine("%s:%d\t**********Error:Leave db_DeleteAllNumberRecords()!********\n")},
+    .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
+                    errorLine("%s:%d\t**********Error:Leave db_DeleteAllNumberRecords()!********\n")},
+    .begin = {errorLine("%s:%d\tError: VELQ_DSH_Exec, BEGIN TRANSACTION\n"),
+              errorLine("%s:%d\t**********Error: Leave db_DeleteAllNumberRecords()!********\n")},
+    .prepare = {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
+                errorLine("%s:%d\t**********Error:Leave db_DeleteAllNumberRecords()!********\n")},
+    .step = {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
+             errorLine("%s:%d\t**********Error: Leave db_DeleteAllNumberRecords()!********\n")},
+    .commit = {errorLine("%s:%d\tError: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=%d\n"),
+               errorLine("%s:%d\t**********Error:db_DeleteAllNumberRecords()!********\n")},
+});
 
 int db_DeleteAllNumberRecords(std::int32_t hidden, std::int32_t kind) noexcept
 {
@@ -294,107 +256,100 @@ int db_DeleteAllNumberRecords(std::int32_t hidden, std::int32_t kind) noexcept
         return VELQ_ERR_FAILED;
     }
     const bool all = hidden == VELQ_HIDDEN_ANY;
-    StoreSession session = openStore(deleteAllNumberRecords, pathFor(kind), nullptr, {VELQ_HERE});
-    beginWrite(session, {VELQ_HERE});
-    prepareStatement(session, statementFor(all ? allRows : rowsOfClass, kind), {VELQ_HERE});
+    StoreSession session = openStore(deleteAllNumberRecords, pathFor(kind));
+    prepareStatement(session, statementFor(all ? allRows : rowsOfClass, kind));
     if (!all) {
         bindInt(session, 1, hidden);
     }
-    stepToDone(session, {VELQ_HERE});
-    commitWrite(session, {VELQ_HERE});
-    return closeStore(session, {VELQ_HERE});
+    stepToDone(session);
+    return endStore(session);
 }
 
-static constexpr StoreOperation deleteNumberByUID = {
+static constexpr StoreOperation deleteNumberByUID({
+    .kind = StoreKind::write,
+    .rollsBack = true,
     .enter = debugLine("%s:%d\t**********Enter db_DeleteNumberByUID()!********\n"),
-    .failures = {{{errorLine("%s:%d\tError: VELQ_DSH_Open, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByUID()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByUID()!********\n")},
-                  {},
-                  {errorLine("%s:%d\tError: Sqlite BEGIN TRANSACTION\n"),
-                   errorLine("%s:%d\t**********Error: Leave db_DeleteNumberByUID()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Prepare, rc=%d\n", LogValue::zero),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByUID()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error: Leave db_DeleteNumberByUID()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Exec, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByUID()!********\n")}}},
+    .open = {errorLine("%s:%d\tError: VELQ_DSH_Open, rc=%d\n"),
+             errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByUID()!********\n")},
+    .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
+                    errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByUID()!********\n")},
+    .begin = {errorLine("%s:%d\tError: Sqlite BEGIN TRANSACTION\n"),
+              errorLine("%s:%d\t**********Error: Leave db_DeleteNumberByUID()!********\n")},
+    .prepare = {errorLine("%s:%d\tError: VELQ_DSH_Prepare, rc=%d\n", LogValue::zero),
+                errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByUID()!********\n")},
+    .step = {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
+             errorLine("%s:%d\t**********Error: Leave db_DeleteNumberByUID()!********\n")},
+    .commit = {errorLine("%s:%d\tError: VELQ_DSH_Exec, rc=%d\n"),
+               errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByUID()!********\n")},
     .done = debugLine("%s:%d\t**********OK: Leave db_DeleteNumberByUID()!********\n"),
-    .rollsBack = true};
-static_assert(hasTextsForExactly(deleteNumberByUID, {StorePhase::open, StorePhase::busyHandler, StorePhase::begin,
-                                                     StorePhase::prepare, StorePhase::step, StorePhase::commit}));
+});
 
-static constexpr StoreOperation deleteNumberByExtendID = {
+static constexpr StoreOperation deleteNumberByExtendID({
+    .kind = StoreKind::write,
+    .rollsBack = true,
     .enter = debugLine("%s:%d\t**********Enter db_DeleteNumberByExtendID()!********\n"),
-    .failures = {{{errorLine("%s:%d\tError: VELQ_DSH_Open, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByExtendID()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByExtendID()!********\n")},
-                  {},
-                  {errorLine("%s:%d\tError: Sqlite BEGIN TRANSACTION\n"),
-                   errorLine("%s:%d\t**********Error: Leave db_DeleteNumberByExtendID()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Prepare, rc=%d\n", LogValue::zero),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByExtendID()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error: Leave db_DeleteNumberByExtendID()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Exec, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByExtendID()!********\n")}}},
+    .open = {errorLine("%s:%d\tError: VELQ_DSH_Open, rc=%d\n"),
+             errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByExtendID()!********\n")},
+    .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
+                    errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByExtendID()!********\n")},
+    .begin = {errorLine("%s:%d\tError: Sqlite BEGIN TRANSACTION\n"),
+              errorLine("%s:%d\t**********Error: Leave db_DeleteNumberByExtendID()!********\n")},
+    .prepare = {errorLine("%s:%d\tError: VELQ_DSH_Prepare, rc=%d\n", LogValue::zero),
+                errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByExtendID()!********\n")},
+    .step = {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
+             errorLine("%s:%d\t**********Error: Leave db_DeleteNumberByExtendID()!********\n")},
+    .commit = {errorLine("%s:%d\tError: VELQ_DSH_Exec, rc=%d\n"),
+               errorLine("%s:%d\t**********Error:Leave db_DeleteNumberByExtendID()!********\n")},
     .done = debugLine("%s:%d\t**********OK: Leave db_DeleteNumberByExtendID()!********\n"),
-    .rollsBack = true};
-static_assert(hasTextsForExactly(deleteNumberByExtendID, {StorePhase::open, StorePhase::busyHandler, StorePhase::begin,
-                                                          StorePhase::prepare, StorePhase::step, StorePhase::commit}));
+});
 
 // Deletes the rows in which one integer column has a value.
 static int deleteByInteger(const StoreOperation &operation, const KindStatements &statements, std::int32_t value,
-                           std::int32_t kind, SourceLine where) noexcept
+                           std::int32_t kind) noexcept
 {
-    logStoreText(operation.enter, where, 0, nullptr);
+    logText(operation.texts.enter);
     if (!isUserList(kind)) {
         return VELQ_ERR_FAILED;
     }
-    StoreSession session = openStore(operation, pathFor(kind), nullptr, where);
-    beginWrite(session, where);
-    prepareStatement(session, statementFor(statements, kind), where);
+    StoreSession session = openStore(operation, pathFor(kind));
+    prepareStatement(session, statementFor(statements, kind));
     bindInt(session, 1, value);
-    stepToDone(session, where);
-    commitWrite(session, where);
-    return closeStore(session, where);
+    stepToDone(session);
+    return endStore(session);
 }
 
 int db_DeleteNumberByUID(std::int32_t uid, std::int32_t kind) noexcept
 {
     static constexpr KindStatements statements = {"DELETE FROM whiteList WHERE(uid = ?);",
                                                   "DELETE FROM blackList WHERE(uid = ?);", nullptr};
-    return deleteByInteger(deleteNumberByUID, statements, uid, kind, {VELQ_HERE});
+    return deleteByInteger(deleteNumberByUID, statements, uid, kind);
 }
 
 int db_DeleteNumberByExtendID(std::int32_t extendID, std::int32_t kind) noexcept
 {
     static constexpr KindStatements statements = {"DELETE FROM whiteList WHERE(extendID = ?);",
                                                   "DELETE FROM blackList WHERE(extendID = ?);", nullptr};
-    return deleteByInteger(deleteNumberByExtendID, statements, extendID, kind, {VELQ_HERE});
+    return deleteByInteger(deleteNumberByExtendID, statements, extendID, kind);
 }
 
-static constexpr StoreOperation addNumberList = {
+static constexpr StoreOperation addNumberList({
+    .kind = StoreKind::write,
+    .rollsBack = true,
     .enter = debugLine("%s:%d\t**********Enter db_AddNumberList()!********\n"),
-    .failures = {{{errorLine("%s:%d\tError:  Can not open db\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_AddNumberList()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_AddNumberList()!********\n")},
-                  {},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Exec, BEGIN TRANSACTION\n"),
-                   errorLine("%s:%d\t**********Error: Leave db_AddNumberList()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_AddNumberList()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error: Leave db_AddNumberList()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_AddNumberList()!********\n")}}},
+    .open = {errorLine("%s:%d\tError:  Can not open db\n"),
+             errorLine("%s:%d\t**********Error:Leave db_AddNumberList()!********\n")},
+    .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
+                    errorLine("%s:%d\t**********Error:Leave db_AddNumberList()!********\n")},
+    .begin = {errorLine("%s:%d\tError: VELQ_DSH_Exec, BEGIN TRANSACTION\n"),
+              errorLine("%s:%d\t**********Error: Leave db_AddNumberList()!********\n")},
+    .prepare = {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
+                errorLine("%s:%d\t**********Error:Leave db_AddNumberList()!********\n")},
+    .step = {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
+             errorLine("%s:%d\t**********Error: Leave db_AddNumberList()!********\n")},
+    .commit = {errorLine("%s:%d\tError: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=%d\n"),
+               errorLine("%s:%d\t**********Error:Leave db_AddNumberList()!********\n")},
     .done = debugLine("%s:%d\t**********OK: Leave db_AddNumberList()!********\n"),
-    .rollsBack = true};
-static_assert(hasTextsForExactly(addNumberList, {StorePhase::open, StorePhase::busyHandler, StorePhase::begin,
-                                                 StorePhase::prepare, StorePhase::step, StorePhase::commit}));
+});
 
 static bool areNodesValid(const NumberListNode *list) noexcept
 {
@@ -412,15 +367,15 @@ static void insertNode(StoreSession &session, const NumberListNode &node, std::i
     NumberEntry entry;
     convertEntry(&entry, node.number, node.name);
     reverseNumber(entry.number);
-    prepareStatement(session, sql, {VELQ_HERE});
+    prepareStatement(session, sql);
     bindEntry(session, hidden, entry.number, entry.name, node.extendID);
-    stepToDone(session, {VELQ_HERE});
+    stepToDone(session);
     finishStatement(session);
 }
 
 int db_AddNumberList(const NumberListNode *list, std::int32_t hidden, std::int32_t kind) noexcept
 {
-    logStoreText(addNumberList.enter, {VELQ_HERE}, 0, nullptr);
+    logText(addNumberList.texts.enter);
     if (!areNodesValid(list)) {
         logError("%s:%d\tError: no number given, or number or name too long\n", VELQ_HERE);
         return batchFailed;
@@ -431,116 +386,52 @@ int db_AddNumberList(const NumberListNode *list, std::int32_t hidden, std::int32
     if (!isUserList(kind)) {
         return batchFailed;
     }
-    StoreSession session = openStore(addNumberList, pathFor(kind), nullptr, {VELQ_HERE});
-    beginWrite(session, {VELQ_HERE});
-    for (const NumberListNode *node = list; node != nullptr && !session.hasFailed; node = node->next) {
+    StoreSession session = openStore(addNumberList, pathFor(kind));
+    for (const NumberListNode *node = list; node != nullptr && !hasFailed(session); node = node->next) {
         insertNode(session, *node, hidden, statementFor(insertStatements, kind));
     }
-    commitWrite(session, {VELQ_HERE});
-    if (closeStore(session, {VELQ_HERE}) == 0) {
+    if (endStore(session) == 0) {
         return 0;
     }
-    const bool isFull = session.failedPhase >= StorePhase::prepare && session.code == VELQ_DSH_FULL;
+    const bool hasBegun = session.failed == &StoreTexts::prepare || session.failed == &StoreTexts::step ||
+                          session.failed == &StoreTexts::commit;
+    const bool isFull = hasBegun && session.code == VELQ_DSH_FULL;
     return isFull ? batchDatabaseFull : batchFailed;
 }
 
 // ---- Reading
 
-// The stored key in display order as wide text; null when memory is out. No text reads as empty.
-static VELQ_WideChar *copyNumberColumn(VELQ_DSH_Statement *statement, int column) noexcept
-{
-    const auto *stored = reinterpret_cast<const char *>(VELQ_DSH_getText(statement, column));
-    char *number = duplicateText(stored != nullptr ? stored : "");
-    if (number == nullptr) {
-        return nullptr;
-    }
-    reverseNumber(number);
-    auto *wide = static_cast<VELQ_WideChar *>(allocateMemory((std::strlen(number) + 1) * sizeof(VELQ_WideChar)));
-    if (wide != nullptr) {
-        widenNumber(wide, number);
-    }
-    freeMemory(number);
-    return wide;
-}
+static constexpr StoreOperation getNumberList({
+    .kind = StoreKind::quietRead,
+    .open = {errorLine("%s:%d\tError: VELQ_DSH_Open, rc=%d\n"),
+             errorLine("%s:%d\t**********Error:Leave db_GetNumberList()!********\n")},
+    .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
+                    errorLine("%s:%d\t**********Error:Leave db_GetNumberList()!********\n")},
+    .prepare = {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
+                errorLine("%s:%d\t**********Error:Leave db_GetNumberList()!********\n")},
+});
 
-// The stored name up to its first zero unit, or up to the blob's end; null when memory is out.
-static VELQ_WideChar *copyNameColumn(VELQ_DSH_Statement *statement, int column) noexcept
-{
-    const auto *bytes = static_cast<const unsigned char *>(VELQ_DSH_getBlob(statement, column));
-    const auto units = static_cast<std::size_t>(VELQ_DSH_getBytes(statement, column)) / sizeof(VELQ_WideChar);
-    auto *name = static_cast<VELQ_WideChar *>(allocateMemory((units + 1) * sizeof(VELQ_WideChar)));
-    if (name == nullptr || bytes == nullptr) {
-        return name;
-    }
-    for (std::size_t i = 0; i < units; ++i) {
-        std::memcpy(&name[i], bytes + i * sizeof(VELQ_WideChar), sizeof(VELQ_WideChar));
-        if (name[i] == 0) {
-            break;
-        }
-    }
-    return name;
-}
-
-static constexpr StoreOperation getNumberList = {
-    .enter = {},
-    .failures = {{{errorLine("%s:%d\tError: VELQ_DSH_Open, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_GetNumberList()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_GetNumberList()!********\n")},
-                  {},
-                  {},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_GetNumberList()!********\n")},
-                  {},
-                  {}}},
-    .done = {},
-    .rollsBack = false};
-static_assert(hasTextsForExactly(getNumberList, {StorePhase::open, StorePhase::busyHandler, StorePhase::prepare}));
-
-static constexpr StoreOperation getNumberUIDList = {
-    .enter = {},
-    .failures = {{{errorLine("%s:%d\tError: VELQ_DSH_Open, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_GetNumberUIDList()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_GetNumberUIDList()!********\n")},
-                  {},
-                  {},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_GetNumberUIDList()!********\n")},
-                  {},
-                  {}}},
-    .done = {},
-    .rollsBack = false};
-static_assert(hasTextsForExactly(getNumberUIDList, {StorePhase::open, StorePhase::busyHandler, StorePhase::prepare}));
+static constexpr StoreOperation getNumberUIDList({
+    .kind = StoreKind::quietRead,
+    .open = {errorLine("%s:%d\tError: VELQ_DSH_Open, rc=%d\n"),
+             errorLine("%s:%d\t**********Error:Leave db_GetNumberUIDList()!********\n")},
+    .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
+                    errorLine("%s:%d\t**********Error:Leave db_GetNumberUIDList()!********\n")},
+    .prepare = {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
+                errorLine("%s:%d\t**********Error:Leave db_GetNumberUIDList()!********\n")},
+});
 
 // Opens a list for reading its rows, all or those of one `hidden` class.
 static StoreSession openList(const StoreOperation &operation, const KindStatements &allRows,
-                             const KindStatements &rowsOfClass, std::int32_t hidden, std::int32_t kind,
-                             SourceLine where) noexcept
+                             const KindStatements &rowsOfClass, std::int32_t hidden, std::int32_t kind) noexcept
 {
     const bool all = hidden == VELQ_HIDDEN_ANY;
-    StoreSession session = openStore(operation, pathFor(kind), nullptr, where);
-    prepareStatement(session, statementFor(all ? allRows : rowsOfClass, kind), where);
+    StoreSession session = openStore(operation, pathFor(kind));
+    prepareStatement(session, statementFor(all ? allRows : rowsOfClass, kind));
     if (!all) {
         bindInt(session, 1, hidden);
     }
     return session;
-}
-
-static NumberListNode *readNumberNode(VELQ_DSH_Statement *statement) noexcept
-{
-    auto *node = static_cast<NumberListNode *>(allocateMemory(sizeof(NumberListNode)));
-    if (node == nullptr) {
-        return nullptr;
-    }
-    node->number = copyNumberColumn(statement, 0);
-    node->name = copyNameColumn(statement, 1);
-    node->extendID = VELQ_DSH_getInt(statement, 2);
-    if (node->number == nullptr || node->name == nullptr) {
-        freeNumberList(node);
-        return nullptr;
-    }
-    return node;
 }
 
 int db_GetNumberList(NumberListNode **head, std::int32_t hidden, std::int32_t kind) noexcept
@@ -553,7 +444,7 @@ int db_GetNumberList(NumberListNode **head, std::int32_t hidden, std::int32_t ki
     if (!isFilter(hidden) || !isUserList(kind)) {
         return VELQ_ERR_FAILED;
     }
-    StoreSession session = openList(getNumberList, allRows, rowsOfClass, hidden, kind, {VELQ_HERE});
+    StoreSession session = openList(getNumberList, allRows, rowsOfClass, hidden, kind);
     NumberListNode **end = head;
     while (stepToRow(session)) {
         NumberListNode *node = readNumberNode(session.statement);
@@ -563,10 +454,10 @@ int db_GetNumberList(NumberListNode **head, std::int32_t hidden, std::int32_t ki
         *end = node;
         end = &node->next;
     }
-    if (!session.hasFailed && *head == nullptr) {
+    if (!hasFailed(session) && *head == nullptr) {
         logDebug("%s:%d\tNo  number  in DB!\n", VELQ_HERE);
     }
-    return closeStore(session, {VELQ_HERE});
+    return endStore(session);
 }
 
 int db_GetNumberUIDList(UIDListNode **head, std::int32_t hidden, std::int32_t kind) noexcept
@@ -577,7 +468,7 @@ int db_GetNumberUIDList(UIDListNode **head, std::int32_t hidden, std::int32_t ki
     if (!isFilter(hidden) || !isUserList(kind)) {
         return VELQ_ERR_FAILED;
     }
-    StoreSession session = openList(getNumberUIDList, allRows, rowsOfClass, hidden, kind, {VELQ_HERE});
+    StoreSession session = openList(getNumberUIDList, allRows, rowsOfClass, hidden, kind);
     UIDListNode **end = head;
     while (stepToRow(session)) {
         auto *node = static_cast<UIDListNode *>(allocateMemory(sizeof(UIDListNode)));
@@ -589,136 +480,83 @@ int db_GetNumberUIDList(UIDListNode **head, std::int32_t hidden, std::int32_t ki
         *end = node;
         end = &node->next;
     }
-    if (!session.hasFailed && *head == nullptr) {
+    if (!hasFailed(session) && *head == nullptr) {
         logDebug("%s:%d\tNo number  in DB!\n", VELQ_HERE);
     }
-    return closeStore(session, {VELQ_HERE});
+    return endStore(session);
 }
 
-static constexpr StoreOperation readNumberByUID = {
+static constexpr StoreOperation readNumberByUID({
+    .kind = StoreKind::read,
     .enter = debugLine("%s:%d\t**********Enter db_ReadNumberByUID()!********\n"),
-    .failures = {{{errorLine("%s:%d\tError: VELQ_DSH_Open, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_ReadNumberByUID()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_ReadNumberByUID()!********\n")},
-                  {},
-                  {},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Prepare, rc=%d\n", LogValue::zero),
-                   errorLine("%s:%d\t**********Error:Leave db_ReadNumberByUID()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
-                   debugLine("%s:%d\t**********Error:Leave db_ReadNumberByUID()!********\n")},
-                  {}}},
+    .open = {errorLine("%s:%d\tError: VELQ_DSH_Open, rc=%d\n"),
+             errorLine("%s:%d\t**********Error:Leave db_ReadNumberByUID()!********\n")},
+    .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
+                    errorLine("%s:%d\t**********Error:Leave db_ReadNumberByUID()!********\n")},
+    .prepare = {errorLine("%s:%d\tError: VELQ_DSH_Prepare, rc=%d\n", LogValue::zero),
+                errorLine("%s:%d\t**********Error:Leave db_ReadNumberByUID()!********\n")},
+    .step = {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
+             debugLine("%s:%d\t**********Error:Leave db_ReadNumberByUID()!********\n")},
     .done = debugLine("%s:%d\t**********OK:Leave db_ReadNumberByUID()!********\n"),
-    .rollsBack = false};
-static_assert(hasTextsForExactly(readNumberByUID,
-                                 {StorePhase::open, StorePhase::busyHandler, StorePhase::prepare, StorePhase::step}));
-
-// Sets both texts of the record or, when memory is out, none.
-static bool readNumberRecord(NumberRecord *record, VELQ_DSH_Statement *statement) noexcept
-{
-    NumberRecord read{copyNumberColumn(statement, 0), copyNameColumn(statement, 1)};
-    if (read.number == nullptr || read.name == nullptr) {
-        freeNumberRecord(&read);
-        return false;
-    }
-    *record = read;
-    return true;
-}
+});
 
 int db_ReadNumberByUID(NumberRecord *record, std::int32_t uid, std::int32_t kind) noexcept
 {
     static constexpr KindStatements statements = {"select number, name FROM whiteList WHERE(uid = ?);",
                                                   "select number, name FROM blackList WHERE(uid = ?);", nullptr};
-    logStoreText(readNumberByUID.enter, {VELQ_HERE}, 0, nullptr);
+    logText(readNumberByUID.texts.enter);
     if (!isUserList(kind)) {
         return VELQ_ERR_FAILED;
     }
-    StoreSession session = openStore(readNumberByUID, pathFor(kind), nullptr, {VELQ_HERE});
-    prepareStatement(session, statementFor(statements, kind), {VELQ_HERE});
+    StoreSession session = openStore(readNumberByUID, pathFor(kind));
+    prepareStatement(session, statementFor(statements, kind));
     bindInt(session, 1, uid);
-    if (stepToRowOrDone(session, {VELQ_HERE})) {
+    if (stepToRow(session)) {
         logDebug("%s:%d\t******** Found  number in store *********\n", VELQ_HERE);
         if (!readNumberRecord(record, session.statement)) {
-            failForMemory(session, {VELQ_HERE});
+            failForMemory(session);
         }
-    } else if (!session.hasFailed) {
+    } else if (!hasFailed(session)) {
         logDebug("%s:%d\t******** Not Found number in store *********\n", VELQ_HERE);
     }
-    return closeStore(session, {VELQ_HERE});
+    return endStore(session);
 }
 
-static constexpr StoreOperation getTotalCount = {
+static constexpr StoreOperation getTotalCount({
+    .kind = StoreKind::read,
     .enter = debugLine("%s:%d\t**********Enter db_GetTotalCount()!********\n"),
-    .failures = {{{errorLine("%s:%d\tError: VELQ_DSH_Open, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_GetTotalCount()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_GetTotalCount()!********\n")},
-                  {},
-                  {},
-                  {debugLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_GetTotalCount()!********\n")},
-                  {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
-                   errorLine("%s:%d\t**********Error:Leave db_GetTotalCount()!********\n")},
-                  {}}},
+    .open = {errorLine("%s:%d\tError: VELQ_DSH_Open, rc=%d\n"),
+             errorLine("%s:%d\t**********Error:Leave db_GetTotalCount()!********\n")},
+    .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
+                    errorLine("%s:%d\t**********Error:Leave db_GetTotalCount()!********\n")},
+    .prepare = {debugLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
+                errorLine("%s:%d\t**********Error:Leave db_GetTotalCount()!********\n")},
+    .step = {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
+             errorLine("%s:%d\t**********Error:Leave db_GetTotalCount()!********\n")},
     .done = debugLine("%s:%d\t**********OK: Leave db_GetTotalCount()!********\n"),
-    .rollsBack = false};
-static_assert(hasTextsForExactly(getTotalCount,
-                                 {StorePhase::open, StorePhase::busyHandler, StorePhase::prepare, StorePhase::step}));
+});
 
 int db_GetTotalCount(std::int32_t *count, std::int32_t kind) noexcept
 {
-    // Kind 3 counts a message store that this release has no file for, so opening it fails.
-    constexpr std::int32_t messageStore = 3;
-    static constexpr KindStatements statements = {
-        "SELECT COUNT(uid) FROM whiteList;", "SELECT COUNT(uid) FROM blackList;", "SELECT COUNT(msgID) FROM spams;"};
-    logStoreText(getTotalCount.enter, {VELQ_HERE}, 0, nullptr);
-    const char *sql = statementFor(statements, kind);
-    if (sql == nullptr) {
+    static constexpr KindStatements lists = {"SELECT COUNT(uid) FROM whiteList;", "SELECT COUNT(uid) FROM blackList;",
+                                             nullptr};
+    logText(getTotalCount.texts.enter);
+    const bool messages = kind == countOfMessages;
+    if (!messages && !isUserList(kind)) {
         return VELQ_ERR_FAILED;
     }
-    StoreSession session =
-        openStore(getTotalCount, kind == messageStore ? nullptr : pathFor(kind), nullptr, {VELQ_HERE});
-    prepareStatement(session, sql, {VELQ_HERE});
-    if (stepToRowOrDone(session, {VELQ_HERE})) {
+    // This release has no file for messages, so opening it fails.
+    StoreSession session = openStore(getTotalCount, messages ? nullptr : pathFor(kind));
+    prepareStatement(session, messages ? "SELECT COUNT(msgID) FROM spams;" : statementFor(lists, kind));
+    if (stepToRow(session)) {
         logDebug("%s:%d\t******** OK: SELECT COUNT *********\n", VELQ_HERE);
         *count = VELQ_DSH_getInt(session.statement, 0);
         logDebug("%s:%d\t******** count=%d *********\n", VELQ_HERE, *count);
-    } else if (!session.hasFailed) {
+    } else if (!hasFailed(session)) {
         logDebug("%s:%d\t******** Not Found : SELECT COUNT *********\n", VELQ_HERE);
         *count = 0;
     }
-    return closeStore(session, {VELQ_HERE});
-}
-
-void freeNumberList(NumberListNode *list) noexcept
-{
-    while (list != nullptr) {
-        NumberListNode *next = list->next;
-        freeMemory(list->name);
-        freeMemory(list->number);
-        freeMemory(list);
-        list = next;
-    }
-}
-
-void freeUIDList(UIDListNode *list) noexcept
-{
-    while (list != nullptr) {
-        UIDListNode *next = list->next;
-        freeMemory(list);
-        list = next;
-    }
-}
-
-void freeNumberRecord(NumberRecord *record) noexcept
-{
-    if (record == nullptr) {
-        return;
-    }
-    freeMemory(record->name);
-    record->name = nullptr;
-    freeMemory(record->number);
-    record->number = nullptr;
+    return endStore(session);
 }
 
 // ---- Training

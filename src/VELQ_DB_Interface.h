@@ -5,6 +5,7 @@
 #ifndef VELQ_DB_INTERFACE_H
 #define VELQ_DB_INTERFACE_H
 
+#include "VELQ_Number_Records.h"
 #include "VELQ_Util.h"
 
 #include <cstdint>
@@ -16,13 +17,7 @@ inline constexpr std::int32_t batchDatabaseFull = VELQ_ERR_DATABASE_FULL;
 inline constexpr std::int32_t batchFailed = VELQ_ERR_BATCH_FAILED;
 inline constexpr std::int32_t batchBadArgument = VELQ_ERR_BATCH_ARGUMENT;
 
-// A record of the interface in the form in which the lists take it, not yet reversed.
-struct NumberEntry {
-    char number[VELQ_MAX_NUMBER_LENGTH + 1];
-    VELQ_WideChar name[VELQ_MAX_NAME_LENGTH + 1];
-};
-
-// 0, or -2 with an error line for a null record or number and for texts beyond the limits.
+// convertEntry of a record. 0, or -2 with an error line, also for a null record.
 int convertNumberRecord(NumberEntry *entry, const NumberRecord *record) noexcept;
 
 // ---- Lookup (kinds 1 and 2). `number` is narrow and already reversed. 0 with *found set, or -2.
@@ -49,16 +44,14 @@ int db_AddNumberList(const NumberListNode *list, std::int32_t hidden, std::int32
 int db_GetNumberList(NumberListNode **head, std::int32_t hidden, std::int32_t kind) noexcept;
 int db_GetNumberUIDList(UIDListNode **head, std::int32_t hidden, std::int32_t kind) noexcept;
 int db_ReadNumberByUID(NumberRecord *record, std::int32_t uid, std::int32_t kind) noexcept;
+// Takes one kind more, the messages.
+inline constexpr std::int32_t countOfMessages = 3;
 int db_GetTotalCount(std::int32_t *count, std::int32_t kind) noexcept;
-
-void freeNumberList(NumberListNode *list) noexcept;
-void freeUIDList(UIDListNode *list) noexcept;
-void freeNumberRecord(NumberRecord *record) noexcept;
 
 // ---- Training
 
-// Filters, segments and registers one body. `operation`: 0 add as spam, 1 add as ham, 2 remove from spam, 3 remove from
-// ham. 0, also when the register step failed, or -2 when segmentation failed.
+// Filters, segments and registers one body; `operation` is a TrainingOperation. 0, also when the register step failed,
+// or -2 when segmentation failed.
 int registerMsg(std::uint32_t operation, const VELQ_WideChar *body) noexcept;
 
 #endif

@@ -4,19 +4,6 @@
 
 #include <cstring>
 
-void logStoreText(const StoreLogText &text, SourceLine where, int code, const char *path) noexcept
-{
-    if (text.level == LogLevel::none) {
-        return;
-    }
-    const auto write = text.level == LogLevel::error ? logError : logDebug;
-    if (text.value == LogValue::path) {
-        write(text.format, where.file, where.line, path);
-    } else {
-        write(text.format, where.file, where.line, text.value == LogValue::zero ? 0 : code);
-    }
-}
-
 static void closeConnection(StoreSession &session) noexcept
 {
     if (!session.isKeptOpen) {
@@ -25,141 +12,123 @@ static void closeConnection(StoreSession &session) noexcept
     session.connection = nullptr;
 }
 
-// Cleans up after a failed phase and logs it. The first failure's code is the one that is kept.
-static void failSession(StoreSession &session, StorePhase phase, SourceLine where) noexcept
+// Cleans up after a failed step and logs it. The first failure's code is the one that is kept.
+static void failSession(StoreSession &session, StoreStep step) noexcept
 {
-    const StoreOperation &operation = *session.operation;
-    session.hasFailed = true;
-    session.failedPhase = phase;
+    session.failed = step;
     finishStatement(session);
-    if (operation.rollsBack && phase >= StorePhase::step) {
-        VELQ_DSH_Exec(session.connection, rollbackTransaction, nullptr, nullptr, nullptr);
+    if (session.texts->rollsBack && (step == &StoreTexts::step || step == &StoreTexts::commit)) {
+        executeSql(session.connection, rollbackTransaction);
     }
     closeConnection(session);
-    const StoreFailureTexts &texts = operation.failures[static_cast<std::size_t>(phase)];
-    logStoreText(texts.cause, where, session.code, session.path);
-    logStoreText(texts.leave, where, session.code, session.path);
+    logFailure(session.texts->*step, session.code, session.path);
 }
 
-StoreSession openStore(const StoreOperation &operation, const char *path, VELQ_DSH_Connection *keptOpen,
-                       SourceLine where) noexcept
+static void connectOrFail(StoreSession &session, VELQ_DSH_Connection *keptOpen) noexcept
+{
+    const ConnectResult result = connectDatabase(session.path, keptOpen, &session.connection);
+    session.code = result.code;
+    if (result.reached != ConnectStep::connected) {
+        failSession(session, result.reached == ConnectStep::open ? &StoreTexts::open : &StoreTexts::busyHandler);
+    }
+}
+
+static void registerLike(StoreSession &session) noexcept
+{
+    if (hasFailed(session) || session.texts->like == nullptr) {
+        return;
+    }
+    constexpr int arguments = 2;
+    session.code = VELQ_DSH_makeUserHand(session.connection, "like", arguments, VELQ_DSH_ANY_TEXT, session.connection,
+                                         session.texts->like, nullptr, nullptr);
+    if (session.code != VELQ_DSH_OK) {
+        failSession(session, &StoreTexts::registerLike);
+    }
+}
+
+// Runs a transaction statement; reads have none.
+static void executeOrFail(StoreSession &session, const char *sql, StoreStep step) noexcept
+{
+    if (hasFailed(session) || session.texts->kind != StoreKind::write) {
+        return;
+    }
+    session.code = executeSql(session.connection, sql);
+    if (session.code != VELQ_DSH_OK) {
+        failSession(session, step);
+    }
+}
+
+StoreSession openStore(const StoreOperation &operation, const char *path, VELQ_DSH_Connection *keptOpen) noexcept
 {
     StoreSession session{};
-    session.operation = &operation;
+    session.texts = &operation.texts;
     session.path = path;
-    session.connection = keptOpen;
     session.isKeptOpen = keptOpen != nullptr;
-    if (!session.isKeptOpen) {
-        session.code = openDatabase(path, &session.connection);
-        if (session.code != VELQ_DSH_OK) {
-            failSession(session, StorePhase::open, where);
-            return session;
-        }
-    }
-    session.code = VELQ_DSH_busyHandler(session.connection, sqliteBusyHandler, nullptr);
-    if (session.code != VELQ_DSH_OK) {
-        failSession(session, StorePhase::busyHandler, where);
-    }
+    connectOrFail(session, keptOpen);
+    registerLike(session);
+    executeOrFail(session, beginImmediate, &StoreTexts::begin);
     return session;
 }
 
-void registerLike(StoreSession &session, VELQ_DSH_Function function, SourceLine where) noexcept
+void prepareStatement(StoreSession &session, const char *sql) noexcept
 {
-    if (session.hasFailed) {
+    if (hasFailed(session)) {
         return;
     }
-    session.code = VELQ_DSH_makeUserHand(session.connection, "like", 2, VELQ_DSH_ANY_TEXT, session.connection, function,
-                                         nullptr, nullptr);
+    session.code = prepareSql(session.connection, sql, &session.statement);
     if (session.code != VELQ_DSH_OK) {
-        failSession(session, StorePhase::matcher, where);
-    }
-}
-
-static void executeOrFail(StoreSession &session, const char *sql, StorePhase phase, SourceLine where) noexcept
-{
-    if (session.hasFailed) {
-        return;
-    }
-    session.code = VELQ_DSH_Exec(session.connection, sql, nullptr, nullptr, nullptr);
-    if (session.code != VELQ_DSH_OK) {
-        failSession(session, phase, where);
-    }
-}
-
-void beginWrite(StoreSession &session, SourceLine where) noexcept
-{
-    executeOrFail(session, beginImmediate, StorePhase::begin, where);
-}
-
-void commitWrite(StoreSession &session, SourceLine where) noexcept
-{
-    executeOrFail(session, commitTransaction, StorePhase::commit, where);
-}
-
-void prepareStatement(StoreSession &session, const char *sql, SourceLine where) noexcept
-{
-    if (session.hasFailed) {
-        return;
-    }
-    const char *tail = nullptr;
-    session.code =
-        VELQ_DSH_Prepare(session.connection, sql, static_cast<int>(std::strlen(sql)), &session.statement, &tail);
-    if (session.code != VELQ_DSH_OK) {
-        failSession(session, StorePhase::prepare, where);
+        failSession(session, &StoreTexts::prepare);
     }
 }
 
 void bindInt(StoreSession &session, int index, int value) noexcept
 {
-    if (!session.hasFailed) {
+    if (!hasFailed(session)) {
         VELQ_DSH_mapInt(session.statement, index, value);
     }
 }
 
 void bindText(StoreSession &session, int index, const char *text) noexcept
 {
-    if (!session.hasFailed) {
+    if (!hasFailed(session)) {
         VELQ_DSH_mapText(session.statement, index, text, static_cast<int>(std::strlen(text)) + 1, nullptr);
     }
 }
 
 void bindBlob(StoreSession &session, int index, const void *bytes, std::size_t count) noexcept
 {
-    if (!session.hasFailed) {
+    if (!hasFailed(session)) {
         VELQ_DSH_mapBlob(session.statement, index, bytes, static_cast<int>(count), nullptr);
     }
 }
 
 bool stepToRow(StoreSession &session) noexcept
 {
-    if (session.hasFailed) {
+    if (hasFailed(session)) {
         return false;
     }
     session.code = VELQ_DSH_doNext(session.statement);
+    if (session.code != VELQ_DSH_ROW && session.code != VELQ_DSH_DONE && session.texts->kind != StoreKind::quietRead) {
+        failSession(session, &StoreTexts::step);
+    }
     return session.code == VELQ_DSH_ROW;
 }
 
-bool stepToRowOrDone(StoreSession &session, SourceLine where) noexcept
+void stepToDone(StoreSession &session) noexcept
 {
-    const bool row = stepToRow(session);
-    if (!session.hasFailed && !row && session.code != VELQ_DSH_DONE) {
-        failSession(session, StorePhase::step, where);
+    if (hasFailed(session)) {
+        return;
     }
-    return row;
-}
-
-void stepToDone(StoreSession &session, SourceLine where) noexcept
-{
-    stepToRow(session);
-    if (!session.hasFailed && session.code != VELQ_DSH_DONE) {
-        failSession(session, StorePhase::step, where);
+    session.code = VELQ_DSH_doNext(session.statement);
+    if (session.code != VELQ_DSH_DONE) {
+        failSession(session, &StoreTexts::step);
     }
 }
 
-void failForMemory(StoreSession &session, SourceLine where) noexcept
+void failForMemory(StoreSession &session) noexcept
 {
     session.code = VELQ_DSH_NOMEM;
-    failSession(session, StorePhase::step, where);
+    failSession(session, &StoreTexts::step);
 }
 
 void finishStatement(StoreSession &session) noexcept
@@ -168,128 +137,14 @@ void finishStatement(StoreSession &session) noexcept
     session.statement = nullptr;
 }
 
-int closeStore(StoreSession &session, SourceLine where) noexcept
+int endStore(StoreSession &session) noexcept
 {
-    if (session.hasFailed) {
+    executeOrFail(session, commitTransaction, &StoreTexts::commit);
+    if (hasFailed(session)) {
         return VELQ_ERR_FAILED;
     }
     finishStatement(session);
     closeConnection(session);
-    logStoreText(session.operation->done, where, session.code, session.path);
+    logText(session.texts->done, session.code, session.path);
     return 0;
-}
-
-// ---- Merging an update file into a store
-
-static void closeMerge(MergeSession &merge) noexcept
-{
-    for (VELQ_DSH_Statement *statement :
-         {merge.rows, merge.statements.lookup, merge.statements.insert, merge.statements.update}) {
-        VELQ_DSH_Fini(statement);
-    }
-    VELQ_DSH_Close(merge.target);
-    VELQ_DSH_Close(merge.update);
-    merge.isOpen = false;
-}
-
-// Opens one of the two files and installs the busy handler on it.
-static bool openMergeFile(const char *path, VELQ_DSH_Connection *&connection, const StoreFailureTexts &openFailed,
-                          const StoreFailureTexts &busyHandlerFailed, SourceLine where) noexcept
-{
-    const StoreFailureTexts *failure = nullptr;
-    int code = openDatabase(path, &connection);
-    if (code != VELQ_DSH_OK) {
-        failure = &openFailed;
-    } else {
-        code = VELQ_DSH_busyHandler(connection, sqliteBusyHandler, nullptr);
-        failure = code != VELQ_DSH_OK ? &busyHandlerFailed : nullptr;
-    }
-    if (failure == nullptr) {
-        return true;
-    }
-    logStoreText(failure->cause, where, code, path);
-    logStoreText(failure->leave, where, code, path);
-    return false;
-}
-
-MergeSession openMerge(const MergeOperation &operation, const char *targetPath, const char *updatePath,
-                       SourceLine where) noexcept
-{
-    MergeSession merge{};
-    merge.operation = &operation;
-    logStoreText(operation.enter, where, 0, targetPath);
-    if (!openMergeFile(updatePath, merge.update, operation.openUpdate, operation.busyHandlerOfUpdate, where) ||
-        !openMergeFile(targetPath, merge.target, operation.openTarget, operation.busyHandlerOfTarget, where)) {
-        merge.isUnreachable = true;
-        closeMerge(merge);
-        return merge;
-    }
-    const int code = VELQ_DSH_Exec(merge.target, beginImmediate, nullptr, nullptr, nullptr);
-    if (code != VELQ_DSH_OK) {
-        logStoreText(operation.beginFailed, where, code, targetPath);
-        VELQ_DSH_Exec(merge.target, commitTransaction, nullptr, nullptr, nullptr);
-        closeMerge(merge);
-        return merge;
-    }
-    merge.isOpen = true;
-    return merge;
-}
-
-static bool succeeded(const MergeSession &merge) noexcept
-{
-    return merge.code == VELQ_DSH_OK || merge.code == VELQ_DSH_DONE;
-}
-
-bool nextMergeRow(MergeSession &merge, SourceLine where) noexcept
-{
-    if (!merge.isOpen || (!succeeded(merge) && merge.code != VELQ_DSH_ROW)) {
-        return false;
-    }
-    if (merge.rows == nullptr) {
-        const char *sql = merge.operation->selectRows;
-        const char *tail = nullptr;
-        merge.code = VELQ_DSH_Prepare(merge.update, sql, static_cast<int>(std::strlen(sql)), &merge.rows, &tail);
-        if (merge.code != VELQ_DSH_OK) {
-            logStoreText(merge.operation->prepareFailed, where, merge.code, nullptr);
-            return false;
-        }
-    }
-    return VELQ_DSH_doNext(merge.rows) == VELQ_DSH_ROW;
-}
-
-bool prepareMergeStatement(MergeSession &merge, VELQ_DSH_Statement *&statement, const char *sql,
-                           const StoreLogText &failure, SourceLine where) noexcept
-{
-    if (statement != nullptr) {
-        return true;
-    }
-    const char *tail = nullptr;
-    merge.code = VELQ_DSH_Prepare(merge.target, sql, static_cast<int>(std::strlen(sql)), &statement, &tail);
-    if (merge.code != VELQ_DSH_OK) {
-        logStoreText(failure, where, merge.code, nullptr);
-    }
-    return merge.code == VELQ_DSH_OK;
-}
-
-void rejectMergeRow(MergeSession &merge, const char *format, SourceLine where) noexcept
-{
-    merge.code = VELQ_ERR_FAILED;
-    logStoreText(errorLine(format), where, merge.code, nullptr);
-}
-
-int endMerge(MergeSession &merge, SourceLine where) noexcept
-{
-    if (merge.isUnreachable) {
-        return VELQ_ERR_FAILED;
-    }
-    const bool isGood = succeeded(merge);
-    if (merge.isOpen) {
-        // The update file is done with before the transaction on the target ends.
-        VELQ_DSH_Fini(merge.rows);
-        merge.rows = nullptr;
-        VELQ_DSH_Exec(merge.target, isGood ? commitTransaction : rollbackTransaction, nullptr, nullptr, nullptr);
-        closeMerge(merge);
-    }
-    logStoreText(isGood ? merge.operation->done : merge.operation->failed, where, merge.code, nullptr);
-    return isGood ? 0 : VELQ_ERR_FAILED;
 }

@@ -2,10 +2,12 @@
 // and stop of the engine stand here too.
 #include "VELQ_Interface.h"
 
+#include "VELQ_DB_Connection.h"
 #include "VELQ_DB_Interface.h"
 #include "VELQ_Rating_Manager.h"
 #include "VELQ_Update.h"
 #include "VELQ_Util.h"
+#include "bfilter/VELQ_BFilter_Register.h"
 #include "velq.h"
 
 // ---- Start and stop
@@ -171,8 +173,8 @@ int32_t VELQ_SetMsgAsHam(const VELQ_WideChar *body, const VELQ_WideChar *number)
     if (refusal != 0) {
         return refusal;
     }
-    registerMsg(2, body);
-    registerMsg(1, body);
+    registerMsg(UNREGISTER_SPAM, body);
+    registerMsg(REGISTER_HAM, body);
     const NumberRecord record{const_cast<VELQ_WideChar *>(number), nullptr}; // only read
     return removeNumber(&record, NUMBER_LIST_BLACK);
 }
@@ -183,8 +185,8 @@ int32_t VELQ_SetMsgAsSpam(const VELQ_WideChar *body) noexcept
     if (refusal != 0) {
         return refusal;
     }
-    registerMsg(3, body);
-    return registerMsg(0, body);
+    registerMsg(UNREGISTER_HAM, body);
+    return registerMsg(REGISTER_SPAM, body);
 }
 
 // ---- Editing the number lists

@@ -85,20 +85,32 @@ static int db_MergeDiff2RuleTable(const char *, const char *) noexcept
 struct UpdateStep {
     std::int32_t command;
     int (*merge)(const char *store, const char *update) noexcept;
-    const char *merged;
-    const char *recordFailed;
-    const char *recorded;
+    LogText merged;
+    LogText recordFailed;
+    LogText recorded;
 };
 
 static constexpr UpdateStep probabilityStep = {
-    VELQ_DATA_PROBABILITY, db_MergeDiff2ProbTable, "%s:%d\tOK: db_MergeDiff2ProbTable Success!\n",
-    "%s:%d\tError: db_UpdateVersion  (prob.bin) \n", "%s:%d\tOK: db_UpdateVersion (prob.bin) Success!\n"};
+    .command = VELQ_DATA_PROBABILITY,
+    .merge = db_MergeDiff2ProbTable,
+    .merged = debugLine("%s:%d\tOK: db_MergeDiff2ProbTable Success!\n"),
+    .recordFailed = errorLine("%s:%d\tError: db_UpdateVersion  (prob.bin) \n"),
+    .recorded = debugLine("%s:%d\tOK: db_UpdateVersion (prob.bin) Success!\n"),
+};
 static constexpr UpdateStep whiteNumberStep = {
-    VELQ_DATA_WHITE_NUMBERS, db_MergeDiff2WnTable, "%s:%d\tOK: db_MergeDiff2WnTable Success!\n",
-    "%s:%d\tError: db_UpdateVersion  (prob.bin) \n", "%s:%d\tOK: db_UpdateVersion  (prob.bin)  Success!\n"};
+    .command = VELQ_DATA_WHITE_NUMBERS,
+    .merge = db_MergeDiff2WnTable,
+    .merged = debugLine("%s:%d\tOK: db_MergeDiff2WnTable Success!\n"),
+    .recordFailed = errorLine("%s:%d\tError: db_UpdateVersion  (prob.bin) \n"),
+    .recorded = debugLine("%s:%d\tOK: db_UpdateVersion  (prob.bin)  Success!\n"),
+};
 static constexpr UpdateStep ruleStep = {
-    VELQ_DATA_RULES, db_MergeDiff2RuleTable, "%s:%d\tOK: db_MergeDiff2RuleTable Success!\n",
-    "%s:%d\tError: db_UpdateVersion  (ru.bin) \n", "%s:%d\tOK: db_UpdateVersion  (ru.bin)  Success!\n"};
+    .command = VELQ_DATA_RULES,
+    .merge = db_MergeDiff2RuleTable,
+    .merged = debugLine("%s:%d\tOK: db_MergeDiff2RuleTable Success!\n"),
+    .recordFailed = errorLine("%s:%d\tError: db_UpdateVersion  (ru.bin) \n"),
+    .recorded = debugLine("%s:%d\tOK: db_UpdateVersion  (ru.bin)  Success!\n"),
+};
 
 static int mergeAndRecord(const UpdateStep &step, const char *store, const char *update, std::int32_t version) noexcept
 {
@@ -106,14 +118,10 @@ static int mergeAndRecord(const UpdateStep &step, const char *store, const char 
     if (result != 0) {
         return result;
     }
-    logDebug(step.merged, VELQ_HERE);
+    logText(step.merged);
     const VersionRecord record{step.command, version};
     result = db_UpdateVersion(&record);
-    if (result != 0) {
-        logError(step.recordFailed, VELQ_HERE);
-    } else {
-        logDebug(step.recorded, VELQ_HERE);
-    }
+    logText(result != 0 ? step.recordFailed : step.recorded);
     return result;
 }
 
@@ -149,64 +157,57 @@ int updateAllData(std::int32_t probVersion, std::int32_t wnVersion) noexcept
 
 // ---- Version records
 
-static constexpr StoreOperation getCurrentVersion = {
+static constexpr StoreOperation getCurrentVersion({
+    .kind = StoreKind::quietRead,
     .enter = debugLine("%s:%d\t**********Enter db_GetCurrentVersion!********\n"),
-    .failures = {{{errorLine("%s:%d\tError: VELQ_DSH_Open, rc=%d\n"), {}},
-                  {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"), {}},
-                  {},
-                  {},
-                  {debugLine("%s:%d\tError: VELQ_DSH_Prepare\n"), {}},
-                  {},
-                  {}}},
+    .open = {errorLine("%s:%d\tError: VELQ_DSH_Open, rc=%d\n")},
+    .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n")},
+    .prepare = {debugLine("%s:%d\tError: VELQ_DSH_Prepare\n")},
     .done = debugLine("%s:%d\t**********OK: Leave db_GetCurrentVersion!********\n"),
-    .rollsBack = false};
-static_assert(hasTextsForExactly(getCurrentVersion, {StorePhase::open, StorePhase::busyHandler, StorePhase::prepare}));
+});
 
-static constexpr StoreOperation updateVersion = {
+static constexpr StoreOperation updateVersion({
+    .kind = StoreKind::write,
+    .rollsBack = true,
     .enter = debugLine("%s:%d\t**********Enter db_UpdateVersion!********\n"),
-    .failures = {{{debugLine("%s:%d\tError: VELQ_DSH_Open, %s\n", LogValue::path), {}},
-                  {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"), {}},
-                  {},
-                  {debugLine("%s:%d\tError: Sqlite BEGIN TRANSACTION\n"), {}},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"), {}},
-                  {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"), {}},
-                  {errorLine("%s:%d\tError: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=%d\n"), {}}}},
+    .open = {debugLine("%s:%d\tError: VELQ_DSH_Open, %s\n", LogValue::path)},
+    .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n")},
+    .begin = {debugLine("%s:%d\tError: Sqlite BEGIN TRANSACTION\n")},
+    .prepare = {errorLine("%s:%d\tError: VELQ_DSH_Prepare\n")},
+    .step = {errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n")},
+    .commit = {errorLine("%s:%d\tError: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=%d\n")},
     .done = debugLine("%s:%d\t**********OK: Leave db_UpdateVersion!********\n"),
-    .rollsBack = true};
-static_assert(hasTextsForExactly(updateVersion, {StorePhase::open, StorePhase::busyHandler, StorePhase::begin,
-                                                 StorePhase::prepare, StorePhase::step, StorePhase::commit}));
+});
 
 static constexpr std::size_t sqlCapacity = 512;
 
 int db_GetCurrentVersion(VersionRecord *record) noexcept
 {
-    logStoreText(getCurrentVersion.enter, {VELQ_HERE}, 0, nullptr);
-    StoreSession session = openStore(getCurrentVersion, engineState.versionPath, nullptr, {VELQ_HERE});
+    logText(getCurrentVersion.texts.enter);
+    StoreSession session = openStore(getCurrentVersion, engineState.versionPath);
     char sql[sqlCapacity]{};
     std::snprintf(sql, sizeof sql, "select command, version FROM versionTable where command=%d;", record->command);
-    prepareStatement(session, sql, {VELQ_HERE});
+    prepareStatement(session, sql);
     if (stepToRow(session)) {
         record->command = VELQ_DSH_getInt(session.statement, 0);
         record->version = VELQ_DSH_getInt(session.statement, 1);
         logDebug("%s:%d\t command = %d\n", VELQ_HERE, record->command);
         logDebug("%s:%d\t version = %d\n", VELQ_HERE, record->version);
-    } else if (!session.hasFailed) { // a failed step is treated like a missing row
+    } else if (!hasFailed(session)) { // a failed step is treated like a missing row
         record->version = 0;
         logDebug("%s:%d\tThere's no version record about this command(%d)\n", VELQ_HERE, record->command);
     }
-    return closeStore(session, {VELQ_HERE});
+    return endStore(session);
 }
 
 int db_UpdateVersion(const VersionRecord *record) noexcept
 {
-    logStoreText(updateVersion.enter, {VELQ_HERE}, 0, nullptr);
-    StoreSession session = openStore(updateVersion, engineState.versionPath, nullptr, {VELQ_HERE});
-    beginWrite(session, {VELQ_HERE});
+    logText(updateVersion.texts.enter);
+    StoreSession session = openStore(updateVersion, engineState.versionPath);
     char sql[sqlCapacity]{};
     std::snprintf(sql, sizeof sql, "UPDATE versionTable SET command=%d, version=%d WHERE command=%d;", record->command,
                   record->version, record->command);
-    prepareStatement(session, sql, {VELQ_HERE});
-    stepToDone(session, {VELQ_HERE});
-    commitWrite(session, {VELQ_HERE});
-    return closeStore(session, {VELQ_HERE});
+    prepareStatement(session, sql);
+    stepToDone(session);
+    return endStore(session);
 }

@@ -253,22 +253,7 @@ int fileExists(std::uint8_t *exists, const char *path) noexcept
     return 0;
 }
 
-// ---- Databases
-
-int openDatabase(const char *path, VELQ_DSH_Connection **connection) noexcept
-{
-    *connection = nullptr;
-    if (path == nullptr) {
-        return VELQ_DSH_CANTOPEN;
-    }
-    char *native = platformCalls.databasePath(path);
-    if (native == nullptr) {
-        return VELQ_DSH_CANTOPEN;
-    }
-    const int code = VELQ_DSH_Open(native, connection);
-    freeMemory(native);
-    return code;
-}
+// ---- The busy rule
 
 int sqliteBusyHandler(void *, int count) noexcept
 {

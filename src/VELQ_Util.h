@@ -4,7 +4,7 @@
 #define VELQ_UTIL_H
 
 #include "VELQ_DSH.h"
-#include "bfilter/VELQ_BFilter_Word.h"
+#include "VELQ_Word.h"
 #include "platform/platform.h"
 #include "velq.h"
 
@@ -74,12 +74,9 @@ int checkDBFiles(const VELQ_WideChar *programDir) noexcept;
 // Sets `*exists`; returns 0 always. `path` is in the OEM code page.
 int fileExists(std::uint8_t *exists, const char *path) noexcept;
 
-// ---- Databases
+// ---- The busy rule
 
-// Opens the file of a path as the engine builds it. `*connection` must be closed also after a failure. A null path
-// cannot be opened.
-int openDatabase(const char *path, VELQ_DSH_Connection **connection) noexcept;
-// The busy rule of every connection: five retries, 50 milliseconds apart.
+// The busy handler of every connection on which an operation runs: five retries, 50 milliseconds apart.
 int sqliteBusyHandler(void *argument, int count) noexcept;
 
 // ---- Text and numbers

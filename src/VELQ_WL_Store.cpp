@@ -2,27 +2,33 @@
 // own.
 #include "VELQ_WL_Store.h"
 
-#include "VELQ_DB_Operation.h"
+#include "VELQ_DB_Merge.h"
 #include "VELQ_Util.h"
 #include "bfilter/VELQ_BFilter_DataStore.h"
 
 #include <cstring>
 
-static constexpr MergeOperation probabilityMerge = {
+static constexpr MergeOperation probabilityMerge({
     .enter = debugLine("%s:%d\t**********Enter db_MergeDiff2ProbTable()!********\n"),
-    .openUpdate = {debugLine("%s:%d\tError:  Can not open db\n"), {}},
-    .busyHandlerOfUpdate = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
+    .openSource = {debugLine("%s:%d\tError:  Can not open db\n")},
+    .busyHandlerOfSource = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
                             errorLine("%s:%d\t**********Error:Leave db_MergeDiff2ProbTable()!********\n")},
-    .openTarget = {errorLine("%s:%d\tError:  Can not open db\n"), {}},
+    .openTarget = {errorLine("%s:%d\tError:  Can not open db\n")},
     .busyHandlerOfTarget = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
                             errorLine("%s:%d\t**********Error:Leave db_MergeDiff2ProbTable()!********\n")},
-    .beginFailed = debugLine("%s:%d\tError: VELQ_DSH_Exec, BEGIN TRANSACTION\n"),
-    .prepareFailed = errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
-    .prepareInsertFailed = debugLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
-    .stepFailed = errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
+    .begin = debugLine("%s:%d\tError: VELQ_DSH_Exec, BEGIN TRANSACTION\n"),
+    .rows = {.sql = "select key, value FROM diffProbTable;", .prepare = errorLine("%s:%d\tError: VELQ_DSH_Prepare\n")},
+    .lookup = {.sql = "select value FROM velqTable WHERE (key=?);",
+               .prepare = errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
+               .step = errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n")},
+    .insert = {.sql = "INSERT INTO velqTable(key, value) VALUES(?,?);",
+               .prepare = debugLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
+               .step = errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n")},
+    .update = {.sql = "UPDATE velqTable SET value=? WHERE (key=?);",
+               .prepare = errorLine("%s:%d\tError: VELQ_DSH_Prepare\n")},
     .done = debugLine("%s:%d\t**********OK: Leave db_MergeDiff2ProbTable()!********\n"),
     .failed = errorLine("%s:%d\t**********Error: Leave db_MergeDiff2ProbTable()!********\n"),
-    .selectRows = "select key, value FROM diffProbTable;"};
+});
 
 // One row of the update; the key's text is allocated.
 struct DeliveredToken {
@@ -39,87 +45,81 @@ static std::size_t keyBytes(const DeliveredToken &token) noexcept
 // False, with the merge failed, for a row that is not as it should be.
 static bool readToken(MergeSession &merge, DeliveredToken *token) noexcept
 {
-    const auto *key = static_cast<const unsigned char *>(VELQ_DSH_getBlob(merge.rows, 0));
-    const int length = unitsBeforeZero(key, VELQ_DSH_getBytes(merge.rows, 0));
+    VELQ_DSH_Statement *row = merge.rows.prepared;
+    const auto *key = static_cast<const unsigned char *>(VELQ_DSH_getBlob(row, 0));
+    const int length = unitsBeforeZero(key, VELQ_DSH_getBytes(row, 0));
     if (length < 0) {
-        rejectMergeRow(merge, "%s:%d\tError: key without terminator in update\n", {VELQ_HERE});
+        rejectMergeRow(merge, errorLine("%s:%d\tError: key without terminator in update\n"));
         return false;
     }
     token->length = static_cast<std::uint32_t>(length);
     token->key = static_cast<VELQ_WideChar *>(allocateMemory(keyBytes(*token) + sizeof(VELQ_WideChar)));
     if (token->key == nullptr) {
-        rejectMergeRow(merge, "%s:%d\tError: Memory Allocate Failed\n", {VELQ_HERE});
+        rejectMergeRow(merge, errorLine("%s:%d\tError: Memory Allocate Failed\n"));
         return false;
     }
     std::memcpy(token->key, key, keyBytes(*token));
-    const void *value = VELQ_DSH_getBlob(merge.rows, 1);
-    const auto valueBytes = static_cast<std::size_t>(VELQ_DSH_getBytes(merge.rows, 1));
+    const void *value = VELQ_DSH_getBlob(row, 1);
+    const auto valueBytes = static_cast<std::size_t>(VELQ_DSH_getBytes(row, 1));
     if (valueBytes < tokenValueBytes) {
-        rejectMergeRow(merge, "%s:%d\tError: value too short in update\n", {VELQ_HERE});
+        rejectMergeRow(merge, errorLine("%s:%d\tError: value too short in update\n"));
         return false;
     }
     token->value = decodeTokenValue(value, valueBytes);
     return true;
 }
 
+static void bindKey(const MergeStatement &statement, int index, const DeliveredToken &token) noexcept
+{
+    VELQ_DSH_mapBlob(statement.prepared, index, token.key, static_cast<int>(keyBytes(token)), nullptr);
+}
+
 // Whether the store has the token is told by the merge's result code: row or done. False when the merge has failed.
 static bool lookUpToken(MergeSession &merge, const DeliveredToken &token, token_value *stored) noexcept
 {
-    VELQ_DSH_Statement *&lookup = merge.statements.lookup;
-    if (!prepareMergeStatement(merge, lookup, "select value FROM velqTable WHERE (key=?);",
-                               probabilityMerge.prepareFailed, {VELQ_HERE})) {
+    MergeStatement &lookup = merge.lookup;
+    if (!prepareMergeStatement(merge, lookup)) {
         return false;
     }
-    VELQ_DSH_mapBlob(lookup, 1, token.key, static_cast<int>(keyBytes(token)), nullptr);
-    merge.code = VELQ_DSH_doNext(lookup);
+    bindKey(lookup, 1, token);
+    if (!stepMergeLookup(merge)) {
+        return false;
+    }
     if (merge.code == VELQ_DSH_ROW) {
-        const void *value = VELQ_DSH_getBlob(lookup, 0);
-        *stored = decodeTokenValue(value, static_cast<std::size_t>(VELQ_DSH_getBytes(lookup, 0)));
-    }
-    VELQ_DSH_Reset(lookup);
-    if (merge.code != VELQ_DSH_ROW && merge.code != VELQ_DSH_DONE) {
-        logStoreText(probabilityMerge.stepFailed, {VELQ_HERE}, merge.code, nullptr);
-        return false;
+        const void *value = VELQ_DSH_getBlob(lookup.prepared, 0);
+        *stored = decodeTokenValue(value, static_cast<std::size_t>(VELQ_DSH_getBytes(lookup.prepared, 0)));
+        VELQ_DSH_Reset(lookup.prepared);
     }
     return true;
 }
 
 static void insertToken(MergeSession &merge, const DeliveredToken &token) noexcept
 {
-    VELQ_DSH_Statement *&insert = merge.statements.insert;
     logDebug("%s:%d\t******** Not Found Record In prob.bin, going to insert... *********\n", VELQ_HERE);
-    if (!prepareMergeStatement(merge, insert, "INSERT INTO velqTable(key, value) VALUES(?,?);",
-                               probabilityMerge.prepareInsertFailed, {VELQ_HERE})) {
+    if (!prepareMergeStatement(merge, merge.insert)) {
         return;
     }
     unsigned char bytes[tokenValueBytes];
     encodeTokenValue(bytes, token.value);
-    VELQ_DSH_mapBlob(insert, 1, token.key, static_cast<int>(keyBytes(token)), nullptr);
-    VELQ_DSH_mapBlob(insert, 2, bytes, tokenValueBytes, nullptr);
-    merge.code = VELQ_DSH_doNext(insert);
-    VELQ_DSH_Reset(insert);
-    if (merge.code != VELQ_DSH_DONE) {
-        logStoreText(probabilityMerge.stepFailed, {VELQ_HERE}, merge.code, nullptr);
-    }
+    bindKey(merge.insert, 1, token);
+    VELQ_DSH_mapBlob(merge.insert.prepared, 2, bytes, tokenValueBytes, nullptr);
+    runMergeStatement(merge, merge.insert);
 }
 
-// Sums wrap; the stored reserved word is kept. A failed step is told by the leave line alone.
+// Sums wrap; the stored reserved word is kept.
 static void addToStored(MergeSession &merge, const DeliveredToken &token, token_value stored) noexcept
 {
-    VELQ_DSH_Statement *&update = merge.statements.update;
     logDebug("%s:%d\t******** Found Record In prob.bin, going to update... *********\n", VELQ_HERE);
-    if (!prepareMergeStatement(merge, update, "UPDATE velqTable SET value=? WHERE (key=?);",
-                               probabilityMerge.prepareFailed, {VELQ_HERE})) {
+    if (!prepareMergeStatement(merge, merge.update)) {
         return;
     }
     stored.spam += token.value.spam;
     stored.ham += token.value.ham;
     unsigned char bytes[tokenValueBytes];
     encodeTokenValue(bytes, stored);
-    VELQ_DSH_mapBlob(update, 1, bytes, tokenValueBytes, nullptr);
-    VELQ_DSH_mapBlob(update, 2, token.key, static_cast<int>(keyBytes(token)), nullptr);
-    merge.code = VELQ_DSH_doNext(update);
-    VELQ_DSH_Reset(update);
+    VELQ_DSH_mapBlob(merge.update.prepared, 1, bytes, tokenValueBytes, nullptr);
+    bindKey(merge.update, 2, token);
+    runMergeStatement(merge, merge.update);
 }
 
 static void mergeToken(MergeSession &merge) noexcept
@@ -138,9 +138,9 @@ static void mergeToken(MergeSession &merge) noexcept
 
 int db_MergeDiff2ProbTable(const char *storePath, const char *updatePath) noexcept
 {
-    MergeSession merge = openMerge(probabilityMerge, storePath, updatePath, {VELQ_HERE});
-    while (nextMergeRow(merge, {VELQ_HERE})) {
+    MergeSession merge = openMerge(probabilityMerge, storePath, updatePath);
+    while (nextMergeRow(merge)) {
         mergeToken(merge);
     }
-    return endMerge(merge, {VELQ_HERE});
+    return endMerge(merge);
 }

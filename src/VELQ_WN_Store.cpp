@@ -4,26 +4,30 @@
 // only numbers of earlier deliveries count as known here.
 #include "VELQ_WN_Store.h"
 
-#include "VELQ_DB_Operation.h"
+#include "VELQ_DB_Merge.h"
 #include "VELQ_Util.h"
 
 #include <cstring>
 
-static constexpr MergeOperation whiteNumberMerge = {
+static constexpr MergeOperation whiteNumberMerge({
     .enter = debugLine("%s:%d\t**********Enter db_MergeDiff2WnTable()!********\n"),
-    .openUpdate = {errorLine("%s:%d\tError:  Can not open db\n"), {}},
-    .busyHandlerOfUpdate = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
+    .openSource = {errorLine("%s:%d\tError:  Can not open db\n")},
+    .busyHandlerOfSource = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
                             debugLine("%s:%d\t**********Error:Leave db_MergeDiff2WnTable()!********\n")},
-    .openTarget = {errorLine("%s:%d\tError:  Can not open db\n"), {}},
+    .openTarget = {errorLine("%s:%d\tError:  Can not open db\n")},
     .busyHandlerOfTarget = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
                             errorLine("%s:%d\t**********Error:Leave db_MergeDiff2WnTable()!********\n")},
-    .beginFailed = errorLine("%s:%d\tError: VELQ_DSH_Exec, BEGIN TRANSACTION\n"),
-    .prepareFailed = errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
-    .prepareInsertFailed = debugLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
-    .stepFailed = errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n"),
+    .begin = errorLine("%s:%d\tError: VELQ_DSH_Exec, BEGIN TRANSACTION\n"),
+    .rows = {.sql = "select number, name FROM diffWnTable;", .prepare = errorLine("%s:%d\tError: VELQ_DSH_Prepare\n")},
+    .lookup = {.sql = "select uid FROM whiteList WHERE (number=?);",
+               .prepare = errorLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
+               .step = errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n")},
+    .insert = {.sql = "INSERT INTO whiteList(hidden,number,name) VALUES(?,?,?);",
+               .prepare = debugLine("%s:%d\tError: VELQ_DSH_Prepare\n"),
+               .step = errorLine("%s:%d\tError: VELQ_DSH_doNext, rc=%d\n")},
     .done = debugLine("%s:%d\t**********OK: Leave db_MergeDiff2WnTable()!********\n"),
     .failed = errorLine("%s:%d\t**********Error: Leave db_MergeDiff2WnTable()!********\n"),
-    .selectRows = "select number, name FROM diffWnTable;"};
+});
 
 static constexpr std::size_t mostUnits = 29;
 
@@ -42,10 +46,11 @@ static int storedBytes(const DeliveredText &text) noexcept
 // False, with the merge failed, for a text without end or beyond the limit.
 static bool readText(MergeSession &merge, int column, DeliveredText *text) noexcept
 {
-    const auto *bytes = static_cast<const unsigned char *>(VELQ_DSH_getBlob(merge.rows, column));
-    const int length = unitsBeforeZero(bytes, VELQ_DSH_getBytes(merge.rows, column));
+    VELQ_DSH_Statement *row = merge.rows.prepared;
+    const auto *bytes = static_cast<const unsigned char *>(VELQ_DSH_getBlob(row, column));
+    const int length = unitsBeforeZero(bytes, VELQ_DSH_getBytes(row, column));
     if (length < 0 || static_cast<std::size_t>(length) > mostUnits) {
-        rejectMergeRow(merge, "%s:%d\tError: number or name too long or without terminator in update\n", {VELQ_HERE});
+        rejectMergeRow(merge, errorLine("%s:%d\tError: number or name too long or without terminator in update\n"));
         return false;
     }
     text->length = static_cast<std::size_t>(length);
@@ -53,40 +58,38 @@ static bool readText(MergeSession &merge, int column, DeliveredText *text) noexc
     return true;
 }
 
+static void bindStored(const MergeStatement &statement, int index, const DeliveredText &text) noexcept
+{
+    VELQ_DSH_mapBlob(statement.prepared, index, text.units, storedBytes(text), nullptr);
+}
+
 // Whether the list has the number is told by the merge's result code: row or done. False when the merge has failed.
 static bool lookUpNumber(MergeSession &merge, const DeliveredText &number) noexcept
 {
-    VELQ_DSH_Statement *&lookup = merge.statements.lookup;
-    if (!prepareMergeStatement(merge, lookup, "select uid FROM whiteList WHERE (number=?);",
-                               whiteNumberMerge.prepareFailed, {VELQ_HERE})) {
+    if (!prepareMergeStatement(merge, merge.lookup)) {
         return false;
     }
-    VELQ_DSH_mapBlob(lookup, 1, number.units, storedBytes(number), nullptr);
-    merge.code = VELQ_DSH_doNext(lookup);
-    VELQ_DSH_Reset(lookup);
-    if (merge.code != VELQ_DSH_ROW && merge.code != VELQ_DSH_DONE) {
-        logStoreText(whiteNumberMerge.stepFailed, {VELQ_HERE}, merge.code, nullptr);
+    bindStored(merge.lookup, 1, number);
+    if (!stepMergeLookup(merge)) {
         return false;
+    }
+    if (merge.code == VELQ_DSH_ROW) {
+        VELQ_DSH_Reset(merge.lookup.prepared);
     }
     return true;
 }
 
 static void insertNumber(MergeSession &merge, const DeliveredText &number, const DeliveredText &name) noexcept
 {
-    VELQ_DSH_Statement *&insert = merge.statements.insert;
+    constexpr int hidden = 1;
     logDebug("%s:%d\t******** Not Found Record In wn.bin, going to insert... *********\n", VELQ_HERE);
-    if (!prepareMergeStatement(merge, insert, "INSERT INTO whiteList(hidden,number,name) VALUES(?,?,?);",
-                               whiteNumberMerge.prepareInsertFailed, {VELQ_HERE})) {
+    if (!prepareMergeStatement(merge, merge.insert)) {
         return;
     }
-    VELQ_DSH_mapInt(insert, 1, 1); // hidden
-    VELQ_DSH_mapBlob(insert, 2, number.units, storedBytes(number), nullptr);
-    VELQ_DSH_mapBlob(insert, 3, name.units, storedBytes(name), nullptr);
-    merge.code = VELQ_DSH_doNext(insert);
-    VELQ_DSH_Reset(insert);
-    if (merge.code != VELQ_DSH_DONE) {
-        logStoreText(whiteNumberMerge.stepFailed, {VELQ_HERE}, merge.code, nullptr);
-    }
+    VELQ_DSH_mapInt(merge.insert.prepared, 1, hidden);
+    bindStored(merge.insert, 2, number);
+    bindStored(merge.insert, 3, name);
+    runMergeStatement(merge, merge.insert);
 }
 
 // A known number leaves the result code at row. When it is the last of the update, the merge therefore ends with a
@@ -112,9 +115,9 @@ static void mergeNumber(MergeSession &merge) noexcept
 
 int db_MergeDiff2WnTable(const char *listPath, const char *updatePath) noexcept
 {
-    MergeSession merge = openMerge(whiteNumberMerge, listPath, updatePath, {VELQ_HERE});
-    while (nextMergeRow(merge, {VELQ_HERE})) {
+    MergeSession merge = openMerge(whiteNumberMerge, listPath, updatePath);
+    while (nextMergeRow(merge)) {
         mergeNumber(merge);
     }
-    return endMerge(merge, {VELQ_HERE});
+    return endMerge(merge);
 }

@@ -3,7 +3,7 @@
 #ifndef VELQ_WORD_SEG_H
 #define VELQ_WORD_SEG_H
 
-#include "bfilter/VELQ_BFilter_Word.h"
+#include "VELQ_Word.h"
 
 #include <cstddef>
 #include <cstdint>

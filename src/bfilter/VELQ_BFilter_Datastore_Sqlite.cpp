@@ -1,6 +1,7 @@
 // The token store's table over the database-access layer. Counts and their byte form are the datastore's.
 #include "bfilter/VELQ_BFilter_Datastore_Sqlite.h"
 
+#include "VELQ_DB_Connection.h"
 #include "VELQ_Util.h"
 
 #include <cstring>
@@ -20,22 +21,20 @@ dbh *db_open(const word *, const wordlist_settings *settings, int) noexcept
         return nullptr;
     }
     handle->path = settings->databasePath;
-    handle->connection = engineState.tokenStoreConn;
-    if (handle->connection == nullptr && openDatabase(handle->path, &handle->connection) != VELQ_DSH_OK) {
-        const char *message = VELQ_DSH_Error(handle->connection);
+    const ConnectResult result = connectDatabase(handle->path, engineState.tokenStoreConn, &handle->connection);
+    if (result.reached == ConnectStep::connected) {
+        return handle;
+    }
+    const char *message = VELQ_DSH_Error(handle->connection);
+    if (result.reached == ConnectStep::open) {
         logError("%s:%d\tCan't open database %s: %s\n", VELQ_HERE, handle->path, message);
         logError("%s:%d\tError on database %s: %s\n", VELQ_HERE, handle->path, message);
-        db_close(handle);
-        return nullptr;
-    }
-    if (VELQ_DSH_busyHandler(handle->connection, sqliteBusyHandler, nullptr) != VELQ_DSH_OK) {
-        const char *message = VELQ_DSH_Error(handle->connection);
+    } else {
         logError("%s:%d\tCan't set user non-service handle: %s\n", VELQ_HERE, message);
         logError("%s:%d\tError on database %s: %s\n", VELQ_HERE, handle->path, message);
-        db_close(handle);
-        return nullptr;
     }
-    return handle;
+    db_close(handle);
+    return nullptr;
 }
 
 void db_close(dbh *handle) noexcept
@@ -67,12 +66,8 @@ int db_exec_sql(VELQ_DSH_Connection *connection, const char *sql) noexcept
 VELQ_DSH_Statement *db_prepare_statement(dbh *handle, const char *sql, bool) noexcept
 {
     VELQ_DSH_Statement *statement = nullptr;
-    const char *tail = nullptr;
-    const int code = VELQ_DSH_Prepare(handle->connection, sql, static_cast<int>(std::strlen(sql)), &statement, &tail);
-    if (code != VELQ_DSH_OK) {
+    if (prepareSql(handle->connection, sql, &statement) != VELQ_DSH_OK) {
         logError("%s:%d\tError: velq3_prepare %s: %s\n", VELQ_HERE, sql, VELQ_DSH_Error(handle->connection));
-        VELQ_DSH_Fini(statement);
-        return nullptr;
     }
     return statement;
 }
@@ -181,7 +176,7 @@ int db_txn_commit(dbh *handle) noexcept
     if (code != VELQ_DSH_OK && engineState.tokenStoreConn != nullptr) {
         // A connection of the handle's own abandons the transaction when it is closed; the kept-open one would hold it,
         // and the write lock with it, into the next operation.
-        if (VELQ_DSH_Exec(handle->connection, "ROLLBACK;", nullptr, nullptr, nullptr) == VELQ_DSH_NOMEM) {
+        if (executeSql(handle->connection, "ROLLBACK;") == VELQ_DSH_NOMEM) {
             engineState.tokenStoreConn = nullptr; // not kept any longer: db_close closes it, which takes no memory
         }
     }

@@ -3,7 +3,7 @@
 #define VELQ_BFILTER_DATASTORE_SQLITE_H
 
 #include "VELQ_DSH.h"
-#include "bfilter/VELQ_BFilter_Word.h"
+#include "VELQ_Word.h"
 
 #include <cstdint>
 

@@ -1,4 +1,5 @@
 // The database-access operations by themselves, and the opening of files in the form in which the engine names them.
+#include "VELQ_DB_Connection.h"
 #include "VELQ_Util.h"
 #include "internal/dsh_faults.h"
 #include "internal/front_fixture.h"

@@ -1,6 +1,6 @@
 // The in-memory form of a token-store key.
-#ifndef VELQ_BFILTER_WORD_H
-#define VELQ_BFILTER_WORD_H
+#ifndef VELQ_WORD_H
+#define VELQ_WORD_H
 
 #include "velq.h"
 

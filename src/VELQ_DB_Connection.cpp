@@ -1,0 +1,51 @@
+// Opening, preparing and running over the database-access layer.
+#include "VELQ_DB_Connection.h"
+
+#include "VELQ_Util.h"
+
+#include <cstring>
+
+int openDatabase(const char *path, VELQ_DSH_Connection **connection) noexcept
+{
+    *connection = nullptr;
+    if (path == nullptr) {
+        return VELQ_DSH_CANTOPEN;
+    }
+    char *native = platformCalls.databasePath(path);
+    if (native == nullptr) {
+        return VELQ_DSH_CANTOPEN;
+    }
+    const int code = VELQ_DSH_Open(native, connection);
+    freeMemory(native);
+    return code;
+}
+
+ConnectResult connectDatabase(const char *path, VELQ_DSH_Connection *keptOpen,
+                              VELQ_DSH_Connection **connection) noexcept
+{
+    *connection = keptOpen;
+    if (keptOpen == nullptr) {
+        const int code = openDatabase(path, connection);
+        if (code != VELQ_DSH_OK) {
+            return {ConnectStep::open, code};
+        }
+    }
+    const int code = VELQ_DSH_busyHandler(*connection, sqliteBusyHandler, nullptr);
+    return {code == VELQ_DSH_OK ? ConnectStep::connected : ConnectStep::busyHandler, code};
+}
+
+int prepareSql(VELQ_DSH_Connection *connection, const char *sql, VELQ_DSH_Statement **statement) noexcept
+{
+    const char *tail = nullptr;
+    const int code = VELQ_DSH_Prepare(connection, sql, static_cast<int>(std::strlen(sql)), statement, &tail);
+    if (code != VELQ_DSH_OK) {
+        VELQ_DSH_Fini(*statement);
+        *statement = nullptr;
+    }
+    return code;
+}
+
+int executeSql(VELQ_DSH_Connection *connection, const char *sql) noexcept
+{
+    return VELQ_DSH_Exec(connection, sql, nullptr, nullptr, nullptr);
+}

@@ -1,0 +1,37 @@
+// The steps that number lists, merges and token store have in common: opening a file with the busy rule, preparing a
+// statement, running a transaction statement. They log nothing and close nothing: texts and cleaning up are the
+// callers'.
+#ifndef VELQ_DB_CONNECTION_H
+#define VELQ_DB_CONNECTION_H
+
+#include "VELQ_DSH.h"
+
+#include <cstdint>
+
+inline constexpr char beginImmediate[] = "BEGIN IMMEDIATE TRANSACTION;";
+inline constexpr char commitTransaction[] = "COMMIT TRANSACTION;";
+inline constexpr char rollbackTransaction[] = "ROLLBACK TRANSACTION;";
+
+// Opens the file of a path as the engine builds it, without the busy rule. `*connection` must be closed also after a
+// failure. A null path cannot be opened.
+int openDatabase(const char *path, VELQ_DSH_Connection **connection) noexcept;
+
+// How far a connection came, and the database's result code there.
+enum class ConnectStep : std::uint8_t { open, busyHandler, connected };
+struct ConnectResult {
+    ConnectStep reached; // the step that failed, or connected
+    int code;
+};
+
+// Takes the standing connection when `keptOpen` is set, otherwise opens the file; then installs the busy rule.
+// `*connection` is set also after a failure, and must then be closed unless it is the standing one.
+ConnectResult connectDatabase(const char *path, VELQ_DSH_Connection *keptOpen,
+                              VELQ_DSH_Connection **connection) noexcept;
+
+// The database's result code. After a failure `*statement` is null.
+int prepareSql(VELQ_DSH_Connection *connection, const char *sql, VELQ_DSH_Statement **statement) noexcept;
+
+// Runs a statement without parameters and rows; the database's result code.
+int executeSql(VELQ_DSH_Connection *connection, const char *sql) noexcept;
+
+#endif

@@ -1,0 +1,128 @@
+// The sequence of a merge, with the log texts of the merge that runs it.
+#include "VELQ_DB_Merge.h"
+
+static void closeMerge(MergeSession &merge) noexcept
+{
+    for (MergeStatement *statement : {&merge.rows, &merge.lookup, &merge.insert, &merge.update}) {
+        VELQ_DSH_Fini(statement->prepared);
+        statement->prepared = nullptr;
+    }
+    VELQ_DSH_Close(merge.target);
+    VELQ_DSH_Close(merge.source);
+    merge.isOpen = false;
+}
+
+// Connects to one of the two files.
+static bool openMergeFile(const char *path, VELQ_DSH_Connection **connection, const FailureTexts &open,
+                          const FailureTexts &busyHandler) noexcept
+{
+    const ConnectResult result = connectDatabase(path, nullptr, connection);
+    if (result.reached != ConnectStep::connected) {
+        logFailure(result.reached == ConnectStep::open ? open : busyHandler, result.code, path);
+        return false;
+    }
+    return true;
+}
+
+MergeSession openMerge(const MergeOperation &operation, const char *targetPath, const char *updatePath) noexcept
+{
+    const MergeTexts &texts = operation.texts;
+    MergeSession merge{};
+    merge.texts = &texts;
+    merge.rows.texts = &texts.rows;
+    merge.lookup.texts = &texts.lookup;
+    merge.insert.texts = &texts.insert;
+    merge.update.texts = &texts.update;
+    logText(texts.enter);
+    if (!openMergeFile(updatePath, &merge.source, texts.openSource, texts.busyHandlerOfSource) ||
+        !openMergeFile(targetPath, &merge.target, texts.openTarget, texts.busyHandlerOfTarget)) {
+        merge.isUnreachable = true;
+        closeMerge(merge);
+        return merge;
+    }
+    const int code = executeSql(merge.target, beginImmediate);
+    if (code != VELQ_DSH_OK) {
+        logText(texts.begin, code);
+        executeSql(merge.target, commitTransaction);
+        closeMerge(merge);
+        return merge;
+    }
+    merge.isOpen = true;
+    return merge;
+}
+
+static bool isGood(const MergeSession &merge) noexcept
+{
+    return merge.code == VELQ_DSH_OK || merge.code == VELQ_DSH_DONE;
+}
+
+// True when the statement is prepared, now or before.
+static bool prepareOn(VELQ_DSH_Connection *connection, MergeSession &merge, MergeStatement &statement) noexcept
+{
+    if (statement.prepared == nullptr) {
+        merge.code = prepareSql(connection, statement.texts->sql, &statement.prepared);
+        if (merge.code != VELQ_DSH_OK) {
+            logText(statement.texts->prepare, merge.code);
+        }
+    }
+    return statement.prepared != nullptr;
+}
+
+bool nextMergeRow(MergeSession &merge) noexcept
+{
+    if (!merge.isOpen || (!isGood(merge) && merge.code != VELQ_DSH_ROW)) {
+        return false;
+    }
+    return prepareOn(merge.source, merge, merge.rows) && VELQ_DSH_doNext(merge.rows.prepared) == VELQ_DSH_ROW;
+}
+
+bool prepareMergeStatement(MergeSession &merge, MergeStatement &statement) noexcept
+{
+    return prepareOn(merge.target, merge, statement);
+}
+
+bool stepMergeLookup(MergeSession &merge) noexcept
+{
+    merge.code = VELQ_DSH_doNext(merge.lookup.prepared);
+    if (merge.code == VELQ_DSH_ROW) {
+        return true;
+    }
+    VELQ_DSH_Reset(merge.lookup.prepared);
+    if (merge.code == VELQ_DSH_DONE) {
+        return true;
+    }
+    logText(merge.lookup.texts->step, merge.code);
+    return false;
+}
+
+void runMergeStatement(MergeSession &merge, MergeStatement &statement) noexcept
+{
+    merge.code = VELQ_DSH_doNext(statement.prepared);
+    VELQ_DSH_Reset(statement.prepared);
+    if (merge.code != VELQ_DSH_DONE) {
+        logText(statement.texts->step, merge.code);
+    }
+}
+
+void rejectMergeRow(MergeSession &merge, const LogText &cause) noexcept
+{
+    merge.code = VELQ_ERR_FAILED;
+    logText(cause);
+}
+
+int endMerge(MergeSession &merge) noexcept
+{
+    if (merge.isUnreachable) {
+        return VELQ_ERR_FAILED;
+    }
+    const bool succeeds = isGood(merge);
+    if (merge.isOpen) {
+        // The update file is done with before the transaction on the target ends.
+        VELQ_DSH_Fini(merge.rows.prepared);
+        merge.rows.prepared = nullptr;
+        executeSql(merge.target, succeeds ? commitTransaction : rollbackTransaction);
+        closeMerge(merge);
+    }
+    logText(succeeds ? merge.texts->done : merge.texts->failed, merge.code);
+    return succeeds ? 0 : VELQ_ERR_FAILED;
+}
