@@ -7,15 +7,16 @@
  *            unit. Lengths are counted in code units without that terminator. In C++ the unit is
  *            char16_t, in C an unsigned 16-bit integer, and wchar_t where wchar_t has 16 bits.
  * Results    A function that returns int32_t returns 0 for success or one of the negative VELQ_ codes
- *            below. Output arguments hold what the function's own text says after a failure; where it
- *            says nothing they are untouched.
+ *            below; its own text lists all that it can return. Output arguments hold what that text says
+ *            after a failure; where it says nothing they are untouched.
  * Null       A null output pointer gives VELQ_ERR_FAILED. A null message body or sender number is read
  *            as empty text, unless the function says otherwise.
  * Memory     What the engine hands out (lists, record texts) it has allocated; release it with the
  *            free function named there, before VELQ_Finalize. What the caller passes in stays the
  *            caller's and is only read.
  * Order      VELQ_Initialize or VELQ_Norix_Initialize comes first, a finalisation last. Before and after,
- *            functions return VELQ_NOT_INITIALIZED and the free functions do nothing.
+ *            functions return VELQ_NOT_INITIALIZED, where their own text lists it, and the free functions
+ *            do nothing.
  * Threads    The engine starts no thread and takes no lock. Start and stop exclude every other call.
  *            Rating (VELQ_CheckSpamMsgSync) and feedback (VELQ_SetMsgAsHam, VELQ_SetMsgAsSpam) share one
  *            working state: the host never runs two of them at the same time. After VELQ_Norix_Initialize
@@ -210,7 +211,7 @@ VELQ_API int32_t VELQ_CheckSpamMsgASync(void) VELQ_NOEXCEPT;
  *
  *  0  done, also when the number was on no list, and when the words could not be moved (the log tells)
  * -1  not started
- * -2  the number could not be removed; or it is null or too long (the words are moved all the same)
+ * -2  number is null or too long, or the black list could not be written (the words are moved all the same)
  * -4  an update is running
  */
 VELQ_API int32_t VELQ_SetMsgAsHam(const VELQ_WideChar *body, const VELQ_WideChar *number) VELQ_NOEXCEPT;
@@ -223,7 +224,7 @@ VELQ_API int32_t VELQ_SetMsgAsHam(const VELQ_WideChar *body, const VELQ_WideChar
  *
  *  0  done, also when the store was opened but could not be written (the log tells)
  * -1  not started
- * -2  the token store could not be opened
+ * -2  the token store could not be opened, or memory is out (one of the two sides may have been changed)
  * -4  an update is running
  */
 VELQ_API int32_t VELQ_SetMsgAsSpam(const VELQ_WideChar *body) VELQ_NOEXCEPT;
@@ -242,7 +243,7 @@ VELQ_API int32_t VELQ_SetMsgAsSpam(const VELQ_WideChar *body) VELQ_NOEXCEPT;
  *  0  added, or already there
  * -1  not started
  * -2  record or its number is null, or number or name is too long (nothing changed); hidden is not 0 or 1,
- *     or the list could not be written (the number may have left the other list)
+ *     or the list could not be read or written (the number may have left the other list)
  * -4  an update is running
  */
 VELQ_API int32_t VELQ_AddBlackNumberSync(const NumberRecord *record, int32_t hidden, int32_t extendID) VELQ_NOEXCEPT;
@@ -283,7 +284,7 @@ VELQ_API int32_t VELQ_RemoveWhiteNumberSync(const NumberRecord *record) VELQ_NOE
  *
  * hidden  in: VELQ_HIDDEN_ANY, 0 or 1
  *
- *  0  done
+ *  0  done, also when there was no such entry
  * -1  not started
  * -2  another value of hidden, or the list could not be written
  * -4  an update is running
@@ -330,7 +331,7 @@ VELQ_API int32_t VELQ_DeleteWhiteNumberByExtendID(int32_t extendID) VELQ_NOEXCEP
  *
  *  0  read
  * -1  not started
- * -2  head is null, another value of hidden, or the list could not be opened
+ * -2  head is null, another value of hidden, or the list could not be opened (nothing was read)
  * -4  an update is running
  */
 VELQ_API int32_t VELQ_GetBlackNumberList(NumberListNode **head, int32_t hidden) VELQ_NOEXCEPT;
@@ -343,7 +344,12 @@ VELQ_API int32_t VELQ_GetWhiteNumberList(NumberListNode **head, int32_t hidden) 
  *         VELQ_FreeBlackNumberUIDList or VELQ_FreeWhiteNumberUIDList, which are the same.
  * hidden  in: VELQ_HIDDEN_ANY, 0 or 1
  *
- * Results as for VELQ_GetBlackNumberList.
+ * A read error or lack of memory in the middle ends the list early, with result 0.
+ *
+ *  0  read
+ * -1  not started
+ * -2  head is null, another value of hidden, or the list could not be opened (nothing was read)
+ * -4  an update is running
  */
 VELQ_API int32_t VELQ_GetBlackNumberUIDList(UIDListNode **head, int32_t hidden) VELQ_NOEXCEPT;
 VELQ_API int32_t VELQ_GetWhiteNumberUIDList(UIDListNode **head, int32_t hidden) VELQ_NOEXCEPT;
@@ -357,7 +363,7 @@ VELQ_API int32_t VELQ_GetWhiteNumberUIDList(UIDListNode **head, int32_t hidden) 
  *
  *  0  read, also when there is no such entry
  * -1  not started
- * -2  record is null, or the list could not be read
+ * -2  record is null, the list could not be read, or memory is out
  * -4  an update is running
  */
 VELQ_API int32_t VELQ_ReadBlackNumberByUID(NumberRecord *record, int32_t uid) VELQ_NOEXCEPT;
@@ -378,7 +384,7 @@ VELQ_API int32_t VELQ_GetTotalCountOfWhiteNumber(int32_t *count) VELQ_NOEXCEPT;
 
 /*
  * Release what the reading functions returned. They do nothing before a start and after a stop (the memory
- * then stays allocated) and for null.
+ * then stays allocated) and for null, and have no result.
  *
  * list    in: a whole chain, from its head
  * record  in/out: its two texts are released and set to null; the record stays the caller's
@@ -419,7 +425,8 @@ VELQ_API int32_t VELQ_GetCurVersion(VersionRecord *record) VELQ_NOEXCEPT;
  *
  *  0  the last operation succeeded
  * -1  not started
- * -2  both paths null (also during an update), a path too long, or the last operation failed
+ * -2  both paths null (also during an update); a path too long, not to be converted, or memory is out
+ *     (nothing is merged); or the last operation failed
  * -4  an update is already running
  */
 VELQ_API int32_t VELQ_UpdateData(const VELQ_WideChar *probPath, int32_t probVersion, const VELQ_WideChar *wnPath,
@@ -430,7 +437,7 @@ VELQ_API int32_t VELQ_UpdateData(const VELQ_WideChar *probPath, int32_t probVers
 /*
  * The message store entries take part in the interface but keep no messages. Arguments are ignored.
  *
- *  0  always, once started
+ *  0  done: always, once started
  * -1  not started
  */
 VELQ_API int32_t VELQ_GetSpamMsgList(void *ignored) VELQ_NOEXCEPT;
@@ -440,6 +447,8 @@ VELQ_API int32_t VELQ_DeleteAllSpamMsg(void *ignored) VELQ_NOEXCEPT;
 VELQ_API int32_t VELQ_AddSpamMsg(void *ignored, const VELQ_WideChar *number, void *ignoredToo) VELQ_NOEXCEPT;
 VELQ_API int32_t VELQ_GetMsgUIDList(void *ignored) VELQ_NOEXCEPT;
 VELQ_API int32_t VELQ_GetTotalCountOfMsg(void *ignored) VELQ_NOEXCEPT;
+
+/* The releasing entries of the message store. They do nothing and have no result. */
 VELQ_API void VELQ_FreeSpamMsgList(void *ignored) VELQ_NOEXCEPT;
 VELQ_API void VELQ_FreeSpamMsgBuf(void *ignored) VELQ_NOEXCEPT;
 

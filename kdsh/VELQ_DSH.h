@@ -1,6 +1,7 @@
 // The database-access layer: twenty operations, each one SQLite facility under the engine's own name, with the same
-// arguments and result. The engine reaches SQLite through these names only. The layer holds no state and knows nothing
-// of the engine. Bound parameters count from 1, result columns from 0.
+// arguments and result. The engine reaches SQLite through these names only. The layer knows nothing of the engine; it
+// keeps a file layer of its own, registered with SQLite by the first open, and for each connection its run limit.
+// Bound parameters count from 1, result columns from 0.
 #ifndef VELQ_DSH_H
 #define VELQ_DSH_H
 
@@ -41,7 +42,8 @@ enum VELQ_DSH_TextRepresentation : int { VELQ_DSH_ANY_TEXT = 5 };
 #endif
 
 // Opens an existing file for reading and writing, or for reading only where the file is write-protected. Never creates
-// one. `*connection` must be closed also after a failure. `path` is UTF-8 in the operating system's own form.
+// one. Puts the layer's bounds on the connection. `*connection` must be closed also after a failure. `path` is UTF-8 in
+// the operating system's own form.
 VELQ_DSH_API int VELQ_DSH_Open(const char *path, VELQ_DSH_Connection **connection) noexcept;
 // Closing null succeeds.
 VELQ_DSH_API int VELQ_DSH_Close(VELQ_DSH_Connection *connection) noexcept;

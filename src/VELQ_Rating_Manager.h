@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-// Sets the rating (0 spam, 1 ham, 2 unsure) and returns 0 always. Trains on confident verdicts.
+// Sets the rating (VELQ_RATING_...) and returns 0 always. Trains on confident verdicts.
 int checkSpamMsg(std::uint32_t *rating, const VELQ_WideChar *body, const VELQ_WideChar *number) noexcept;
 
 #endif

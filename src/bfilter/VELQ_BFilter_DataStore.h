@@ -28,7 +28,7 @@ inline constexpr int dsNotFound = 1;
 
 dsh *ds_open(const word *ignored, const wordlist_settings *settings, int mode) noexcept;
 void ds_close(dsh *store) noexcept;
-// 0 found, 1 not found, DS_ABORT_RETRY; `value` is zero unless found.
+// 0 found, 1 not found (any failure but a busy database reads so too), DS_ABORT_RETRY; `value` is zero unless found.
 int ds_read(dsh *store, const word *key, token_value *value) noexcept;
 // Insert or replace.
 int ds_write(dsh *store, const word *key, const token_value *value) noexcept;

@@ -6,6 +6,11 @@
 #include "bfilter/VELQ_BFilter_Score.h"
 #include "bfilter/VELQ_BFilter_WordList.h"
 
+// A verdict is handed out as the rating of the message.
+static_assert(std::uint32_t{VERDICT_SPAM} == std::uint32_t{VELQ_RATING_SPAM} &&
+              std::uint32_t{VERDICT_HAM} == std::uint32_t{VELQ_RATING_HAM} &&
+              std::uint32_t{VERDICT_UNSURE} == std::uint32_t{VELQ_RATING_UNSURE});
+
 int bfilter_check(std::uint32_t *verdict, double *spamicity) noexcept
 {
     const int code = open_wordlist(wordListForReading);

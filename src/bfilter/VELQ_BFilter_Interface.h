@@ -4,10 +4,10 @@
 
 #include <cstdint>
 
-// 0 with the verdict (0 spam, 1 ham, 2 unsure) and the spamicity, or -2 with both untouched when the store cannot be
-// opened.
+// 0 with the verdict (a Verdict, which is a VELQ_RATING_) and the spamicity, or -2 with both untouched when the store
+// cannot be opened.
 int bfilter_check(std::uint32_t *verdict, double *spamicity) noexcept;
-// One training transaction; operations are VELQ_BFilter_Register's. 0, or a negative failure code.
+// One training transaction; `operation` is a TrainingOperation. 0, or a negative failure code.
 int bfilter_register(std::uint32_t operation, std::uint32_t amount) noexcept;
 
 #endif

@@ -6,10 +6,13 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
+#include <map>
 #include <optional>
 #include <set>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -165,6 +168,41 @@ TEST(guards, table_covers_all_53_exports)
         EXPECT_NE(engineExport(rule.name), nullptr) << rule.name;
     }
     EXPECT_EQ(names.size(), 53u);
+}
+
+// The stored table of result codes, which the comments of the public header are held to.
+std::map<std::string, std::set<std::int32_t>> listedResultCodes()
+{
+    std::map<std::string, std::set<std::int32_t>> codes;
+    std::ifstream in(VELQ_RESULT_CODES);
+    for (std::string line; std::getline(in, line);) {
+        std::istringstream words(line);
+        std::string name;
+        if (line.starts_with('#') || !(words >> name)) {
+            continue;
+        }
+        std::set<std::int32_t> &listed = codes[name];
+        for (std::int32_t code = 0; words >> code;) {
+            listed.insert(code);
+        }
+    }
+    return codes;
+}
+
+TEST(guards, every_refusal_stands_in_the_table_of_result_codes)
+{
+    const std::map<std::string, std::set<std::int32_t>> listed = listedResultCodes();
+    EXPECT_EQ(listed.size(), 53u);
+    for (const ExportRule &rule : joined(joined(guardedRules(), otherRules()), stopRules())) {
+        SCOPED_TRACE(rule.name);
+        ASSERT_TRUE(listed.contains(rule.name));
+        const std::set<std::int32_t> &codes = listed.at(rule.name);
+        EXPECT_EQ(codes.empty(), !rule.stopped.has_value()) << "a function without result";
+        EXPECT_EQ(codes.contains(stoppedCode), rule.stopped == stoppedCode);
+        EXPECT_EQ(codes.contains(busyCode), rule.updating == busyCode);
+        EXPECT_TRUE(!rule.stopped || codes.contains(*rule.stopped));
+        EXPECT_TRUE(!rule.updating || codes.contains(*rule.updating));
+    }
 }
 
 void expectRefusedWithoutStart()
