@@ -12,9 +12,9 @@
 
 // One SQL text for each list kind; null where the operation does not take the kind.
 struct KindStatements {
-    const char *white;
-    const char *black;
-    const char *rule;
+    const char *white = nullptr;
+    const char *black = nullptr;
+    const char *rule = nullptr;
 };
 
 static const char *statementFor(const KindStatements &statements, std::int32_t kind) noexcept
@@ -104,8 +104,8 @@ void db_NumberLike(VELQ_DSH_Context *context, int, VELQ_DSH_Value **values) noex
 
 int db_SearchNumberList(std::uint8_t *found, const char *number, std::int32_t kind) noexcept
 {
-    static constexpr KindStatements statements = {"select * FROM whiteList WHERE number LIKE ?;",
-                                                  "select * FROM blackList WHERE number LIKE ?;", nullptr};
+    static constexpr KindStatements statements = {.white = "select * FROM whiteList WHERE number LIKE ?;",
+                                                  .black = "select * FROM blackList WHERE number LIKE ?;"};
     if (!isUserList(kind)) {
         return VELQ_ERR_FAILED;
     }
@@ -132,8 +132,9 @@ int db_SearchWhiteNumberList(std::uint8_t *found, const char *number) noexcept
 // ---- Editing
 
 static constexpr KindStatements insertStatements = {
-    "INSERT INTO whiteList(hidden,number,name,extendID) VALUES(?,?,?,?);",
-    "INSERT INTO blackList(hidden,number,name,extendID) VALUES(?,?,?,?);", "INSERT INTO ruleList(number) VALUES(?);"};
+    .white = "INSERT INTO whiteList(hidden,number,name,extendID) VALUES(?,?,?,?);",
+    .black = "INSERT INTO blackList(hidden,number,name,extendID) VALUES(?,?,?,?);",
+    .rule = "INSERT INTO ruleList(number) VALUES(?);"};
 
 static constexpr StoreOperation addNumberRecord({
     .kind = StoreKind::write,
@@ -215,9 +216,9 @@ static constexpr StoreOperation deleteNumberRecord({
 
 int db_DeleteNumberRecord(const VELQ_WideChar *, char *number, std::int32_t kind) noexcept
 {
-    static constexpr KindStatements statements = {"DELETE FROM whiteList WHERE number LIKE ?;",
-                                                  "DELETE FROM blackList WHERE number LIKE ?;",
-                                                  "DELETE FROM ruleList WHERE (number=?);"};
+    static constexpr KindStatements statements = {.white = "DELETE FROM whiteList WHERE number LIKE ?;",
+                                                  .black = "DELETE FROM blackList WHERE number LIKE ?;",
+                                                  .rule = "DELETE FROM ruleList WHERE (number=?);"};
     const char *sql = statementFor(statements, kind);
     if (sql == nullptr) {
         return VELQ_ERR_FAILED;
@@ -249,9 +250,9 @@ static constexpr StoreOperation deleteAllNumberRecords({
 
 int db_DeleteAllNumberRecords(std::int32_t hidden, std::int32_t kind) noexcept
 {
-    static constexpr KindStatements allRows = {"DELETE FROM whiteList;", "DELETE FROM blackList;", nullptr};
-    static constexpr KindStatements rowsOfClass = {"DELETE FROM whiteList where (hidden = ?);",
-                                                   "DELETE FROM blackList where (hidden = ?);", nullptr};
+    static constexpr KindStatements allRows = {.white = "DELETE FROM whiteList;", .black = "DELETE FROM blackList;"};
+    static constexpr KindStatements rowsOfClass = {.white = "DELETE FROM whiteList where (hidden = ?);",
+                                                   .black = "DELETE FROM blackList where (hidden = ?);"};
     if (!isFilter(hidden) || !isUserList(kind)) {
         return VELQ_ERR_FAILED;
     }
@@ -320,15 +321,15 @@ static int deleteByInteger(const StoreOperation &operation, const KindStatements
 
 int db_DeleteNumberByUID(std::int32_t uid, std::int32_t kind) noexcept
 {
-    static constexpr KindStatements statements = {"DELETE FROM whiteList WHERE(uid = ?);",
-                                                  "DELETE FROM blackList WHERE(uid = ?);", nullptr};
+    static constexpr KindStatements statements = {.white = "DELETE FROM whiteList WHERE(uid = ?);",
+                                                  .black = "DELETE FROM blackList WHERE(uid = ?);"};
     return deleteByInteger(deleteNumberByUID, statements, uid, kind);
 }
 
 int db_DeleteNumberByExtendID(std::int32_t extendID, std::int32_t kind) noexcept
 {
-    static constexpr KindStatements statements = {"DELETE FROM whiteList WHERE(extendID = ?);",
-                                                  "DELETE FROM blackList WHERE(extendID = ?);", nullptr};
+    static constexpr KindStatements statements = {.white = "DELETE FROM whiteList WHERE(extendID = ?);",
+                                                  .black = "DELETE FROM blackList WHERE(extendID = ?);"};
     return deleteByInteger(deleteNumberByExtendID, statements, extendID, kind);
 }
 
@@ -436,11 +437,11 @@ static StoreSession openList(const StoreOperation &operation, const KindStatemen
 
 int db_GetNumberList(NumberListNode **head, std::int32_t hidden, std::int32_t kind) noexcept
 {
-    static constexpr KindStatements allRows = {"select number, name, extendID FROM whiteList;",
-                                               "select number, name, extendID FROM blackList;", nullptr};
-    static constexpr KindStatements rowsOfClass = {"select number, name, extendID FROM whiteList where (hidden = ?);",
-                                                   "select number, name, extendID FROM blackList where (hidden = ?);",
-                                                   nullptr};
+    static constexpr KindStatements allRows = {.white = "select number, name, extendID FROM whiteList;",
+                                               .black = "select number, name, extendID FROM blackList;"};
+    static constexpr KindStatements rowsOfClass = {
+        .white = "select number, name, extendID FROM whiteList where (hidden = ?);",
+        .black = "select number, name, extendID FROM blackList where (hidden = ?);"};
     if (!isFilter(hidden) || !isUserList(kind)) {
         return VELQ_ERR_FAILED;
     }
@@ -462,9 +463,10 @@ int db_GetNumberList(NumberListNode **head, std::int32_t hidden, std::int32_t ki
 
 int db_GetNumberUIDList(UIDListNode **head, std::int32_t hidden, std::int32_t kind) noexcept
 {
-    static constexpr KindStatements allRows = {"select uid FROM whiteList;", "select uid FROM blackList;", nullptr};
-    static constexpr KindStatements rowsOfClass = {"select uid FROM whiteList where (hidden = ?);",
-                                                   "select uid FROM blackList where (hidden = ?);", nullptr};
+    static constexpr KindStatements allRows = {.white = "select uid FROM whiteList;",
+                                               .black = "select uid FROM blackList;"};
+    static constexpr KindStatements rowsOfClass = {.white = "select uid FROM whiteList where (hidden = ?);",
+                                                   .black = "select uid FROM blackList where (hidden = ?);"};
     if (!isFilter(hidden) || !isUserList(kind)) {
         return VELQ_ERR_FAILED;
     }
@@ -502,8 +504,8 @@ static constexpr StoreOperation readNumberByUID({
 
 int db_ReadNumberByUID(NumberRecord *record, std::int32_t uid, std::int32_t kind) noexcept
 {
-    static constexpr KindStatements statements = {"select number, name FROM whiteList WHERE(uid = ?);",
-                                                  "select number, name FROM blackList WHERE(uid = ?);", nullptr};
+    static constexpr KindStatements statements = {.white = "select number, name FROM whiteList WHERE(uid = ?);",
+                                                  .black = "select number, name FROM blackList WHERE(uid = ?);"};
     logText(readNumberByUID.texts.enter);
     if (!isUserList(kind)) {
         return VELQ_ERR_FAILED;
@@ -538,8 +540,8 @@ static constexpr StoreOperation getTotalCount({
 
 int db_GetTotalCount(std::int32_t *count, std::int32_t kind) noexcept
 {
-    static constexpr KindStatements lists = {"SELECT COUNT(uid) FROM whiteList;", "SELECT COUNT(uid) FROM blackList;",
-                                             nullptr};
+    static constexpr KindStatements lists = {.white = "SELECT COUNT(uid) FROM whiteList;",
+                                             .black = "SELECT COUNT(uid) FROM blackList;"};
     logText(getTotalCount.texts.enter);
     const bool messages = kind == countOfMessages;
     if (!messages && !isUserList(kind)) {
