@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds what the engine is made with (SQLite, the part of GSL that it calls, utf8cpp) and GoogleTest for other targets,
-# from Debian's source packages, and fetches the parts of Wine that its tests need at run time. Everything lies in the
-# cache folder and is made once. Usage: dependencies.sh [TARGET...]
+# Builds what the engine links (SQLite, the part of GSL that it calls) for other targets, from Debian's source packages,
+# and GoogleTest; puts the headers of utf8cpp beside them; and fetches the parts of Wine that its tests need at run time.
+# Everything lies in the cache folder and is made once. Usage: dependencies.sh [TARGET...]
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 targets=("$@")
@@ -13,8 +13,7 @@ flock 9
 
 # What was made is kept as long as its recipe stays the same.
 recipe_of() { cat "$@" | sha256sum; }
-source_packages=(sqlite3 gsl utfcpp)
-fetching=$(recipe_of "$platforms/packages.sh" <(echo "${source_packages[@]}"))
+fetching=$(recipe_of "$platforms/packages.sh")
 building=$(recipe_of "$platforms/packages.sh" "$platforms"/dependencies/* "$platforms"/toolchains/* \
   "$source_root/cmake/VelqArithmetic.cmake")
 
@@ -25,7 +24,7 @@ made() { echo "$2" >"$1/.recipe"; }
 sources=$cache/sources
 if ! is_made "$sources" "$fetching"; then
   echo "-- sources" >&2
-  "$platforms/packages.sh" sources "$sources" "${source_packages[@]}"
+  "$platforms/packages.sh" sources "$sources" sqlite3 gsl
   # SQLite as one file, written by its own build.
   (cd "$sources/sqlite3" && ./configure --disable-tcl --disable-readline && make sqlite3.c) >"$cache/sqlite3.log" 2>&1 ||
     { tail -20 "$cache/sqlite3.log" >&2; fail "sqlite3.c was not made"; }

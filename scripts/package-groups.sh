@@ -15,7 +15,8 @@ declare -A package_groups=(
   [debian]="build-essential fakeroot debhelper cmake ninja-build $libraries"
   [debian-tests]="lintian mmdebstrap"
   # Building for other platforms: what all of them take, and each of them.
-  [platforms]="cmake ninja-build make gcc libc6-dev tcl dpkg-dev xz-utils googletest binutils debian-archive-keyring"
+  [platforms]="cmake ninja-build make gcc libc6-dev tcl dpkg-dev xz-utils googletest libutfcpp-dev binutils
+               debian-archive-keyring"
   [windows-x86]="g++-mingw-w64-i686-posix wine wine64"
   [windows-x64]="g++-mingw-w64-x86-64-posix wine wine64"
   [linux-armhf]="g++-arm-linux-gnueabihf qemu-user"
