@@ -120,11 +120,6 @@ void Query::bindText(int parameter, std::string_view bytes)
                         SQLITE_UTF8);
 }
 
-void Query::bindInteger(int parameter, std::int64_t value)
-{
-    sqlite3_bind_int64(statement_, parameter, value);
-}
-
 bool Query::step()
 {
     const int code = sqlite3_step(statement_);

@@ -59,7 +59,6 @@ class Query {
     // The bytes must live until the next reset.
     void bindBlob(int parameter, std::string_view bytes);
     void bindText(int parameter, std::string_view bytes);
-    void bindInteger(int parameter, std::int64_t value);
 
     // True for a row.
     bool step();

@@ -2,35 +2,21 @@
 #include "kit/base/progress.h"
 
 #include <algorithm>
-#include <utility>
-
-#ifdef _WIN32
-#include <io.h>
-#else
 #include <unistd.h>
-#endif
+#include <utility>
 
 namespace velq::kit {
 
 using namespace std::chrono_literals;
 
-static bool isTerminal(int descriptor)
-{
-#ifdef _WIN32
-    return _isatty(descriptor) != 0;
-#else
-    return isatty(descriptor) != 0;
-#endif
-}
-
 bool standardErrorIsTerminal()
 {
-    return isTerminal(2);
+    return isatty(STDERR_FILENO) != 0;
 }
 
 bool standardOutputIsTerminal()
 {
-    return isTerminal(1);
+    return isatty(STDOUT_FILENO) != 0;
 }
 
 Progress::Progress(std::ostream &err, std::string title, std::uint64_t total, ProgressWhen when)

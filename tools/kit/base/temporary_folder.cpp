@@ -3,12 +3,8 @@
 
 #include "kit/base/status.h"
 
-#ifdef _WIN32
-#include <random>
-#else
 #include <cstdlib>
 #include <string>
-#endif
 
 namespace velq::kit {
 
@@ -21,19 +17,12 @@ TemporaryFolder::TemporaryFolder(fs::path parent)
         parent = fs::temp_directory_path(code);
     }
     const EndingSignalsHeld held;
-#ifdef _WIN32
-    std::random_device random;
-    path_ = parent / ("velq-" + std::to_string(random()) + std::to_string(random()));
-    const bool made = fs::create_directory(path_, code);
-#else
     std::string name = (parent / "velq-XXXXXX").string();
-    const bool made = mkdtemp(name.data()) != nullptr;
-    path_ = name;
-#endif
-    if (!made) {
+    if (mkdtemp(name.data()) == nullptr) {
         throw Error(Status::cannotCreate, "cannot create a temporary folder in " + parent.string() +
                                               "; set TMPDIR to a folder that you may write");
     }
+    path_ = name;
     onSignal_ = std::make_unique<RemovedOnSignal>(path_);
 }
 

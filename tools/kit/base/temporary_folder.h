@@ -1,5 +1,5 @@
-// A folder that only this user can read, removed with everything in it at the end of the scope, or
-// by the signal that ends the program.
+// A folder that only this user can read, removed with everything in it at the end of the scope, or by the signal that
+// ends the program.
 #ifndef VELQ_KIT_BASE_TEMPORARY_FOLDER_H
 #define VELQ_KIT_BASE_TEMPORARY_FOLDER_H
 

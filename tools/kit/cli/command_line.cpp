@@ -6,66 +6,10 @@
 #include "kit/cli/generate.h"
 #include "velq.h"
 
-#include <algorithm>
-#include <array>
-#include <charconv>
-#include <map>
+#include <CLI/CLI.hpp>
 #include <new>
 
 namespace velq::kit {
-
-void Context::message(const std::string &text) const
-{
-    if (!quiet) {
-        err << "velq: " << oneLine(text) << std::endl;
-    }
-}
-
-std::string plural(std::uint64_t count, const std::string &thing)
-{
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
-CLI::Option *addInstallOption(CLI::App &command, std::string &folder)
-{
-    return command.add_option("--install", folder, "The folder that holds the installation, as given to velq init")
-        ->required()
-        ->type_name("DIR");
-}
-
-CLI::Option *addJsonFlag(CLI::App &command, Context &context)
-{
-    return command.add_flag("--json", context.json, "Print JSON");
-}
-
-void addQuietFlag(CLI::App &command, Context &context)
-{
-    command.add_flag("--quiet", context.quiet, "No progress and no messages but errors");
-}
-
-void addFormatOption(CLI::App &command, CorpusFormat &format)
-{
-    static const std::map<std::string, CorpusFormat> formats = {
-        {"tsv", CorpusFormat::labelTabText}, {"csv", CorpusFormat::csv}, {"jsonl", CorpusFormat::jsonLines}};
-    command
-        .add_option_function<std::string>(
-            "--format", [&format](const std::string &name) { format = formats.at(name); },
-            "Format of the messages: tsv (label, tab, text), csv (header with label and text), jsonl; by the file's "
-            "ending "
-            "when not given")
-        ->check(CLI::IsMember({"tsv", "csv", "jsonl"}))
-        ->type_name("FORMAT");
-}
-
-void addExamples(CLI::App &command, std::initializer_list<std::string> examples)
-{
-    std::string text = examples.size() == 1 ? "Example:" : "Examples:";
-    for (const std::string &example : examples) {
-        text += "\n  ";
-        text += example;
-    }
-    command.footer(text);
-}
 
 static std::string programVersion()
 {
@@ -90,49 +34,6 @@ static void generate(const std::string &wanted, const CLI::App &root, std::ostre
     }
 }
 
-// An empty name would read as one that was not given, and a sign or too many digits as another number.
-static std::string emptyNameFault(const std::string &value)
-{
-    return value.empty() ? "the value is empty; give a name or leave the option out" : "";
-}
-
-static std::string numberFault(const std::string &value)
-{
-    std::uint64_t number = 0;
-    const char *end = value.data() + value.size();
-    return std::from_chars(value.data(), end, number) == std::from_chars_result{end, std::errc()}
-               ? ""
-               : value + " is no whole number from 0 on that 64 bits hold";
-}
-
-static bool namesFile(const CLI::App &command, const CLI::Option &option)
-{
-    static constexpr std::array<std::string_view, 4> types = {"FILE", "DIR", "FILE.html", "first:N"};
-    static constexpr std::array<std::string_view, 6> positionals = {"FILE", "DIR", "CORPUS", "OLD", "NEW", "CSV"};
-    if (!option.get_positional()) {
-        return std::ranges::find(types, option.get_type_name()) != types.end();
-    }
-    const std::string name = option.get_name(true);
-    return std::ranges::find(positionals, name) != positionals.end() ||
-           (name == "TEXT" && command.get_name() == "load");
-}
-
-// What all options of a kind refuse; the checks have no name that help texts would show.
-static void checkValues(CLI::App &command)
-{
-    for (CLI::Option *option : command.get_options()) {
-        const std::string type = option->get_type_name();
-        if (namesFile(command, *option)) {
-            option->check(CLI::Validator(emptyNameFault, ""));
-        } else if (type == "N" || type == "N,N,...") {
-            option->check(CLI::Validator(numberFault, ""));
-        }
-    }
-    for (CLI::App *sub : command.get_subcommands([](CLI::App *) { return true; })) {
-        checkValues(*sub);
-    }
-}
-
 static void buildTable(CLI::App &root, Context &context)
 {
     root.require_subcommand(0, 1);
@@ -147,14 +48,12 @@ static void buildTable(CLI::App &root, Context &context)
     addHookCommand(root, context);
     addStoreCommands(root, context);
     addWhiteUpdateCommand(root, context);
-    addUpdateInspect(*root.get_subcommand("update"), context);
     addEvaluateCommand(root, context);
     addExamples(root, {"velq init ~/filter", "velq rate --install ~/filter 'Claim your free prize now'",
                        "velq explain --install ~/filter 'Claim your free prize now'",
                        "velq mark ham --install ~/filter --number 13912345678 'see you at seven'",
                        "velq list black add --install ~/filter 13912345678", "velq evaluate messages.tsv",
                        "velq store build messages.tsv -o prob.bin", "velq init ~/other --store prob.bin"});
-    checkValues(root);
 }
 
 static int failed(std::ostream &err, Status status, const std::string &message)
@@ -168,11 +67,6 @@ static const CLI::App &innermost(const CLI::App &app)
 {
     const auto named = app.get_subcommands();
     return named.empty() ? app : innermost(*named.front());
-}
-
-static std::string fullName(const CLI::App &app)
-{
-    return app.get_parent() == nullptr ? app.get_name() : fullName(*app.get_parent()) + " " + app.get_name();
 }
 
 // What the parser found wrong; of a word that is no command or no option, which one.

@@ -507,19 +507,15 @@ static void runEvaluate(const EvaluateOptions &options, bool foldsGiven, Context
 
 static void addMethodOptions(CLI::App &command, EvaluateOptions &options)
 {
-    command.add_option("--split", options.split, "Train on the first N messages, test on the rest")
-        ->type_name("first:N");
-    command.add_option("--test", options.test, "Train on the corpora, test on this file")->type_name("FILE");
-    command.add_option("--store", options.store, "Test this store, prob.bin or text form, instead of building one")
-        ->type_name("FILE");
+    refuseEmpty(
+        addTextOption(command, "--split", "first:N", options.split, "Train on the first N messages, test on the rest"));
+    addFileOption(command, "--test", options.test, "Train on the corpora, test on this file");
+    addFileOption(command, "--store", options.store, "Test this store, prob.bin or text form, instead of building one");
     command.add_flag("--without-counts", options.withoutCounts, "Start from the store's tokens without their counts");
     command.add_flag("--plain", options.plain, "Build stores as velq store build --plain does");
-    command.add_option("--seed", options.seed, "Seed of the folds, the stores and the corrections (1)")->type_name("N");
-    command
-        .add_option("--corrections", options.corrections,
-                    "Learning curve: the error on the rest after so many messages were corrected, such as 0,10,100")
-        ->delimiter(',')
-        ->type_name("N,N,...");
+    addCountOption(command, "--seed", options.seed, "Seed of the folds, the stores and the corrections (1)");
+    addCountsOption(command, "--corrections", options.corrections,
+                    "Learning curve: the error on the rest after so many messages were corrected, such as 0,10,100");
     command.add_flag("--only-errors", options.onlyErrors, "Correct only messages that were rated wrongly");
 }
 
@@ -528,19 +524,14 @@ void addEvaluateCommand(CLI::App &root, Context &context)
     auto options = std::make_shared<EvaluateOptions>();
     CLI::App *command =
         root.add_subcommand("evaluate", "Measure on labelled messages, with the engine itself, how well a filter does");
-    command->add_option("CORPUS", options->corpora, "Files of labelled messages; - is standard input")
-        ->required()
-        ->type_name(" ");
-    const CLI::Option *folds = command
-                                   ->add_option("--folds", options->folds,
-                                                "Test on N stratified folds, each with a store built from the "
-                                                "others (5)")
-                                   ->type_name("N");
+    addFileArgument(*command, "CORPUS", options->corpora, "Files of labelled messages; - is standard input")
+        ->required();
+    const CLI::Option *folds = addCountOption(
+        *command, "--folds", options->folds, "Test on N stratified folds, each with a store built from the others (5)");
     addMethodOptions(*command, *options);
-    command->add_option("--report", options->report, "Write a page with charts and the errors' texts")
+    addFileOption(*command, "--report", options->report, "Write a page with charts and the errors' texts")
         ->type_name("FILE.html");
-    command->add_option("--report-errors", options->reportErrors, "Errors of each kind shown on the page (500)")
-        ->type_name("N");
+    addCountOption(*command, "--report-errors", options->reportErrors, "Errors of each kind shown on the page (500)");
     addFormatOption(*command, options->format);
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);

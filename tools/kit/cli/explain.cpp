@@ -2,7 +2,7 @@
 // the installation changes; the engine rates the same copy, and a report that does not agree with it is not given out.
 #include "kit/base/temporary_folder.h"
 #include "kit/cli/commands.h"
-#include "kit/engine/installation.h"
+#include "kit/engine/engine.h"
 #include "kit/engine/rating.h"
 #include "kit/messages/input_messages.h"
 #include "kit/reading/explanation.h"
@@ -204,11 +204,10 @@ void addExplainCommand(CLI::App &root, Context &context)
 {
     auto options = std::make_shared<ExplainOptions>();
     CLI::App *command =
-        root.add_subcommand("explain", "Say why messages are rated as they are; learns nothing and changes no file");
+        addCommand(root, "explain", "Say why messages are rated as they are; learns nothing and changes no file");
     addInstallOption(*command, options->install);
-    command->add_option("--number", options->number, "The sender of the messages")->type_name("NUMBER");
-    command->add_option("TEXT", options->texts, "The messages; without any, one a line on standard input")
-        ->type_name(" ");
+    addTextOption(*command, "--number", "NUMBER", options->number, "The sender of the messages");
+    addTextArgument(*command, "TEXT", options->texts, "The messages; without any, one a line on standard input");
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     addExamples(*command, {"velq explain --install ~/filter 'Claim your free prize now, call 13912345678'",

@@ -1,6 +1,9 @@
 // Walks the command table once for the manual page and once for the completion.
 #include "kit/cli/generate.h"
 
+#include "kit/base/status.h"
+#include "kit/cli/options.h"
+
 #include <algorithm>
 #include <functional>
 #include <set>
@@ -21,12 +24,6 @@ static std::vector<const CLI::Option *> optionsOf(const CLI::App &command, bool 
     return command.get_options([positional](const CLI::Option *option) {
         return option->get_positional() == positional && !option->get_group().empty();
     });
-}
-
-static std::string fullName(const CLI::App &command)
-{
-    return command.get_parent() == nullptr ? command.get_name()
-                                           : fullName(*command.get_parent()) + " " + command.get_name();
 }
 
 static void visit(const CLI::App &command, const std::function<void(const CLI::App &)> &take)
@@ -143,36 +140,40 @@ static void writeExamples(std::ostream &out, const CLI::App &command)
     out << ".fi\n";
 }
 
-static constexpr const char *closing = R"(.SH EXIT STATUS
-.TP
-0
-Done. With
-.B rate \-\-exit\-code
-also: the message is ham.
-.TP
-1, 2
-Only with
-.BR "rate \-\-exit\-code" :
-the message is spam; the engine is unsure.
-.TP
-64
-The command line is wrong.
-.TP
-65
-An input file's content is wrong.
-.TP
-66
-An input file or an installation is missing.
-.TP
-70
-A fault of this program.
-.TP
-73
-An output file cannot be created or exists already.
-.TP
-74
-Reading or writing failed.
-.SH FILES
+static std::string rateWithExitCode()
+{
+    return roff("rate --exit-code");
+}
+
+// The verdicts but that of status 0, all numbers before all meanings.
+static void writeVerdictStatuses(std::ostream &out)
+{
+    std::string numbers;
+    std::string meanings;
+    for (const auto &[number, rating, meaning] : verdictStatuses) {
+        if (number != 0) {
+            numbers += (numbers.empty() ? "" : ", ") + std::to_string(number);
+            meanings += (meanings.empty() ? "" : "; ") + std::string(meaning);
+        }
+    }
+    out << ".TP\n" << numbers << "\nOnly with\n.BR \"" << rateWithExitCode() << "\" :\n" << meanings << ".\n";
+}
+
+static void writeStatuses(std::ostream &out)
+{
+    out << ".SH EXIT STATUS\n";
+    for (const auto &[status, meaning] : statusMeanings) {
+        out << ".TP\n" << static_cast<int>(status) << '\n' << meaning << ".";
+        if (status == Status::done) {
+            out << " With\n.B " << rateWithExitCode() << "\nalso: " << verdictStatuses.front().meaning << ".\n";
+            writeVerdictStatuses(out);
+        } else {
+            out << '\n';
+        }
+    }
+}
+
+static constexpr const char *files = R"(.SH FILES
 .TP
 .I DIR/Quenlibra/Tarvolent/data
 The data files of an installation.
@@ -208,7 +209,8 @@ void writeManualPage(std::ostream &out, const CLI::App &root, const std::string 
         }
         writeExamples(out, command);
     });
-    out << closing;
+    writeStatuses(out);
+    out << files;
 }
 
 // ---- Bash completion

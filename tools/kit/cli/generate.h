@@ -3,8 +3,6 @@
 #define VELQ_KIT_CLI_GENERATE_H
 
 #include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <ostream>
 #include <string>
 

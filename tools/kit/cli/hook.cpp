@@ -53,36 +53,27 @@ static void runSmstools(const SmstoolsOptions &options, Context &context)
 static std::vector<CLI::Option *> addHookOptions(CLI::App &command, HookOptions &options)
 {
     addInstallOption(command, options.install);
-    CLI::Option *spam = command
-                            .add_option("--spam-folder", options.spamFolder,
-                                        "Move spam to this folder, made where it is missing; without it spam stays")
-                            ->type_name("DIR");
-    CLI::Option *unsure = command
-                              .add_option("--unsure-folder", options.unsureFolder,
-                                          "Move messages that are neither to this folder; without it they stay")
-                              ->type_name("DIR");
-    command
-        .add_option("--log", options.log,
-                    "Append a line for each message: time, host, rating, sender, files, action; standard error when "
-                    "not given")
-        ->type_name("FILE");
+    CLI::Option *spam = addFolderOption(command, "--spam-folder", options.spamFolder,
+                                        "Move spam to this folder, made where it is missing; without it spam stays");
+    CLI::Option *unsure = addFolderOption(command, "--unsure-folder", options.unsureFolder,
+                                          "Move messages that are neither to this folder; without it they stay");
+    addFileOption(command, "--log", options.log,
+                  "Append a line for each message: time, host, rating, sender, files, action; standard error when "
+                  "not given");
     return {spam, unsure};
 }
 
 static void addGammuHook(CLI::App &parent, Context &context)
 {
     auto options = std::make_shared<GammuOptions>();
-    CLI::App *command = parent.add_subcommand("gammu", "For RunOnReceive of Gammu's SMS daemon");
+    CLI::App *command = addCommand(parent, "gammu", "For RunOnReceive of Gammu's SMS daemon");
     const auto folders = addHookOptions(*command, options->hook);
-    CLI::Option *inbox = command
-                             ->add_option("--inbox", options->inbox,
-                                          "The daemon's inboxpath, for with the files service it gives names only")
-                             ->type_name("DIR");
+    CLI::Option *inbox = addFolderOption(*command, "--inbox", options->inbox,
+                                         "The daemon's inboxpath, for with the files service it gives names only");
     for (CLI::Option *folder : folders) {
         folder->needs(inbox);
     }
-    command->add_option("NAME", options->names, "What the daemon appends: names of the message's files")
-        ->type_name(" ");
+    addTextArgument(*command, "NAME", options->names, "What the daemon appends: names of the message's files");
     addExamples(*command, {"velq hook gammu --install /var/lib/velq --inbox /var/spool/gammu/inbox "
                            "--spam-folder /var/spool/gammu/spam --log /var/log/velq.log"});
     command->callback([options, &context] { runGammu(*options, context); });
@@ -91,15 +82,12 @@ static void addGammuHook(CLI::App &parent, Context &context)
 static void addSmstoolsHook(CLI::App &parent, Context &context)
 {
     auto options = std::make_shared<SmstoolsOptions>();
-    CLI::App *command = parent.add_subcommand("smstools", "For the eventhandler of SMS Server Tools 3");
+    CLI::App *command = addCommand(parent, "smstools", "For the eventhandler of SMS Server Tools 3");
     addHookOptions(*command, options->hook);
-    command
-        ->add_option(
-            "EVENT", options->arguments,
-            "What the daemon appends: the event, the message file and what it adds; events other than RECEIVED "
-            "are passed over")
-        ->required()
-        ->type_name(" ");
+    addTextArgument(*command, "EVENT", options->arguments,
+                    "What the daemon appends: the event, the message file and what it adds; events other than RECEIVED "
+                    "are passed over")
+        ->required();
     addExamples(*command, {"velq hook smstools --install /var/lib/velq --spam-folder /var/spool/sms/spam "
                            "--log /var/log/velq.log RECEIVED /var/spool/sms/incoming/GSM1.abcdef"});
     command->callback([options, &context] { runSmstools(*options, context); });
@@ -107,8 +95,7 @@ static void addSmstoolsHook(CLI::App &parent, Context &context)
 
 void addHookCommand(CLI::App &root, Context &context)
 {
-    CLI::App *hook =
-        root.add_subcommand("hook", "For message hosts: rate an incoming message and file it by the verdict");
+    CLI::App *hook = addCommand(root, "hook", "For message hosts: rate an incoming message and file it by the verdict");
     hook->require_subcommand(1);
     addExamples(
         *hook, {"velq hook gammu --install /var/lib/velq", "velq hook smstools --install /var/lib/velq RECEIVED FILE"});

@@ -41,12 +41,10 @@ static void runInit(const InitOptions &options, Context &context)
 void addInitCommand(CLI::App &root, Context &context)
 {
     auto options = std::make_shared<InitOptions>();
-    CLI::App *command = root.add_subcommand("init", "Lay out an installation: program directory and data files");
-    command->add_option("DIR", options->folder, "The folder to hold the installation")->required()->type_name(" ");
-    command
-        ->add_option("--store", options->store,
-                     "Token store to install instead of the delivered one: a prob.bin or its text form")
-        ->type_name("FILE");
+    CLI::App *command = addCommand(root, "init", "Lay out an installation: program directory and data files");
+    addFileArgument(*command, "DIR", options->folder, "The folder to hold the installation")->required();
+    addFileOption(*command, "--store", options->store,
+                  "Token store to install instead of the delivered one: a prob.bin or its text form");
     addQuietFlag(*command, context);
     addExamples(*command,
                 {"velq init ~/filter", "velq init ~/filter --store prob.bin", "velq init ~/filter --store store.txt"});

@@ -1,6 +1,6 @@
 // velq mark: the user's verdict on messages.
 #include "kit/cli/commands.h"
-#include "kit/engine/installation.h"
+#include "kit/engine/engine.h"
 #include "kit/messages/input_messages.h"
 #include "velq.h"
 
@@ -50,17 +50,16 @@ static void addVerdict(CLI::App &mark, Label label, Context &context)
 {
     auto options = std::make_shared<MarkOptions>();
     const bool ham = label == Label::ham;
-    CLI::App *command = mark.add_subcommand(
-        ham ? "ham" : "spam",
-        ham ? "Messages that are wanted: moves their words to the ham side and takes the sender off "
-              "the black list"
-            : "Messages that are spam: moves their words to the spam side; the lists stay as they are");
+    CLI::App *command =
+        addCommand(mark, ham ? "ham" : "spam",
+                   ham ? "Messages that are wanted: moves their words to the ham side and takes the sender off "
+                         "the black list"
+                       : "Messages that are spam: moves their words to the spam side; the lists stay as they are");
     addInstallOption(*command, options->install);
     if (ham) {
-        command->add_option("--number", options->number, "The sender, taken off the black list")->type_name("NUMBER");
+        addTextOption(*command, "--number", "NUMBER", options->number, "The sender, taken off the black list");
     }
-    command->add_option("TEXT", options->texts, "The messages; without any, one a line on standard input")
-        ->type_name(" ");
+    addTextArgument(*command, "TEXT", options->texts, "The messages; without any, one a line on standard input");
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     if (ham) {
@@ -75,7 +74,7 @@ static void addVerdict(CLI::App &mark, Label label, Context &context)
 
 void addMarkCommand(CLI::App &root, Context &context)
 {
-    CLI::App *command = root.add_subcommand("mark", "Tell the engine what messages are");
+    CLI::App *command = addCommand(root, "mark", "Tell the engine what messages are");
     command->require_subcommand(1);
     addExamples(*command, {"velq mark ham --install ~/filter 'see you at seven'",
                            "velq mark spam --install ~/filter 'Claim your free prize now'"});

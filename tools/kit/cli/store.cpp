@@ -1,5 +1,4 @@
-// velq store: builds, shows, checks, converts and compares token stores.
-#include "kit/base/input.h"
+// velq store, and its command that builds token stores.
 #include "kit/base/output.h"
 #include "kit/base/wide_text.h"
 #include "kit/cli/commands.h"
@@ -9,11 +8,9 @@
 #include "kit/messages/sampling.h"
 #include "kit/store/store_file.h"
 #include "kit/store/store_text.h"
-#include "kit/store/update_file.h"
 
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <utility>
 
 namespace velq::kit {
@@ -26,33 +23,10 @@ struct StoreOptions {
     bool plain = false;
     bool text = false;
     std::uint64_t seed = 1;
-    std::string store;
-    std::string newStore;
     std::string output;
 };
 
-using Options = std::shared_ptr<StoreOptions>;
-using Json = nlohmann::ordered_json;
-
 } // namespace
-
-static Json problemsJson(const std::vector<StoreProblem> &problems)
-{
-    Json list = Json::array();
-    for (const StoreProblem &problem : problems) {
-        list.push_back({{"where", problem.where}, {"what", problem.what}});
-    }
-    return list;
-}
-
-static void printProblems(Context &context, const std::vector<StoreProblem> &problems)
-{
-    for (const StoreProblem &problem : problems) {
-        context.out << (problem.where.empty() ? "file" : problem.where) << '\t' << oneLine(problem.what) << '\n';
-    }
-}
-
-// ---- build --------------------------------------------------------------------------------------------------------
 
 // The messages of one label with their places in the input.
 struct ReadTexts {
@@ -184,16 +158,15 @@ static void runBuild(const StoreOptions &options, Context &context)
 static void addBuild(CLI::App &store, Context &context)
 {
     auto options = std::make_shared<StoreOptions>();
-    CLI::App *command = store.add_subcommand("build", "Build a token store from labelled messages");
-    command->add_option("CORPUS", options->corpora, "Files of labelled messages; - is standard input")
-        ->required()
-        ->type_name(" ");
-    command->add_option("-o,--output", options->output, "The store to write: prob.bin, or text for .txt, .text, .tsv")
-        ->required()
-        ->type_name("FILE");
+    CLI::App *command = addCommand(store, "build", "Build a token store from labelled messages");
+    addFileArgument(*command, "CORPUS", options->corpora, "Files of labelled messages; - is standard input")
+        ->required();
+    addFileOption(*command, "-o,--output", options->output,
+                  "The store to write: prob.bin, or text for .txt, .text, .tsv")
+        ->required();
     command->add_flag("--plain", options->plain, "Choose tokens by frequency and lean, with their true counts");
     command->add_flag("--text", options->text, "Write the text form whatever the file's name");
-    command->add_option("--seed", options->seed, "Seed of everything random (1)")->type_name("N");
+    addCountOption(*command, "--seed", options->seed, "Seed of everything random (1)");
     addFormatOption(*command, options->format);
     addQuietFlag(*command, context);
     addExamples(*command, {"velq store build en.tsv zh.tsv -o prob.bin", "velq store build --plain en.tsv -o en.txt",
@@ -201,230 +174,16 @@ static void addBuild(CLI::App &store, Context &context)
     command->callback([options, &context] { runBuild(*options, context); });
 }
 
-// ---- stats, verify ------------------------------------------------------------------------------------------------
-
-static Json statisticsJson(const StoreStatistics &statistics)
-{
-    Json json;
-    json["fileBytes"] = statistics.fileBytes ? Json(*statistics.fileBytes) : Json(nullptr);
-    json["tokens"] = statistics.tokens;
-    json["tokensOfLength"] = {
-        {"2", statistics.tokensOfLength[0]}, {"3", statistics.tokensOfLength[1]}, {"4", statistics.tokensOfLength[2]}};
-    json["messages"] = statistics.hasMessageCounts
-                           ? Json{{"spam", statistics.spamMessages}, {"ham", statistics.hamMessages}}
-                           : Json(nullptr);
-    json["priorMillionths"] = statistics.priorMillionths ? Json(*statistics.priorMillionths) : Json(nullptr);
-    json["spamSide"] = statistics.spamSide;
-    json["hamSide"] = statistics.hamSide;
-    json["neutral"] = statistics.neutral;
-    json["withoutCounts"] = statistics.withoutCounts;
-    json["digitsOnly"] = statistics.digitsOnly;
-    json["asciiOnly"] = statistics.asciiOnly;
-    json["largestCount"] = statistics.largestCount;
-    json["withReserved"] = statistics.withReserved;
-    json["otherRows"] = statistics.otherRows;
-    return json;
-}
-
-static void printStatistics(std::ostream &out, const StoreStatistics &statistics)
-{
-    const auto line = [&out](const char *what, const std::string &value) { out << what << '\t' << value << '\n'; };
-    line("file size in bytes", statistics.fileBytes ? std::to_string(*statistics.fileBytes) : "no file");
-    line("tokens", std::to_string(statistics.tokens));
-    line("  of 2 units", std::to_string(statistics.tokensOfLength[0]));
-    line("  of 3 units", std::to_string(statistics.tokensOfLength[1]));
-    line("  of 4 units", std::to_string(statistics.tokensOfLength[2]));
-    line("  that speak for spam", std::to_string(statistics.spamSide));
-    line("  that speak for ham", std::to_string(statistics.hamSide));
-    line("  neutral", std::to_string(statistics.neutral));
-    line("  without counts", std::to_string(statistics.withoutCounts));
-    line("  of digits only", std::to_string(statistics.digitsOnly));
-    line("  of ASCII characters only", std::to_string(statistics.asciiOnly));
-    line("  with a reserved word", std::to_string(statistics.withReserved));
-    line("largest count", std::to_string(statistics.largestCount));
-    line("other rows", std::to_string(statistics.otherRows));
-    line("spam messages", statistics.hasMessageCounts ? std::to_string(statistics.spamMessages) : "no record");
-    line("ham messages", statistics.hasMessageCounts ? std::to_string(statistics.hamMessages) : "no record");
-    line("prior in millionths",
-         statistics.priorMillionths ? std::to_string(*statistics.priorMillionths) : "no record (520000)");
-}
-
-static void runStats(const StoreOptions &options, Context &context)
-{
-    StoreStatistics statistics = statisticsOf(readStore(options.store, context.in));
-    std::error_code code;
-    const std::uintmax_t size = std::filesystem::file_size(options.store, code);
-    if (!code) {
-        statistics.fileBytes = size;
-    }
-    if (context.json) {
-        context.out << statisticsJson(statistics).dump() << '\n';
-    } else {
-        printStatistics(context.out, statistics);
-    }
-}
-
-static void addStats(CLI::App &store, Context &context)
-{
-    auto options = std::make_shared<StoreOptions>();
-    CLI::App *command = store.add_subcommand("stats", "Show what a token store holds");
-    command->add_option("FILE", options->store, "A token store, prob.bin or text form")->required()->type_name(" ");
-    addJsonFlag(*command, context);
-    addQuietFlag(*command, context);
-    addExamples(*command, {"velq store stats prob.bin", "velq store stats --json prob.bin"});
-    command->callback([options, &context] { runStats(*options, context); });
-}
-
-static void runVerify(const StoreOptions &options, Context &context)
-{
-    InputFile input(options.store, context.in);
-    const std::vector<StoreProblem> problems = isDatabase(input)
-                                                   ? verifyStoreFile(options.store)
-                                                   : verifyContents(readStoreText(input.stream(), input.name()));
-    if (context.json) {
-        context.out << Json{{"problems", problemsJson(problems)}}.dump() << '\n';
-    } else {
-        printProblems(context, problems);
-    }
-    if (!problems.empty()) {
-        throw Error(Status::badData, options.store + ": " + plural(problems.size(), "problem") +
-                                         " found; correct the text form (velq store dump, load) or build it anew");
-    }
-    context.message(options.store + " is sound");
-}
-
-static void addVerify(CLI::App &store, Context &context)
-{
-    auto options = std::make_shared<StoreOptions>();
-    CLI::App *command = store.add_subcommand("verify", "Check a token store and list every problem");
-    command->add_option("FILE", options->store, "A token store, prob.bin or text form")->required()->type_name(" ");
-    addJsonFlag(*command, context);
-    addQuietFlag(*command, context);
-    addExamples(*command, {"velq store verify prob.bin", "velq store verify --quiet prob.bin && echo sound"});
-    command->callback([options, &context] { runVerify(*options, context); });
-}
-
-// ---- dump, load ---------------------------------------------------------------------------------------------------
-
-static void runDump(const StoreOptions &options, Context &context)
-{
-    checkNotAnInput(options.output, {options.store});
-    if (options.store == "-") {
-        throw Error(Status::usage, "a prob.bin is not read from standard input; give the file");
-    }
-    const StoreContents contents = readStoreContents(options.store);
-    checkKeysAreUnique(contents, options.store);
-    if (options.output.empty()) {
-        writeStoreText(context.out, contents);
-    } else {
-        writeStore(options.output, contents, true);
-    }
-}
-
-static void addDump(CLI::App &store, Context &context)
-{
-    auto options = std::make_shared<StoreOptions>();
-    CLI::App *command = store.add_subcommand("dump", "Write a token store as text: sorted, one token a line, lossless");
-    command->add_option("FILE", options->store, "A prob.bin")->required()->type_name(" ");
-    command->add_option("-o,--output", options->output, "The text to write; standard output when not given")
-        ->type_name("FILE");
-    addQuietFlag(*command, context);
-    addExamples(*command, {"velq store dump prob.bin -o store.txt", "velq store dump prob.bin | grep -c ^free"});
-    command->callback([options, &context] { runDump(*options, context); });
-}
-
-static void runLoad(const StoreOptions &options, Context &context)
-{
-    checkNotAnInput(options.output, {options.store});
-    InputFile input(options.store, context.in);
-    const StoreContents contents = readStoreText(input.stream(), input.name());
-    writeStoreContents(options.output, contents);
-    context.message(plural(contents.rows.size(), "row") + " written to " + options.output);
-}
-
-static void addLoad(CLI::App &store, Context &context)
-{
-    auto options = std::make_shared<StoreOptions>();
-    CLI::App *command = store.add_subcommand("load", "Make a prob.bin of the text form");
-    command->add_option("TEXT", options->store, "A store in text form; - is standard input")
-        ->required()
-        ->type_name(" ");
-    command->add_option("-o,--output", options->output, "The prob.bin to write")->required()->type_name("FILE");
-    addQuietFlag(*command, context);
-    addExamples(*command, {"velq store load store.txt -o prob.bin"});
-    command->callback([options, &context] { runLoad(*options, context); });
-}
-
-// ---- diff ---------------------------------------------------------------------------------------------------------
-
-static Json differenceJson(const StoreDifference &difference)
-{
-    Json json;
-    json["rows"] = difference.rows.size();
-    json["added"] = difference.added;
-    json["changed"] = difference.changed;
-    json["zeroed"] = difference.zeroed;
-    json["lowered"] = difference.lowered;
-    json["changesPrior"] = difference.changesPrior;
-    json["deviations"] = problemsJson(difference.deviations);
-    return json;
-}
-
-static void runDiff(const StoreOptions &options, Context &context)
-{
-    checkNotAnInput(options.output, {options.store, options.newStore});
-    const StoreContents before = readStore(options.store, context.in);
-    const StoreContents after = readStore(options.newStore, context.in);
-    checkKeysAreUnique(before, options.store);
-    checkKeysAreUnique(after, options.newStore);
-    const StoreDifference difference = differenceOf(before, after);
-    writeProbabilityUpdate(options.output, difference.rows);
-    if (context.json) {
-        context.out << differenceJson(difference).dump() << '\n';
-        return;
-    }
-    printProblems(context, difference.deviations);
-    context.message(options.output + ": " + plural(difference.added, "row") + " added, " +
-                    std::to_string(difference.changed) + " changed, " + std::to_string(difference.zeroed) +
-                    " set to 0; the merged store differs from " + options.newStore + " in " +
-                    plural(difference.deviations.size(), "row"));
-    if (difference.lowered > 0) {
-        context.message(plural(difference.lowered, "row") + " with lower counts: right for " + options.store +
-                        " itself; where a store has meanwhile unlearned more than is left, a count wraps");
-    }
-    if (difference.changesPrior) {
-        context.message("the prior changes: programs see it when they load the engine the next time");
-    }
-}
-
-static void addDiff(CLI::App &store, Context &context)
-{
-    auto options = std::make_shared<StoreOptions>();
-    CLI::App *command =
-        store.add_subcommand("diff", "Make the probability update that turns one token store into another, as far as "
-                                     "added counts can, and list the rows where they cannot");
-    command->add_option("OLD", options->store, "The store to start from, prob.bin or text form")
-        ->required()
-        ->type_name(" ");
-    command->add_option("NEW", options->newStore, "The store to arrive at")->required()->type_name(" ");
-    command->add_option("-o,--output", options->output, "The update file to write")->required()->type_name("FILE");
-    addJsonFlag(*command, context);
-    addQuietFlag(*command, context);
-    addExamples(*command,
-                {"velq store diff old.bin new.bin -o update.db", "velq store diff v1.txt v2.txt -o update.db"});
-    command->callback([options, &context] { runDiff(*options, context); });
-}
-
 void addStoreCommands(CLI::App &root, Context &context)
 {
-    CLI::App *store = root.add_subcommand("store", "Build, show, check, convert and compare token stores");
+    CLI::App *store = addCommand(root, "store", "Build, show, check, convert and compare token stores");
     store->require_subcommand(1);
     addBuild(*store, context);
-    addStats(*store, context);
-    addVerify(*store, context);
-    addDump(*store, context);
-    addLoad(*store, context);
-    addDiff(*store, context);
+    addStoreStats(*store, context);
+    addStoreVerify(*store, context);
+    addStoreDump(*store, context);
+    addStoreLoad(*store, context);
+    addStoreDiff(*store, context);
     addExamples(*store, {"velq store build en.tsv -o prob.bin", "velq store dump prob.bin -o store.txt",
                          "velq store diff old.bin new.bin -o update.db"});
 }

@@ -1,8 +1,8 @@
-// velq update: merges update files into an installation. Looking into update files is another file's.
+// velq update: merges update files into an installation.
 #include "kit/base/database.h"
 #include "kit/cli/commands.h"
 #include "kit/cli/versions.h"
-#include "kit/engine/installation.h"
+#include "kit/engine/engine.h"
 #include "kit/store/update_file.h"
 #include "velq.h"
 
@@ -30,11 +30,9 @@ static WideText updatePath(const std::string &file)
     if (file.size() > longest) {
         throw Error(Status::usage, "the path " + file + " is longer than 255 bytes; copy the file to a shorter one");
     }
-#ifndef _WIN32
     if (file.find('\\') != std::string::npos) {
         throw Error(Status::usage, "the path " + file + " holds a backslash; rename the file");
     }
-#endif
     return wideArgument(file, "the path of the update file");
 }
 
@@ -79,6 +77,15 @@ static std::string versionFault(const std::string &value)
     return whole && version > 0 ? "" : value + " is no version; versions are whole numbers from 1 to 2147483647";
 }
 
+// File and version are given both or neither.
+static void addVersionOption(CLI::App &command, const std::string &name, std::int32_t &version, CLI::Option &file)
+{
+    CLI::Option *option = command.add_option(name, version, "The version to record for it")->type_name("N");
+    option->check(CLI::Validator(versionFault, ""));
+    option->needs(&file);
+    file.needs(option);
+}
+
 static void runUpdate(const UpdateOptions &options, Context &context)
 {
     if (options.install.empty()) {
@@ -114,24 +121,15 @@ static void runUpdate(const UpdateOptions &options, Context &context)
 void addUpdateCommand(CLI::App &root, Context &context)
 {
     auto options = std::make_shared<UpdateOptions>();
-    CLI::App *command = root.add_subcommand("update", "Merge update files into an installation");
+    CLI::App *command = addCommand(root, "update", "Merge update files into an installation");
     command->require_subcommand(0, 1);
+    addUpdateInspect(*command, context);
     addInstallOption(*command, options->install)->required(false);
-    CLI::Option *prob =
-        command->add_option("--prob", options->prob, "Probability update file: token statistics")->type_name("FILE");
-    CLI::Option *probVersion =
-        command->add_option("--prob-version", options->probVersion, "The version to record for it")->type_name("N");
-    CLI::Option *white = command->add_option("--white", options->white, "White-number update file: delivered numbers")
-                             ->type_name("FILE");
-    CLI::Option *whiteVersion =
-        command->add_option("--white-version", options->whiteVersion, "The version to record for it")->type_name("N");
-    for (CLI::Option *version : {probVersion, whiteVersion}) {
-        version->check(CLI::Validator(versionFault, ""));
-    }
-    prob->needs(probVersion);
-    probVersion->needs(prob);
-    white->needs(whiteVersion);
-    whiteVersion->needs(white);
+    CLI::Option *prob = addFileOption(*command, "--prob", options->prob, "Probability update file: token statistics");
+    addVersionOption(*command, "--prob-version", options->probVersion, *prob);
+    CLI::Option *white =
+        addFileOption(*command, "--white", options->white, "White-number update file: delivered numbers");
+    addVersionOption(*command, "--white-version", options->whiteVersion, *white);
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     addExamples(*command, {"velq update --install ~/filter --prob words.upd --prob-version 7",

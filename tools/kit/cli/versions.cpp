@@ -1,6 +1,7 @@
 // velq versions: the installed versions of the data.
 #include "kit/cli/versions.h"
 
+#include "kit/cli/commands.h"
 #include "velq.h"
 
 #include <nlohmann/json.hpp>
@@ -33,7 +34,7 @@ void printVersions(const Engine &engine, Context &context)
 void addVersionsCommand(CLI::App &root, Context &context)
 {
     auto install = std::make_shared<std::string>();
-    CLI::App *command = root.add_subcommand("versions", "Print the installed versions of the data");
+    CLI::App *command = addCommand(root, "versions", "Print the installed versions of the data");
     addInstallOption(*command, *install);
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);

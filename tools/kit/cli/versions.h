@@ -2,11 +2,12 @@
 #ifndef VELQ_KIT_CLI_VERSIONS_H
 #define VELQ_KIT_CLI_VERSIONS_H
 
-#include "kit/cli/commands.h"
-#include "kit/engine/installation.h"
+#include "kit/cli/options.h"
+#include "kit/engine/engine.h"
 
 namespace velq::kit {
 
+// As text or, with --json, as JSON.
 void printVersions(const Engine &engine, Context &context);
 
 } // namespace velq::kit

@@ -1,18 +1,11 @@
-// Installations: layout, checks, engine start and stop.
+// Installations: their paths, laying out and copying them, and checks of what is there.
 #include "kit/engine/installation.h"
 
 #include "kit/base/database.h"
 #include "kit/base/status.h"
 #include "velq_schema.h"
 
-#include <cerrno>
-#include <cstring>
-#include <unistd.h>
 #include <vector>
-
-#ifdef _WIN32
-#include <windows.h>
-#endif
 
 namespace velq::kit {
 
@@ -33,16 +26,14 @@ fs::path Installation::dataFile(std::string_view name) const
 WideText Installation::programDirectory() const
 {
     std::string folder = root_.lexically_normal().string();
-#ifndef _WIN32
     if (folder.find('\\') != std::string::npos) {
         throw Error(Status::usage, "the folder " + folder + " has a backslash in its name; choose another folder");
     }
-#endif
     if (folder.empty()) {
         folder = ".";
     }
-    if (!folder.ends_with(static_cast<char>(fs::path::preferred_separator))) {
-        folder.push_back(static_cast<char>(fs::path::preferred_separator));
+    if (!folder.ends_with('/')) {
+        folder.push_back('/');
     }
     folder += "Quenlibra\\Tarvolent";
     if (folder.size() > longestProgramDirectory) {
@@ -173,76 +164,17 @@ void copyInstallation(const Installation &from, const Installation &to)
     }
 }
 
-static fs::path programFile()
-{
-#ifdef _WIN32
-    wchar_t name[MAX_PATH];
-    const DWORD length = GetModuleFileNameW(nullptr, name, MAX_PATH);
-    return fs::path(name, name + length);
-#else
-    std::error_code ignored;
-    return fs::read_symlink("/proc/self/exe", ignored);
-#endif
-}
-
 fs::path starterStore()
 {
-    const fs::path prefix = programFile().parent_path().parent_path();
+    std::error_code ignored;
+    const fs::path program = fs::read_symlink("/proc/self/exe", ignored);
+    const fs::path prefix = program.parent_path().parent_path();
     for (const fs::path &candidate : {prefix / "share" / "velq" / "prob.bin", prefix / "data" / "prob.bin"}) {
-        std::error_code ignored;
         if (fs::is_regular_file(candidate, ignored)) {
             return candidate;
         }
     }
     return {};
-}
-
-Engine::Engine(const Installation &installation, Connections connections)
-    : connections_(connections), installation_(installation),
-      log_((installation.programFolder() / (connections == Connections::kept ? "norix-engine.log" : "engine.log"))
-               .string())
-{
-    const WideText directory = installation.programDirectory();
-    installation.checkComplete();
-    const bool kept = connections == Connections::kept;
-    check(kept ? VELQ_Norix_Initialize(directory.c_str()) : VELQ_Initialize(directory.c_str()),
-          "the engine did not start");
-}
-
-Engine::~Engine()
-{
-    if (connections_ == Connections::kept) {
-        VELQ_Norix_Finalize();
-    } else {
-        VELQ_Finalize();
-    }
-}
-
-// Where the user may not write, the engine could not log either, and what the log ends with is older.
-std::string Engine::reason() const
-{
-    const fs::path folder = installation_.dataFile("prob.bin").parent_path();
-    std::vector<fs::path> needed = {folder};
-    for (const std::string_view name : dataFileNames) {
-        needed.push_back(installation_.dataFile(name));
-    }
-    for (const fs::path &path : needed) {
-        if (::access(path.c_str(), R_OK | W_OK) != 0) {
-            return path.string() + " cannot be read and written: " + std::strerror(errno) + "; check its permissions";
-        }
-    }
-    std::error_code ignored;
-    if (fs::is_regular_file(log_, ignored) && fs::file_size(log_, ignored) > 0) {
-        return "the reason is at the end of " + log_;
-    }
-    return "it could not be logged in " + log_ + "; check the folder, its permissions and the space left";
-}
-
-void Engine::check(int code, const std::string &what) const
-{
-    if (code != VELQ_SUCCESS) {
-        throw Error(Status::inputOutput, what + " (code " + std::to_string(code) + "); " + reason());
-    }
 }
 
 } // namespace velq::kit

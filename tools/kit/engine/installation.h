@@ -1,4 +1,4 @@
-// Where an installation keeps its files, laying out a new one, and running the engine on one.
+// Where an installation keeps its files, laying out a new one, and checking one.
 #ifndef VELQ_KIT_ENGINE_INSTALLATION_H
 #define VELQ_KIT_ENGINE_INSTALLATION_H
 
@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace velq::kit {
 
@@ -61,36 +62,6 @@ void checkDataFiles(const Installation &installation);
 // The delivered starter token store beside the program (../share/velq or, in a build folder, ../data); empty when there
 // is none.
 std::filesystem::path starterStore();
-
-// The engine on an installation for the length of a scope. One at a time in a process.
-class Engine {
-  public:
-    // `kept` keeps the connections open: for many ratings. `plain` opens them for each call, so that files may be put
-    // in place between calls.
-    enum class Connections { plain, kept };
-
-    // Throws Error: what programDirectory and checkComplete throw, inputOutput when the engine refuses to start.
-    explicit Engine(const Installation &installation, Connections connections = Connections::plain);
-    ~Engine();
-    Engine(const Engine &) = delete;
-    Engine &operator=(const Engine &) = delete;
-
-    // Where the engine writes its failures, for error messages.
-    std::string logName() const
-    {
-        return log_;
-    }
-    // Throws Error (inputOutput) that says what failed and where the log is, unless `code` is 0.
-    void check(int code, const std::string &what) const;
-
-  private:
-    // Where to look for the reason of a failure.
-    std::string reason() const;
-
-    Connections connections_;
-    Installation installation_;
-    std::string log_;
-};
 
 } // namespace velq::kit
 

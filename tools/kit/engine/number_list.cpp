@@ -3,6 +3,7 @@
 
 #include "kit/base/csv.h"
 #include "kit/base/input.h"
+#include "kit/base/status.h"
 
 #include <algorithm>
 #include <charconv>
@@ -61,7 +62,7 @@ std::string entryFault(const ListEntry &entry)
     if (name->find(VELQ_WideChar{0}) != WideText::npos) {
         return "the name holds a zero character; remove it";
     }
-    if (entry.hidden != 0 && entry.hidden != 1) {
+    if (std::ranges::find(hiddenFlags, entry.hidden) == hiddenFlags.end()) {
         return "hidden is neither 0 nor 1; correct it";
     }
     return {};
@@ -116,7 +117,7 @@ static void appendEntries(const Engine &engine, const ListCalls &calls, std::int
 std::vector<ListEntry> readList(const Engine &engine, const ListCalls &calls, std::int32_t hidden)
 {
     std::vector<ListEntry> entries;
-    for (const std::int32_t flag : {0, 1}) {
+    for (const std::int32_t flag : hiddenFlags) {
         if (hidden == VELQ_HIDDEN_ANY || hidden == flag) {
             appendEntries(engine, calls, flag, entries);
         }
@@ -147,7 +148,7 @@ void removeNumber(const Engine &engine, const ListCalls &calls, const std::strin
 
 void addWhiteBatch(const Engine &engine, const std::vector<ListEntry> &entries)
 {
-    for (const std::int32_t hidden : {0, 1}) {
+    for (const std::int32_t hidden : hiddenFlags) {
         std::vector<WideEntry> texts;
         std::vector<NumberListNode> nodes;
         for (const ListEntry &entry : entries) {

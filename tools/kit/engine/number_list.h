@@ -4,13 +4,14 @@
 #define VELQ_KIT_ENGINE_NUMBER_LIST_H
 
 #include "kit/base/wide_text.h"
-#include "kit/engine/installation.h"
+#include "kit/engine/engine.h"
 #include "velq.h"
 
+#include <array>
 #include <cstdint>
-#include <optional>
+#include <istream>
+#include <ostream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace velq::kit {
@@ -32,6 +33,9 @@ struct ListCalls {
 
 extern const ListCalls blackListCalls;
 extern const ListCalls whiteListCalls;
+
+// The values of the flag that an entry carries for the application.
+inline constexpr std::array<std::int32_t, 2> hiddenFlags = {0, 1};
 
 struct ListEntry {
     std::string number; // UTF-8, as displayed

@@ -4,6 +4,7 @@
 
 #include "kit/base/database.h"
 #include "kit/base/status.h"
+#include "kit/engine/engine.h"
 #include "kit/engine/installation.h"
 #include "kit/reading/text_model.h"
 #include "velq.h"

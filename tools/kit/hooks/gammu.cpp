@@ -4,13 +4,8 @@
 #include "kit/base/status.h"
 
 #include <charconv>
-
-#ifdef _WIN32
-#include <windows.h>
-#else
 #include <clocale>
 #include <langinfo.h>
-#endif
 
 namespace velq::kit {
 
@@ -111,19 +106,13 @@ HookMessage readGammuMessage(const Environment &environment, const std::string &
 
 std::optional<std::string> localeFault()
 {
-#ifdef _WIN32
-    const bool isUtf8 = GetACP() == CP_UTF8;
-    const std::string codeset = "code page " + std::to_string(GetACP());
-#else
     // Asked of the system, not of the names in the variables: a locale that is not installed counts as C.
     std::string codeset = "that of the C locale, for the one that is set is not installed";
     if (const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr); locale != nullptr) {
         codeset = nl_langinfo_l(CODESET, locale);
         freelocale(locale);
     }
-    const bool isUtf8 = codeset == "UTF-8";
-#endif
-    if (isUtf8) {
+    if (codeset == "UTF-8") {
         return std::nullopt;
     }
     return "the daemon's character set is " + codeset +

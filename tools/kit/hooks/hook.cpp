@@ -2,6 +2,7 @@
 #include "kit/hooks/hook.h"
 
 #include "kit/base/status.h"
+#include "kit/engine/engine.h"
 #include "kit/engine/installation.h"
 #include "kit/engine/rating.h"
 #include "velq.h"

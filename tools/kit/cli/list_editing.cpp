@@ -1,0 +1,124 @@
+// velq list add, remove, clear, import: edits the lists.
+#include "kit/base/input.h"
+#include "kit/base/status.h"
+#include "kit/cli/list.h"
+
+#include <nlohmann/json.hpp>
+
+namespace velq::kit {
+
+static void add(const ListOptions &options, Context &context)
+{
+    if (const std::string fault = entryFault(options.entry); !fault.empty()) {
+        throw Error(Status::usage, "cannot add " + options.entry.number + ": " + fault);
+    }
+    const Engine engine{Installation(options.install)};
+    const std::int32_t before = countList(engine, *options.calls);
+    addEntry(engine, *options.calls, options.entry);
+    const bool added = countList(engine, *options.calls) > before;
+    context.message(options.entry.number + (added ? " added to " : " was already on ") + listTitle(options));
+}
+
+static void reportRemoved(const ListOptions &options, Context &context, std::int32_t before, std::int32_t after)
+{
+    context.message(std::to_string(before - after) + " taken off " + listTitle(options) + ", " + std::to_string(after) +
+                    " left");
+}
+
+static void remove(const ListOptions &options, Context &context)
+{
+    const int ways = (options.entry.number.empty() ? 0 : 1) + (options.uid ? 1 : 0) + (options.extendID ? 1 : 0);
+    if (ways != 1) {
+        throw Error(Status::usage,
+                    std::string(ways == 0 ? "nothing to remove by" : "only one can be given to remove by") +
+                        "; give either a NUMBER, --uid or --extend-id");
+    }
+    if (options.entry.number.size() > VELQ_MAX_NUMBER_LENGTH) {
+        throw Error(Status::usage, "the number is longer than 29 characters; no entry has such a number");
+    }
+    const Engine engine{Installation(options.install)};
+    const std::int32_t before = countList(engine, *options.calls);
+    if (options.uid) {
+        engine.check(options.calls->deleteByUid(*options.uid), "removing from " + listTitle(options) + " failed");
+    } else if (options.extendID) {
+        engine.check(options.calls->deleteByExtendID(*options.extendID),
+                     "removing from " + listTitle(options) + " failed");
+    } else {
+        removeNumber(engine, *options.calls, options.entry.number);
+    }
+    reportRemoved(options, context, before, countList(engine, *options.calls));
+}
+
+static void clear(const ListOptions &options, Context &context)
+{
+    const Engine engine{Installation(options.install)};
+    const std::int32_t before = countList(engine, *options.calls);
+    engine.check(options.calls->removeAll(hiddenFilter(options)), "clearing " + listTitle(options) + " failed");
+    reportRemoved(options, context, before, countList(engine, *options.calls));
+}
+
+static void importEntries(const ListOptions &options, Context &context)
+{
+    InputFile input(options.file, context.in);
+    const std::vector<ListEntry> entries = readEntries(input.stream(), input.name());
+    const Engine engine{Installation(options.install)};
+    const std::int32_t before = countList(engine, *options.calls);
+    if (options.batch) {
+        addWhiteBatch(engine, entries);
+    } else {
+        Progress progress(context.err, "importing", entries.size(), context.progress());
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            addEntry(engine, *options.calls, entries[i]);
+            progress.reached(i + 1);
+        }
+    }
+    const std::int32_t added = countList(engine, *options.calls) - before;
+    if (context.json) {
+        context.out << nlohmann::ordered_json{{"rows", entries.size()}, {"added", added}} << '\n';
+    }
+    context.message(std::to_string(added) + " of " + plural(entries.size(), "number") + " added to " +
+                    listTitle(options));
+}
+
+void addListEditing(CLI::App &list, const SharedListOptions &options, Context &context)
+{
+    CLI::App *command = addListAction(list, "add", "Add a number; takes it off the other list", options, context, add);
+    addTextArgument(*command, "NUMBER", options->entry.number, "The number as displayed, at most 29 characters")
+        ->required();
+    addTextOption(*command, "--name", "NAME", options->entry.name, "Display name, at most 29 UTF-16 units");
+    command->add_option("--hidden", options->entry.hidden, "Flag stored with the entry: 0 or 1")
+        ->check(CLI::IsMember({0, 1}))
+        ->type_name("FLAG");
+    command->add_option("--extend-id", options->entry.extendID, "Link value stored with the entry")->type_name("ID");
+    addQuietFlag(*command, context);
+    addExamples(*command, {listExample(options, "add --install ~/filter +8613912345678 --name 'Wang Fang'")});
+
+    command = addListAction(list, "remove", "Remove every entry that matches a number, or entries by identifier",
+                            options, context, remove);
+    addTextArgument(*command, "NUMBER", options->entry.number, "The number; the last 11 characters decide");
+    command->add_option("--uid", options->uid, "The identifier that show prints")->type_name("UID");
+    command->add_option("--extend-id", options->extendID, "The link value")->type_name("ID");
+    addQuietFlag(*command, context);
+    addExamples(*command, {listExample(options, "remove --install ~/filter 13912345678"),
+                           listExample(options, "remove --install ~/filter --uid 7")});
+
+    command = addListAction(list, "clear", "Remove all entries", options, context, clear);
+    addHiddenFilter(*command, *options);
+    addQuietFlag(*command, context);
+    addExamples(*command, {listExample(options, "clear --install ~/filter --hidden 1")});
+
+    command = addListAction(
+        list, "import",
+        "Add the numbers of a CSV file with the columns number, name, hidden, extendID; takes them off the other list",
+        options, context, importEntries);
+    addFileArgument(*command, "FILE", options->file, "The file, - for standard input; all but number may be missing")
+        ->required();
+    if (options->calls == &whiteListCalls) {
+        command->add_flag("--batch", options->batch, "All or none, in one step, without a look at what the lists hold");
+    }
+    addJsonFlag(*command, context);
+    addQuietFlag(*command, context);
+    addExamples(*command, {listExample(options, "import --install ~/filter numbers.csv")});
+}
+
+} // namespace velq::kit

@@ -1,0 +1,148 @@
+// Options and texts that commands share.
+#include "kit/cli/options.h"
+
+#include "kit/base/wide_text.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <map>
+
+namespace velq::kit {
+
+void Context::message(const std::string &text) const
+{
+    if (!quiet) {
+        err << "velq: " << oneLine(text) << std::endl;
+    }
+}
+
+std::string plural(std::uint64_t count, const std::string &thing)
+{
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+std::string fullName(const CLI::App &command)
+{
+    return command.get_parent() == nullptr ? command.get_name()
+                                           : fullName(*command.get_parent()) + " " + command.get_name();
+}
+
+CLI::App *addCommand(CLI::App &parent, const std::string &name, const std::string &help)
+{
+    return parent.add_subcommand(name, help);
+}
+
+// ---- Values of a kind. The checks have no name that help texts would show.
+
+static std::string emptyFault(const std::string &value)
+{
+    return value.empty() ? "the value is empty; give a name or leave the option out" : "";
+}
+
+CLI::Option *refuseEmpty(CLI::Option *option)
+{
+    return option->check(CLI::Validator(emptyFault, ""));
+}
+
+CLI::Option *addTextOption(CLI::App &command, const std::string &names, const std::string &type, std::string &text,
+                           const std::string &help)
+{
+    return command.add_option(names, text, help)->type_name(type);
+}
+
+// The type is a blank: an argument's own name says enough.
+CLI::Option *addTextArgument(CLI::App &command, const std::string &name, std::string &text, const std::string &help)
+{
+    return addTextOption(command, name, " ", text, help);
+}
+
+CLI::Option *addTextArgument(CLI::App &command, const std::string &name, std::vector<std::string> &texts,
+                             const std::string &help)
+{
+    return command.add_option(name, texts, help)->type_name(" ");
+}
+
+CLI::Option *addFileOption(CLI::App &command, const std::string &names, std::string &file, const std::string &help)
+{
+    return refuseEmpty(addTextOption(command, names, "FILE", file, help));
+}
+
+CLI::Option *addFolderOption(CLI::App &command, const std::string &names, std::string &folder, const std::string &help)
+{
+    return refuseEmpty(addTextOption(command, names, "DIR", folder, help));
+}
+
+CLI::Option *addFileArgument(CLI::App &command, const std::string &name, std::string &file, const std::string &help)
+{
+    return refuseEmpty(addTextArgument(command, name, file, help));
+}
+
+CLI::Option *addFileArgument(CLI::App &command, const std::string &name, std::vector<std::string> &files,
+                             const std::string &help)
+{
+    return refuseEmpty(addTextArgument(command, name, files, help));
+}
+
+static std::string countFault(const std::string &value)
+{
+    std::uint64_t number = 0;
+    const char *end = value.data() + value.size();
+    return std::from_chars(value.data(), end, number) == std::from_chars_result{end, std::errc()}
+               ? ""
+               : value + " is no whole number from 0 on that 64 bits hold";
+}
+
+CLI::Option *refuseAllButCounts(CLI::Option *option)
+{
+    return option->check(CLI::Validator(countFault, ""));
+}
+
+CLI::Option *addCountsOption(CLI::App &command, const std::string &names, std::vector<std::uint64_t> &counts,
+                             const std::string &help)
+{
+    return refuseAllButCounts(command.add_option(names, counts, help)->delimiter(',')->type_name("N,N,..."));
+}
+
+// ---- Options that several commands have
+
+CLI::Option *addInstallOption(CLI::App &command, std::string &folder)
+{
+    return addFolderOption(command, "--install", folder,
+                           "The folder that holds the installation, as given to velq init")
+        ->required();
+}
+
+CLI::Option *addJsonFlag(CLI::App &command, Context &context)
+{
+    return command.add_flag("--json", context.json, "Print JSON");
+}
+
+void addQuietFlag(CLI::App &command, Context &context)
+{
+    command.add_flag("--quiet", context.quiet, "No progress and no messages but errors");
+}
+
+void addFormatOption(CLI::App &command, CorpusFormat &format)
+{
+    static const std::map<std::string, CorpusFormat> formats = {
+        {"tsv", CorpusFormat::labelTabText}, {"csv", CorpusFormat::csv}, {"jsonl", CorpusFormat::jsonLines}};
+    command
+        .add_option_function<std::string>(
+            "--format", [&format](const std::string &name) { format = formats.at(name); },
+            "Format of the messages: tsv (label, tab, text), csv (header with label and text), jsonl; by the file's "
+            "ending when not given")
+        ->check(CLI::IsMember({"tsv", "csv", "jsonl"}))
+        ->type_name("FORMAT");
+}
+
+void addExamples(CLI::App &command, std::initializer_list<std::string> examples)
+{
+    std::string text = examples.size() == 1 ? "Example:" : "Examples:";
+    for (const std::string &example : examples) {
+        text += "\n  ";
+        text += example;
+    }
+    command.footer(text);
+}
+
+} // namespace velq::kit
