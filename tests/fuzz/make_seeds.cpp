@@ -240,6 +240,7 @@ void writeCsvSeeds()
     const std::string whiteNumbers(1, '\x02');
     writeSeed("csv", "records", records + "a,b\r\n\"c, \"\"d\"\"\",\r\n\r\n\"two\r\nlines\", blanks \n");
     writeSeed("csv", "records-of-one-field", records + "a\n\"\"\n\n\"\xef\xbb\xbf\"\n");
+    writeSeed("csv", "records-with-carriage-returns", records + "a,b\rc,d\r\"e\rf\",\r");
     writeSeed("csv", "records-broken", records + "a\"b,c\n\"d");
     writeSeed("csv", "entries",
               entries + "number,name,hidden,extendID\r\n+4512345678,\"Anna, home\",0,7\r\n95588,,1,\r\n");

@@ -21,7 +21,7 @@ Messages messagesIn(std::string_view text, CorpusFormat format)
     std::uint64_t line = 0;
     std::istringstream in{std::string(text)};
     readCorpus("-", format, in, [&](LabelledMessage &&message) {
-        require(message.line > line, "the lines of messages do not ascend");
+        require(message.line > 0 && message.line >= line, "the lines of messages go down");
         require(textFault(message.text).empty(), "a message that is no text");
         line = message.line;
         messages.push_back(std::move(message));
