@@ -33,6 +33,7 @@ void addEvaluateCommand(CLI::App &root, Context &context);
 void addUpdateInspect(CLI::App &update, Context &context);
 
 // Below store.
+void addStoreBuild(CLI::App &store, Context &context);
 void addStoreStats(CLI::App &store, Context &context);
 void addStoreVerify(CLI::App &store, Context &context);
 void addStoreDump(CLI::App &store, Context &context);
