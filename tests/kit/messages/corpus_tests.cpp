@@ -20,10 +20,18 @@ using kit::Label;
 using kit::LabelledMessage;
 using kit::Status;
 
+std::vector<LabelledMessage> readAll(const std::string &file, CorpusFormat format, std::istream &standardInput)
+{
+    std::vector<LabelledMessage> messages;
+    kit::readCorpus(file, format, standardInput,
+                    [&messages](LabelledMessage &&message) { messages.push_back(std::move(message)); });
+    return messages;
+}
+
 std::vector<LabelledMessage> read(const std::string &text, CorpusFormat format)
 {
     std::istringstream in(text);
-    return kit::loadCorpora({"-"}, format, in);
+    return readAll("-", format, in);
 }
 
 // The status and message of the failure; done when there is none.
@@ -161,7 +169,7 @@ TEST(corpus, format_follows_the_file_name)
     for (const auto &[name, content] : files) {
         const auto file = folder.path() / name;
         writeFile(file, content);
-        const auto messages = kit::loadCorpora({file.string()}, CorpusFormat::byName, none);
+        const auto messages = readAll(file.string(), CorpusFormat::byName, none);
         ASSERT_EQ(messages.size(), 1U) << name;
         EXPECT_EQ(messages[0].text, "hello") << name;
     }

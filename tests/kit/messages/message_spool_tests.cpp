@@ -1,4 +1,4 @@
-// Messages kept on disk: what comes back, in which order, and that a store built from them is the same.
+// Messages kept on disk: what comes back, and in which order.
 #include "kit/base/wide_text.h"
 #include "kit/messages/message_spool.h"
 
@@ -34,24 +34,6 @@ TEST(message_spool, empty_one_gives_nothing)
 {
     MessageSpool spool;
     EXPECT_TRUE(readAll(spool).empty());
-}
-
-TEST(message_spool, plain_store_of_spooled_messages_is_that_of_messages_in_memory)
-{
-    std::vector<LabelledText> messages;
-    MessageSpool spool;
-    for (int i = 0; i < 300; ++i) {
-        const bool spam = i % 3 == 0;
-        const std::u16string text =
-            spam ? u"claim your prize before it is gone" : u"see you at home, mother is cooking";
-        messages.push_back({spam, text});
-        spool.add(spam, utf8FromUtf16(text));
-    }
-    BuildOptions options;
-    options.plain = true;
-    const Store store = buildStore(messages, options);
-    ASSERT_FALSE(store.tokens.empty());
-    EXPECT_EQ(buildPlainStore([&spool](const MessageTaker &take) { spool.forEach(take); }, options), store);
 }
 
 } // namespace

@@ -4,8 +4,10 @@
 #include "kit/cli/commands.h"
 #include "kit/evaluation/evaluation.h"
 #include "kit/evaluation/report_html.h"
+#include "kit/learning/plain.h"
 #include "kit/learning/store_builder.h"
 #include "kit/messages/corpus.h"
+#include "kit/messages/sampling.h"
 #include "kit/store/store_text.h"
 
 #include <algorithm>
@@ -148,21 +150,18 @@ static EvaluationPlan makePlan(const EvaluateOptions &options, Context &context)
 
 static StoreContents buildFor(const EvaluationPlan &plan, const Split &split, const EvaluateOptions &options)
 {
-    BuildOptions build;
-    build.plain = options.plain;
-    build.seed = options.seed;
-    const auto eachOfTraining = [&](const MessageTaker &take) {
-        for (const std::size_t index : split.training) {
-            take({plan.messages[index].spam, plan.messages[index].text});
-        }
-    };
     if (options.plain) {
-        return contentsOf(buildPlainStore(eachOfTraining, build));
+        return contentsOf(buildPlainStore([&](const MessageTaker &take) {
+            for (const std::size_t index : split.training) {
+                take({plan.messages[index].spam, plan.messages[index].text});
+            }
+        }));
     }
-    std::vector<LabelledText> texts;
-    texts.reserve(split.training.size());
-    eachOfTraining([&texts](const LabelledText &text) { texts.push_back(text); });
-    return contentsOf(buildStore(texts, build));
+    TrainingSet training(options.seed);
+    for (const std::size_t index : split.training) {
+        training.add(plan.messages[index].spam, plan.messages[index].text);
+    }
+    return contentsOf(buildStore(training));
 }
 
 static std::vector<CurvePoint> measureCurve(const EvaluationPlan &plan, const StoreContents &store,

@@ -2,16 +2,16 @@
 #include "kit/base/output.h"
 #include "kit/base/wide_text.h"
 #include "kit/cli/commands.h"
+#include "kit/learning/plain.h"
 #include "kit/learning/store_builder.h"
-#include "kit/messages/corpus.h"
 #include "kit/messages/message_spool.h"
-#include "kit/messages/sampling.h"
 #include "kit/store/store_file.h"
 #include "kit/store/store_text.h"
 
 #include <algorithm>
-#include <cmath>
+#include <functional>
 #include <utility>
+#include <vector>
 
 namespace velq::kit {
 
@@ -26,39 +26,13 @@ struct BuildCommandOptions {
     std::string output;
 };
 
-} // namespace
-
-// The messages of one label with their places in the input.
-struct ReadTexts {
-    std::vector<std::pair<std::uint64_t, std::u16string>> texts;
-    std::uint64_t seen = 0;
+struct Built {
+    Store store;
+    std::uint64_t read = 0;    // messages of the input
+    std::uint64_t learned = 0; // those that the store was learned from
 };
 
-// A tuned build learns from a sample. Taking it while reading keeps the memory bounded whatever the input's length.
-// Without need for a sample, every message stays in its place.
-static std::vector<LabelledText> sampleOf(ReadTexts (&byLabel)[2], std::size_t sample)
-{
-    const std::uint64_t all = byLabel[0].seen + byLabel[1].seen;
-    std::vector<std::pair<std::uint64_t, LabelledText>> kept;
-    for (const bool spam : {false, true}) {
-        ReadTexts &read = byLabel[spam ? 1 : 0];
-        if (all > sample) {
-            const auto share = static_cast<double>(read.seen) / static_cast<double>(all);
-            const auto wanted = static_cast<std::size_t>(std::llround(share * static_cast<double>(sample)));
-            read.texts.resize(std::min(read.texts.size(), std::max<std::size_t>(wanted, 1)));
-        }
-        for (auto &[place, text] : read.texts) {
-            kept.emplace_back(place, LabelledText{spam, std::move(text)});
-        }
-    }
-    std::sort(kept.begin(), kept.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
-    std::vector<LabelledText> texts;
-    texts.reserve(kept.size());
-    for (auto &[place, text] : kept) {
-        texts.push_back(std::move(text));
-    }
-    return texts;
-}
+} // namespace
 
 static std::string namesOf(const std::vector<std::string> &corpora)
 {
@@ -69,90 +43,63 @@ static std::string namesOf(const std::vector<std::string> &corpora)
     return names;
 }
 
-// Hands on every message of the corpora. The number of spam messages and of all.
-struct MessagesRead {
-    std::uint64_t spam = 0;
-    std::uint64_t all = 0;
-};
-
-static MessagesRead readMessages(const BuildCommandOptions &options, Context &context,
-                                 const std::function<void(const LabelledMessage &)> &take)
+// Hands on every message of the corpora. Returns their number.
+static std::uint64_t readMessages(const BuildCommandOptions &options, Context &context,
+                                  const std::function<void(bool spam, const std::string &text)> &take)
 {
-    MessagesRead read;
+    std::uint64_t all = 0;
+    std::uint64_t spam = 0;
     Progress progress(context.err, "reading", 0, context.progress());
     for (const std::string &corpus : options.corpora) {
         readCorpus(corpus, options.format, context.in, [&](LabelledMessage &&message) {
-            take(message);
-            read.spam += message.label == Label::spam ? 1 : 0;
-            progress.reached(++read.all);
+            take(message.label == Label::spam, message.text);
+            spam += message.label == Label::spam ? 1 : 0;
+            progress.reached(++all);
         });
     }
-    if (read.spam == 0 || read.spam == read.all) {
-        const char *what = read.all == 0 ? "messages" : read.spam == 0 ? "spam" : "ham";
+    if (spam == 0 || spam == all) {
+        const char *what = all == 0 ? "messages" : spam == 0 ? "spam" : "ham";
         throw Error(Status::badData, namesOf(options.corpora) + ": there is no " + what +
                                          " in it; a store is built from messages of both labels");
     }
-    return read;
+    return all;
 }
 
-static std::vector<LabelledText> loadSample(const BuildCommandOptions &options, std::size_t sample, Context &context,
-                                            MessagesRead &read)
+// The sample is taken while reading, so that the memory stays bounded whatever the input's length.
+static Built buildTuned(const BuildCommandOptions &options, const BuildProgress &progress, Context &context)
 {
-    ReadTexts byLabel[2];
-    Reservoir reservoir(sample, options.seed);
-    std::uint64_t position = 0;
-    read = readMessages(options, context, [&](const LabelledMessage &message) {
-        const std::uint32_t label = message.label == Label::spam ? 1 : 0;
-        const std::size_t place = reservoir.place(label);
-        auto &texts = byLabel[label].texts;
-        ++byLabel[label].seen;
-        if (place != Reservoir::notKept) {
-            texts.resize(std::max(texts.size(), place + 1));
-            texts[place] = {position, utf16FromUtf8(message.text).value_or(u"")};
-        }
-        ++position;
+    TrainingSet training(options.seed);
+    const std::uint64_t read = readMessages(options, context, [&training](bool spam, const std::string &text) {
+        training.add(spam, utf16FromUtf8(text).value_or(u""));
     });
-    return sampleOf(byLabel, sample);
+    return {buildStore(training, progress), read, training.size()};
 }
 
 // A plain build goes through all messages several times. They are kept on disk meanwhile: a pipe can be read only once,
 // and a million messages need not fit into memory.
-static Store buildFromAll(const BuildCommandOptions &options, const BuildOptions &build, Context &context,
-                          MessagesRead &read)
+static Built buildPlain(const BuildCommandOptions &options, const BuildProgress &progress, Context &context)
 {
     MessageSpool spool;
-    read = readMessages(options, context, [&spool](const LabelledMessage &message) {
-        spool.add(message.label == Label::spam, message.text);
-    });
-    return buildPlainStore([&spool](const MessageTaker &take) { spool.forEach(take); }, build);
+    const std::uint64_t read =
+        readMessages(options, context, [&spool](bool spam, const std::string &text) { spool.add(spam, text); });
+    return {buildPlainStore([&spool](const MessageTaker &take) { spool.forEach(take); }, progress), read, read};
 }
 
 static void runBuild(const BuildCommandOptions &options, Context &context)
 {
     checkNotAnInput(options.output, options.corpora);
-    BuildOptions build;
-    build.seed = options.seed;
-    build.plain = options.plain;
     std::unique_ptr<Progress> progress; // made once the number of steps is known
-    build.progress = [&](std::uint64_t done, std::uint64_t total) {
+    const auto reached = [&](std::uint64_t done, std::uint64_t total) {
         if (!progress) {
             progress = std::make_unique<Progress>(context.err, "building", total, context.progress());
         }
         progress->reached(done);
     };
-    MessagesRead read;
-    std::string of; // which share of the messages was learned from
-    Store model;
-    if (options.plain) {
-        model = buildFromAll(options, build, context, read);
-    } else {
-        const std::vector<LabelledText> texts = loadSample(options, build.tuningSample, context, read);
-        of = texts.size() < read.all ? std::to_string(texts.size()) + " of " : "";
-        model = buildStore(texts, build);
-    }
+    const Built built = options.plain ? buildPlain(options, reached, context) : buildTuned(options, reached, context);
     progress.reset();
-    writeStore(options.output, contentsOf(model), options.text || isTextFormName(options.output));
-    context.message(plural(model.tokens.size(), "token") + " from " + of + plural(read.all, "message") +
+    writeStore(options.output, contentsOf(built.store), options.text || isTextFormName(options.output));
+    const std::string of = built.learned < built.read ? std::to_string(built.learned) + " of " : "";
+    context.message(plural(built.store.tokens.size(), "token") + " from " + of + plural(built.read, "message") +
                     " written to " + options.output);
 }
 

@@ -6,6 +6,7 @@
 #include "kit/base/status.h"
 #include "kit/engine/engine.h"
 #include "kit/engine/installation.h"
+#include "kit/messages/sampling.h"
 #include "kit/reading/text_model.h"
 #include "velq.h"
 

@@ -8,14 +8,11 @@
 
 #include "kit/base/temporary_folder.h"
 #include "kit/evaluation/metrics.h"
-#include "kit/learning/store_builder.h"
-#include "kit/messages/sampling.h"
 #include "kit/reading/explanation.h"
 #include "kit/store/store_file.h"
 
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 

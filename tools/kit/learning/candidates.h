@@ -17,7 +17,7 @@ namespace velq::kit {
 
 struct FilteredText {
     bool spam = false;
-    std::u16string text;
+    std::u16string text; // as filterText() gives it
 };
 
 // ---- Counting -----------------------------------------------------------------------------------------------------
@@ -66,6 +66,14 @@ IndexedText indexText(const Candidates &candidates, const FilteredText &message)
 
 // Every different candidate that stands anywhere in the text, ascending.
 std::vector<std::uint32_t> candidatesIn(const IndexedText &text);
+
+// A message by the positions of the candidates that stand in it.
+struct SegmentedText {
+    bool spam = false;
+    bool digitRun = false; // when undecided, the engine calls it spam
+    bool brief = false;    // when undecided, the engine calls it ham
+    std::vector<std::uint32_t> tokens;
+};
 
 // The tokens that the engine would find, were those candidates its store for which `listed` is not 0.
 void segmentIndexed(const IndexedText &text, const std::vector<std::uint8_t> &listed,

@@ -124,15 +124,4 @@ void readCorpus(const std::string &file, CorpusFormat format, std::istream &stan
     }
 }
 
-std::vector<LabelledMessage> loadCorpora(const std::vector<std::string> &files, CorpusFormat format,
-                                         std::istream &standardInput)
-{
-    std::vector<LabelledMessage> messages;
-    for (const std::string &file : files) {
-        readCorpus(file, format, standardInput,
-                   [&](LabelledMessage &&message) { messages.push_back(std::move(message)); });
-    }
-    return messages;
-}
-
 } // namespace velq::kit

@@ -3,13 +3,11 @@
 #ifndef VELQ_KIT_MESSAGES_CORPUS_H
 #define VELQ_KIT_MESSAGES_CORPUS_H
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <istream>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace velq::kit {
 
@@ -37,10 +35,6 @@ std::string_view labelName(Label label);
 // throws.
 void readCorpus(const std::string &file, CorpusFormat format, std::istream &standardInput,
                 const std::function<void(LabelledMessage &&)> &take);
-
-// All messages of several files, for callers that keep them.
-std::vector<LabelledMessage> loadCorpora(const std::vector<std::string> &files, CorpusFormat format,
-                                         std::istream &standardInput);
 
 } // namespace velq::kit
 

@@ -4,7 +4,7 @@
 #define VELQ_KIT_MESSAGES_MESSAGE_SPOOL_H
 
 #include "kit/base/temporary_folder.h"
-#include "kit/learning/store_builder.h"
+#include "kit/messages/labelled_text.h"
 
 #include <cstdint>
 #include <fstream>

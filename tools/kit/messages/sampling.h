@@ -1,5 +1,5 @@
-// Which messages are for training and which for testing: seeded stratified folds, or the first messages against the
-// rest.
+// Which messages are for training and which for testing: seeded stratified folds, the first messages against the rest,
+// or a sample of a stream.
 #ifndef VELQ_KIT_MESSAGES_SAMPLING_H
 #define VELQ_KIT_MESSAGES_SAMPLING_H
 

@@ -1,0 +1,60 @@
+// The counts that stand for log odds.
+#include "kit/learning/counts.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <string_view>
+
+namespace velq::kit {
+namespace {
+
+TokenStats countsOf(double lean, double spamShare, double hamShare)
+{
+    return storeOf({{packToken(u"abc"), lean, spamShare, hamShare}}).tokens.at(u"abc");
+}
+
+double leanOf(const TokenStats &counts)
+{
+    return std::log(static_cast<double>(counts.spam) / counts.ham);
+}
+
+TEST(counts, spam_counts_have_the_tokens_share_of_the_spam_messages)
+{
+    const Store store = storeOf({{packToken(u"abc"), -2.5, 0.01, 0.2}});
+    EXPECT_EQ(store.spamMessages, store.hamMessages);
+    EXPECT_EQ(store.tokens.at(u"abc").spam, std::round(0.01 * store.spamMessages));
+}
+
+TEST(counts, odds_are_at_least_those_asked_for)
+{
+    for (const double lean : {2.05, 2.13, 3.0, 4.3}) {
+        for (const double share : {0.0001, 0.003, 0.2, 0.9}) {
+            EXPECT_GE(leanOf(countsOf(lean, share, 0.001)), lean);
+            EXPECT_LE(leanOf(countsOf(-lean, share, 0.001)), -lean);
+        }
+    }
+    EXPECT_NEAR(leanOf(countsOf(3, 0.2, 0.001)), 3, 0.02) << "and hardly more where counts are large";
+    EXPECT_NEAR(leanOf(countsOf(-3, 0.2, 0.001)), -3, 0.02);
+}
+
+TEST(counts, filling_token_stays_neutral_and_known_to_both_classes)
+{
+    const TokenStats even = countsOf(0, 0.1, 0.1);
+    EXPECT_EQ(even.spam, even.ham);
+    const TokenStats uneven = countsOf(0, 0.1, 0.9);
+    EXPECT_EQ(uneven.ham, 3 * uneven.spam);
+    const TokenStats rare = countsOf(0, 0.000001, 0.000001);
+    EXPECT_EQ(rare, (TokenStats{1, 1}));
+}
+
+TEST(counts, empty_store_records_its_messages_and_rates_unknown_text_as_ham)
+{
+    const Store store = emptyStore({3, 5});
+    EXPECT_TRUE(store.tokens.empty());
+    EXPECT_EQ(store.spamMessages, 3U);
+    EXPECT_EQ(store.hamMessages, 5U);
+    EXPECT_LT(store.priorMillionths, hamCutoff * 1000000);
+}
+
+} // namespace
+} // namespace velq::kit

@@ -1,0 +1,51 @@
+// The fitted log odds: where they start, which stay, and what they come out as.
+#include "kit/learning/fit.h"
+#include "kit/learning/learned_token.h"
+#include "learning/invented_messages.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace velq::kit {
+namespace {
+
+TEST(fit, keeps_fixed_tokens_and_comes_out_in_range)
+{
+    std::vector<double> leans = {2.1, 0.5, -2.1, -0.5, 3.0};
+    fitLeans(segmentedTexts(), {0, 0, 0, 0, 1}, 1, leans);
+    EXPECT_EQ(leans[4], 3.0);
+    EXPECT_GE(leans[0], leastLean);
+    EXPECT_LE(leans[2], -leastLean);
+    for (const double lean : leans) {
+        EXPECT_TRUE(lean == 0 || (std::fabs(lean) >= leastLean && std::fabs(lean) <= greatestLean)) << lean;
+    }
+}
+
+TEST(fit, starts_light_weights_as_neutral_and_heavy_ones_as_counting)
+{
+    EXPECT_EQ(leanOfWeight(0), 0);
+    EXPECT_LT(leanOfWeight(0.06), 0.4);
+    EXPECT_GE(leanOfWeight(0.07), leastLean);
+    EXPECT_LT(leanOfWeight(0.07), leanOfWeight(0.2));
+    EXPECT_LE(leanOfWeight(100), greatestLean);
+    EXPECT_EQ(leanOfWeight(-0.2), -leanOfWeight(0.2));
+}
+
+TEST(fit, token_of_the_wrong_side_is_drawn_towards_its_class)
+{
+    std::vector<double> leans = {2.5, -2.2, -2.5, -2.5, 0};
+    fitLeans(segmentedTexts(), {0, 0, 0, 0, 0}, 1, leans);
+    EXPECT_GE(leans[1], 0) << "it stands in spam alone";
+    EXPECT_LE(leans[2], -leastLean);
+}
+
+TEST(fit, messages_of_too_few_tokens_change_nothing)
+{
+    std::vector<double> leans = {2.5, -2.5};
+    fitLeans({{true, false, false, {0, 1}}, {false, false, false, {0, 1}}}, {0, 0}, 1, leans);
+    EXPECT_EQ(leans, (std::vector<double>{2.5, -2.5}));
+}
+
+} // namespace
+} // namespace velq::kit

@@ -1,0 +1,23 @@
+// Log odds written down as the counts of a store.
+//
+// The engine trains each message that it calls spam, and hardly ever a ham message. So every token's spam count heads
+// for its true share of the spam message count, whatever it starts from, while ham counts stay. Counts that start at
+// that share keep their odds however much is trained that way.
+#ifndef VELQ_KIT_LEARNING_COUNTS_H
+#define VELQ_KIT_LEARNING_COUNTS_H
+
+#include "kit/learning/class_sizes.h"
+#include "kit/learning/learned_token.h"
+#include "kit/reading/text_model.h"
+
+namespace velq::kit {
+
+Store storeOf(const Learned &learned);
+
+// A store without tokens that records so many messages, with the prior of built stores: below the ham cut-off, so that
+// a message without evidence is ham.
+Store emptyStore(const ClassSizes &sizes);
+
+} // namespace velq::kit
+
+#endif
