@@ -9,26 +9,24 @@ namespace velq::kit {
 
 namespace {
 
-double share(std::uint64_t part, std::uint64_t whole)
+std::optional<double> share(std::uint64_t part, std::uint64_t whole)
 {
-    return whole == 0 ? 0.0 : static_cast<double>(part) / static_cast<double>(whole);
+    if (whole == 0) {
+        return std::nullopt;
+    }
+    return static_cast<double>(part) / static_cast<double>(whole);
 }
 
 // Each factor is rooted by itself: the product of the four sums can exceed what a double counts exactly.
-double matthews(double truePositive, double falsePositive, double falseNegative, double trueNegative)
+std::optional<double> matthews(double truePositive, double falsePositive, double falseNegative, double trueNegative)
 {
     const double scale = std::sqrt(truePositive + falsePositive) * std::sqrt(truePositive + falseNegative) *
                          std::sqrt(trueNegative + falsePositive) * std::sqrt(trueNegative + falseNegative);
     if (scale == 0) {
-        return 0;
+        return std::nullopt;
     }
     return std::clamp((truePositive * trueNegative - falsePositive * falseNegative) / scale, -1.0, 1.0);
 }
-
-constexpr double Metrics::*fields[] = {
-    &Metrics::spamCaught, &Metrics::hamBlocked, &Metrics::accuracy, &Metrics::precision,  &Metrics::recall,
-    &Metrics::f1,         &Metrics::mcc,        &Metrics::unsure,   &Metrics::unsureSpam, &Metrics::unsureHam};
-static_assert(sizeof(Metrics) == std::size(fields) * sizeof(double), "every figure is averaged");
 
 } // namespace
 
@@ -70,6 +68,9 @@ Metrics metricsOf(const ConfusionCounts &counts)
     metrics.spamCaught = share(caught, counts.spam.total());
     metrics.hamBlocked = share(blocked, counts.ham.total());
     metrics.accuracy = share(caught + passed, counts.total());
+    if (metrics.accuracy) {
+        metrics.error = 1 - *metrics.accuracy;
+    }
     metrics.precision = share(caught, caught + blocked);
     metrics.recall = metrics.spamCaught;
     metrics.f1 = share(2 * caught, 2 * caught + blocked + missed);
@@ -79,62 +80,6 @@ Metrics metricsOf(const ConfusionCounts &counts)
     metrics.unsureSpam = share(counts.spam.ratedUnsure, counts.spam.total());
     metrics.unsureHam = share(counts.ham.ratedUnsure, counts.ham.total());
     return metrics;
-}
-
-bool isDefined(const ConfusionCounts &counts, double Metrics::*figure)
-{
-    const bool spam = counts.spam.total() > 0;
-    const bool ham = counts.ham.total() > 0;
-    const std::uint64_t ratedSpam = counts.spam.ratedSpam + counts.ham.ratedSpam;
-    if (figure == &Metrics::spamCaught || figure == &Metrics::recall || figure == &Metrics::unsureSpam) {
-        return spam;
-    }
-    if (figure == &Metrics::hamBlocked || figure == &Metrics::unsureHam) {
-        return ham;
-    }
-    if (figure == &Metrics::precision) {
-        return ratedSpam > 0;
-    }
-    if (figure == &Metrics::f1) {
-        return spam || ratedSpam > 0;
-    }
-    if (figure == &Metrics::mcc) {
-        return spam && ham && ratedSpam > 0 && ratedSpam < counts.total();
-    }
-    return spam || ham;
-}
-
-Metrics meanOf(const std::vector<Metrics> &folds)
-{
-    Metrics mean;
-    if (folds.empty()) {
-        return mean;
-    }
-    for (const auto field : fields) {
-        double sum = 0;
-        for (const Metrics &fold : folds) {
-            sum += fold.*field;
-        }
-        mean.*field = sum / static_cast<double>(folds.size());
-    }
-    return mean;
-}
-
-Metrics deviationOf(const std::vector<Metrics> &folds)
-{
-    Metrics deviation;
-    if (folds.empty()) {
-        return deviation;
-    }
-    const Metrics mean = meanOf(folds);
-    for (const auto field : fields) {
-        double squares = 0;
-        for (const Metrics &fold : folds) {
-            squares += (fold.*field - mean.*field) * (fold.*field - mean.*field);
-        }
-        deviation.*field = std::sqrt(squares / static_cast<double>(folds.size()));
-    }
-    return deviation;
 }
 
 std::vector<RocPoint> rocCurve(std::vector<ScoredMessage> messages)
@@ -151,14 +96,17 @@ std::vector<RocPoint> rocCurve(std::vector<ScoredMessage> messages)
     for (std::size_t i = 0; i < messages.size(); ++i) {
         ++(messages[i].isSpam ? spam : ham);
         if (i + 1 == messages.size() || messages[i + 1].score != messages[i].score) {
-            curve.push_back({share(ham, hamTotal), share(spam, spamTotal), messages[i].score});
+            curve.push_back({share(ham, hamTotal).value_or(0), share(spam, spamTotal).value_or(0), messages[i].score});
         }
     }
     return curve;
 }
 
-double areaUnder(const std::vector<RocPoint> &curve)
+std::optional<double> areaUnder(const std::vector<RocPoint> &curve)
 {
+    if (curve.empty() || curve.back().hamShare == 0 || curve.back().spamShare == 0) {
+        return std::nullopt;
+    }
     double area = 0;
     for (std::size_t i = 1; i < curve.size(); ++i) {
         area += (curve[i].hamShare - curve[i - 1].hamShare) * (curve[i].spamShare + curve[i - 1].spamShare) / 2;

@@ -5,8 +5,9 @@
 
 #include "kit/engine/rating.h"
 
-#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace velq::kit {
@@ -38,46 +39,23 @@ struct ConfusionCounts {
 void count(ConfusionCounts &counts, bool isSpam, Rating rating);
 ConfusionCounts &operator+=(ConfusionCounts &sum, const ConfusionCounts &other);
 
-// Shares are within [0, 1], mcc within [-1, 1]. A figure whose denominator is zero is 0: nothing was caught, blocked or
-// correlated.
+// Shares are within [0, 1], mcc within [-1, 1]. A figure without a denominator has no value: without spam there is no
+// share of spam.
 struct Metrics {
-    double spamCaught = 0; // SC: spam rated spam, of all spam; also the recall
-    double hamBlocked = 0; // BH: ham rated spam, of all ham
-    double accuracy = 0;   // spam rated spam and ham not rated spam, of all
-    double precision = 0;  // spam, of all rated spam
-    double recall = 0;     // the same as spamCaught
-    double f1 = 0;         // harmonic mean of precision and recall
-    double mcc = 0;        // Matthews correlation of the label with "rated spam"
-    double unsure = 0;     // rated unsure, of all
-    double unsureSpam = 0; // rated unsure, of all spam
-    double unsureHam = 0;  // rated unsure, of all ham
+    std::optional<double> spamCaught; // SC: spam rated spam, of all spam; also the recall
+    std::optional<double> hamBlocked; // BH: ham rated spam, of all ham
+    std::optional<double> accuracy;   // spam rated spam and ham not rated spam, of all
+    std::optional<double> error;      // the rest of all
+    std::optional<double> precision;  // spam, of all rated spam
+    std::optional<double> recall;     // the same as spamCaught
+    std::optional<double> f1;         // harmonic mean of precision and recall
+    std::optional<double> mcc;        // Matthews correlation of the label with "rated spam"
+    std::optional<double> unsure;     // rated unsure, of all
+    std::optional<double> unsureSpam; // rated unsure, of all spam
+    std::optional<double> unsureHam;  // rated unsure, of all ham
 };
-
-// The figures in the order in which people are shown them.
-struct NamedFigure {
-    const char *name;
-    double Metrics::*figure;
-};
-
-inline constexpr std::array<NamedFigure, 9> shownFigures = {{{"accuracy", &Metrics::accuracy},
-                                                             {"SC (recall)", &Metrics::spamCaught},
-                                                             {"BH", &Metrics::hamBlocked},
-                                                             {"precision", &Metrics::precision},
-                                                             {"F1", &Metrics::f1},
-                                                             {"MCC", &Metrics::mcc},
-                                                             {"unsure", &Metrics::unsure},
-                                                             {"unsure, of spam", &Metrics::unsureSpam},
-                                                             {"unsure, of ham", &Metrics::unsureHam}}};
 
 Metrics metricsOf(const ConfusionCounts &counts);
-
-// Whether the figure has a denominator: without spam there is no share of spam, whatever number stands for it.
-bool isDefined(const ConfusionCounts &counts, double Metrics::*figure);
-
-// The mean of each figure, and how far the figures of single folds lie from it (standard deviation over the given
-// folds, not an estimate beyond them). All zero for no folds.
-Metrics meanOf(const std::vector<Metrics> &folds);
-Metrics deviationOf(const std::vector<Metrics> &folds);
 
 struct ScoredMessage {
     bool isSpam = false;
@@ -94,8 +72,8 @@ struct RocPoint {
 std::vector<RocPoint> rocCurve(std::vector<ScoredMessage> messages);
 
 // The area under the curve by the trapezoid rule: the chance that a spam message scores above a ham message, ties
-// counting half. 0 when a class is empty.
-double areaUnder(const std::vector<RocPoint> &curve);
+// counting half. None when a class is empty.
+std::optional<double> areaUnder(const std::vector<RocPoint> &curve);
 
 // Messages of each class by score, in equal bins over [0, 1]; 1 falls into the last bin, scores beyond are clamped.
 struct Histogram {

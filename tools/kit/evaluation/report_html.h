@@ -3,27 +3,15 @@
 #ifndef VELQ_KIT_EVALUATION_REPORT_HTML_H
 #define VELQ_KIT_EVALUATION_REPORT_HTML_H
 
-#include "kit/evaluation/evaluation.h"
+#include "kit/evaluation/measurement.h"
+#include "kit/evaluation/plan.h"
 
 #include <string>
-#include <vector>
 
 namespace velq::kit {
 
-struct ReportSource {
-    std::string title;                // what was evaluated
-    std::vector<std::string> remarks; // how, one sentence each
-    std::vector<std::string> corpora; // names of the files
-    const std::vector<TestMessage> &messages;
-    const EvaluationResult &result;
-    const std::vector<CurvePoint> &curve; // may be empty
-};
-
-// The page holds the texts of the messages that were rated wrongly.
-std::string reportPage(const ReportSource &source);
-
-// Text for an element or a quoted attribute.
-std::string htmlText(std::string_view text);
+// The page holds the texts of the messages that were rated wrongly. A figure without a value is a dash.
+std::string reportPage(const EvaluationPlan &plan, const Measured &measured);
 
 } // namespace velq::kit
 

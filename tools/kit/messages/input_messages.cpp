@@ -4,6 +4,8 @@
 #include "kit/base/input.h"
 #include "kit/messages/corpus.h"
 
+#include <string_view>
+
 namespace velq::kit {
 
 static InputMessage messageOfLine(const std::string &line)

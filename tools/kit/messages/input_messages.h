@@ -4,11 +4,9 @@
 
 #include "kit/base/wide_text.h"
 
-#include <cstdint>
 #include <functional>
 #include <istream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace velq::kit {
