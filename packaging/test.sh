@@ -66,11 +66,13 @@ tar -C "$work/system" -xf "$base" --exclude='./dev/*'
 mknod -m 666 "$work/system/dev/null" c 1 3
 
 # The next release, for the upgrade: the same packages with a higher version.
+release=$(field libvelq1 Version)
+next=${release%.*}.99
 mkdir "$work/next"
 for package in "$work"/packages/*.deb; do
   case $package in *-dbgsym_*) continue ;; esac
   dpkg-deb -R "$package" "$work/repack"
-  sed -i -E '/^(Version|Depends):/ s/\b1\.0\.0\b/1.0.99/g' "$work/repack/DEBIAN/control"
+  sed -i -E "/^(Version|Depends):/ s/\b${release//./\\.}\b/$next/g" "$work/repack/DEBIAN/control"
   dpkg-deb --root-owner-group -b "$work/repack" "$work/next" >/dev/null
   rm -rf "$work/repack"
 done
@@ -88,7 +90,8 @@ echo "== install, use, upgrade, remove"
 # The mount ends with the command, whatever becomes of it.
 status=0
 unshare --mount --fork bash -c 'mount -t proc proc "$0/proc" && exec chroot "$0" "$@"' "$work/system" \
-  /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 bash /test/in_fresh_system.sh |
+  /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
+  bash /test/in_fresh_system.sh "$release" "$next" |
   tee "$work/report" || status=$?
 passed=$((passed + $(grep -c '^ok: ' "$work/report" || true)))
 bad=$(grep -c '^FAIL: ' "$work/report" || true)

@@ -449,19 +449,6 @@ char *duplicateText(const char *text) noexcept
     return copy;
 }
 
-VELQ_WideChar *duplicateWide(const VELQ_WideChar *text) noexcept
-{
-    if (text == nullptr) {
-        return nullptr;
-    }
-    const std::size_t length = wideLength(text);
-    auto *copy = static_cast<VELQ_WideChar *>(allocateMemory((length + 1) * sizeof(VELQ_WideChar)));
-    if (copy != nullptr) {
-        std::memcpy(copy, text, length * sizeof(VELQ_WideChar));
-    }
-    return copy;
-}
-
 void *allocateMemory(std::size_t size) noexcept
 {
     return platformCalls.allocate(size);

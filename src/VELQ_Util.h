@@ -104,9 +104,8 @@ int API_unicodeToUtf8(const VELQ_WideChar *text, char *destination, int size) no
 int API_unicodeToOemLength(const VELQ_WideChar *text) noexcept;
 int API_unicodeToOem(const VELQ_WideChar *text, char *destination, int size) noexcept;
 
-// Copies on the engine's heap; null when memory is out or for null.
+// A copy on the engine's heap; null when memory is out or for null.
 char *duplicateText(const char *text) noexcept;
-VELQ_WideChar *duplicateWide(const VELQ_WideChar *text) noexcept;
 // Zeroed memory, or null.
 void *allocateMemory(std::size_t size) noexcept;
 void freeMemory(void *memory) noexcept;

@@ -453,30 +453,20 @@ TEST(text_helpers, zero_units_are_found_within_the_bytes_only)
 
 TEST(text_helpers, duplicates_are_terminated_copies)
 {
-    char *narrow = duplicateText("12345");
-    EXPECT_STREQ(narrow, "12345");
-    freeMemory(narrow);
-    const WideText text = wide("中文 a");
-    VELQ_WideChar *wideCopy = duplicateWide(text.c_str());
-    ASSERT_NE(wideCopy, nullptr);
-    EXPECT_EQ(WideText(wideCopy), text);
-    freeMemory(wideCopy);
-    narrow = duplicateText("");
-    EXPECT_STREQ(narrow, "");
-    freeMemory(narrow);
+    char *copy = duplicateText("12345");
+    EXPECT_STREQ(copy, "12345");
+    freeMemory(copy);
+    copy = duplicateText("");
+    EXPECT_STREQ(copy, "");
+    freeMemory(copy);
     freeMemory(nullptr);
 }
 
 TEST(text_helpers, duplicates_are_null_for_null_and_without_memory)
 {
     EXPECT_EQ(duplicateText(nullptr), nullptr);
-    EXPECT_EQ(duplicateWide(nullptr), nullptr);
-    {
-        const AllocationGuard memory(1);
-        EXPECT_EQ(duplicateText("1"), nullptr);
-    }
     const AllocationGuard memory(1);
-    EXPECT_EQ(duplicateWide(VELQ_TEXT("1")), nullptr);
+    EXPECT_EQ(duplicateText("1"), nullptr);
 }
 
 // ---- Dumps

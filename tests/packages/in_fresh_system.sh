@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Runs in a minimal system with the packages in /test/packages and their next release in /test/next: installs, uses,
 # upgrades and removes them. Every check prints a line; the last line counts them.
+# Usage: in_fresh_system.sh RELEASE NEXT, the versions of the two
 set -euo pipefail
+release=$1 next=$2
 cd /test
 export DEBIAN_FRONTEND=noninteractive
 passed=0 failed=0
@@ -68,7 +70,7 @@ has_documents() {
 
 files >before
 check "all packages install" dpkg -i packages/*.deb
-check "the release is 1.0.0" test "$(versions)" = 1.0.0
+check "the release is $release" test "$(versions)" = "$release"
 check "the loader knows the library" finds_no_search_path
 check "each package has a copyright file and a changelog" has_documents
 check "the command has a manual page" gzip -t /usr/share/man/man1/velq.1.gz
@@ -79,7 +81,7 @@ check "a C program builds with pkg-config and rates" build_with_pkg_config
 
 cp host old-host
 check "all packages upgrade" dpkg -i next/*.deb
-check "the release is 1.0.99" test "$(versions)" = 1.0.99
+check "the release is $next" test "$(versions)" = "$next"
 check "a program built before the upgrade still rates" rates ./old-host
 check "an installation made before the upgrade is kept" test -s installation/Quenlibra/Tarvolent/data/prob.bin
 

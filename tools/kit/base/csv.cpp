@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cctype>
 #include <csv.h>
-#include <memory>
 #include <new>
 #include <utility>
 

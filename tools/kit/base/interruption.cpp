@@ -11,7 +11,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <string>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace velq::kit {

@@ -13,7 +13,6 @@
 #include <cmath>
 #include <iomanip>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <utf8.h>
 #include <vector>
 

@@ -6,7 +6,6 @@
 
 #include <array>
 #include <filesystem>
-#include <string>
 #include <string_view>
 #include <utility>
 

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <iterator>
 
 namespace velq::kit {
 

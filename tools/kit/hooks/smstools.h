@@ -6,7 +6,6 @@
 #include "kit/hooks/hook.h"
 
 #include <filesystem>
-#include <string>
 #include <string_view>
 
 namespace velq::kit {

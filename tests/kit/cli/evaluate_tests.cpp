@@ -1,0 +1,136 @@
+// velq evaluate on invented messages: what is counted, printed and refused.
+#include "cli/fixtures.h"
+
+#include <nlohmann/json.hpp>
+
+namespace velq::test {
+namespace {
+
+using Json = nlohmann::json;
+
+using evaluate_command = DataCommands;
+using evaluate_inputs = Robustness;
+
+TEST_F(evaluate_command, counts_every_message_once_over_the_folds)
+{
+    const CommandResult result = velq({"evaluate", "--plain", "--folds", "4", "--json", corpus()});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const Json json = Json::parse(result.out);
+    EXPECT_EQ(json["messages"], (Json{{"spam", 80}, {"ham", 160}}));
+    EXPECT_EQ(json["scoreDisagreements"], 0);
+    for (const char *run : {"trainingOff", "trainingOn"}) {
+        EXPECT_EQ(json[run]["spam"]["all"], 80);
+        EXPECT_EQ(json[run]["ham"]["all"], 160);
+        ASSERT_EQ(json[run]["parts"].size(), 4U);
+        for (const Json &part : json[run]["parts"]) {
+            EXPECT_EQ(part["spam"]["all"], 20);
+            EXPECT_EQ(part["ham"]["all"], 40);
+        }
+        for (const auto &[name, value] : json[run]["metrics"].items()) {
+            EXPECT_GE(value, name == "MCC" ? -1.0 : 0.0) << name;
+            EXPECT_LE(value, 1.0) << name;
+        }
+        EXPECT_GT(json[run]["metrics"]["accuracy"], 0.9);
+        EXPECT_GT(json[run]["messagesPerSecond"], 0);
+    }
+}
+
+TEST_F(evaluate_command, same_seed_gives_the_same_figures)
+{
+    const auto figures = [&](const char *seed) {
+        Json json = Json::parse(velq({"evaluate", "--plain", "--folds", "3", "--seed", seed, "--json", corpus()}).out);
+        json["trainingOff"].erase("messagesPerSecond");
+        json["trainingOn"].erase("messagesPerSecond");
+        return json;
+    };
+    EXPECT_EQ(figures("1"), figures("1"));
+    EXPECT_NE(figures("1")["method"], figures("2")["method"]);
+}
+
+TEST_F(evaluate_command, split_test_file_and_store_choose_what_is_tested)
+{
+    const auto tested = [](const CommandResult &result) {
+        EXPECT_EQ(result.status, 0) << result.err;
+        const Json json = Json::parse(result.out);
+        return json["trainingOff"]["spam"]["all"].get<int>() + json["trainingOff"]["ham"]["all"].get<int>();
+    };
+    EXPECT_EQ(tested(velq({"evaluate", "--plain", "--split", "first:200", "--json", corpus()})), 40);
+    EXPECT_EQ(tested(velq({"evaluate", "--plain", "--test", corpus(30, 2), "--json", corpus()})), 30);
+    ASSERT_EQ(velq({"store", "build", "--plain", corpus(), "-o", path("s.bin")}).status, 0);
+    const CommandResult result = velq({"evaluate", "--store", path("s.bin"), "--json", corpus(30, 2)});
+    EXPECT_EQ(tested(result), 30);
+    EXPECT_TRUE(Json::parse(result.out)["trainingOff"]["newTexts"].is_null());
+}
+
+TEST_F(evaluate_command, texts_known_from_training_are_left_out_of_the_second_count)
+{
+    const std::string messages = inventedMessages(90, 3);
+    const std::string first = messages.substr(0, messages.find('\n') + 1); // spam
+    const CommandResult result = velq(
+        {"evaluate", "--plain", "--split", "first:90", "--json", file("m.tsv", messages + first + "ham\tquite new\n")});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const Json json = Json::parse(result.out);
+    EXPECT_EQ(json["textsSeenInTraining"], 1);
+    EXPECT_EQ(json["trainingOff"]["spam"]["all"], 1);
+    EXPECT_EQ(json["trainingOff"]["newTexts"]["spam"]["all"], 0);
+    EXPECT_EQ(json["trainingOff"]["newTexts"]["ham"]["all"], 1);
+}
+
+TEST_F(evaluate_command, prints_tables_for_people)
+{
+    const CommandResult result = velq({"evaluate", "--plain", "--folds", "2", corpus(), corpus(30, 2)});
+    ASSERT_EQ(result.status, 0) << result.err;
+    for (const char *part : {"2 stratified folds, seed 1", "rated spam", "SC (recall)", "off, new texts", "mean, off",
+                             "messages a second", "messages-30-2.tsv"}) {
+        EXPECT_NE(result.out.find(part), std::string::npos) << part << "\n" << result.out;
+    }
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_F(evaluate_command, learning_curve_is_measured_from_a_store)
+{
+    ASSERT_EQ(velq({"store", "build", "--plain", corpus(), "-o", path("s.bin")}).status, 0);
+    const CommandResult result = velq({"evaluate", "--store", path("s.bin"), "--without-counts", "--corrections",
+                                       "0,10,60", "--json", corpus(120, 4)});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const Json curve = Json::parse(result.out)["corrections"];
+    ASSERT_EQ(curve.size(), 3U);
+    EXPECT_EQ(curve[2]["made"], 60);
+    EXPECT_EQ(curve[0]["spam"]["all"], curve[2]["spam"]["all"]);
+    EXPECT_LT(curve[2]["error"], curve[0]["error"]);
+}
+
+TEST_F(evaluate_command, says_what_is_wrong)
+{
+    const std::string messages = corpus();
+    expectFailure(velq({"evaluate", "--folds", "3", "--split", "first:5", messages}), badUsage, "give one of");
+    expectFailure(velq({"evaluate", "--folds", "1", messages}), badUsage, "--folds 1");
+    expectFailure(velq({"evaluate", "--split", "5", messages}), badUsage, "first:N");
+    expectFailure(velq({"evaluate", "--split", "first:0", messages}), badUsage, "first:N");
+    expectFailure(velq({"evaluate", "--split", "first:9999", messages}), badData, "no messages are left");
+    expectFailure(velq({"evaluate", "--corrections", "1", messages}), badUsage, "--corrections");
+    expectFailure(velq({"evaluate", "--without-counts", messages}), badUsage, "--without-counts");
+    expectFailure(velq({"evaluate", "--only-errors", messages}), badUsage, "--only-errors");
+    expectFailure(velq({"evaluate", path("none.tsv")}), noInput, "none.tsv");
+    expectFailure(velq({"evaluate", "--store", path("none.bin"), messages}), noInput, "none.bin");
+    expectFailure(velq({"evaluate", file("empty.tsv", "")}), badData, "no messages");
+    const std::string some = store("some.bin", "messages\t5\t5\ntokens\nab\t1\t1\n");
+    expectFailure(velq({"evaluate", "--store", some, "--corrections", "10,5", messages}), badUsage, "ascend");
+    expectFailure(velq({"evaluate", "--store", some, "--corrections", "500", messages}), badUsage, "500 corrections");
+    expectFailure(velq({"evaluate", "--store", some, "--report", path("no/r.html"), messages}), cannotCreate, "no/r");
+}
+
+TEST_F(evaluate_inputs, figures_of_a_missing_class_are_null_and_dashes)
+{
+    const std::string ham = file("ham.tsv", "ham\tsee you at home\nham\tdinner at eight\n");
+    const Json metrics =
+        Json::parse(velq({"evaluate", "--store", store(), "--json", ham}).out)["trainingOff"]["metrics"];
+    EXPECT_TRUE(metrics["SC"].is_null());
+    EXPECT_TRUE(metrics["MCC"].is_null());
+    EXPECT_TRUE(metrics["BH"].is_number());
+    const std::string text = velq({"evaluate", "--store", store(), ham}).out;
+    EXPECT_NE(text.find("SC (recall)                      -               -\n"), std::string::npos) << text;
+}
+
+} // namespace
+} // namespace velq::test

@@ -1,0 +1,228 @@
+// velq hook without a host: what is moved, kept, logged and refused.
+#include "cli/fixtures.h"
+
+#include <algorithm>
+
+namespace velq::test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string fileOf(const std::string &headers, const std::string &body)
+{
+    return "From: 4512345678\nFrom_TOA: 91 international, ISDN/telephone\nReport: no\n" + headers + "\n\n" + body;
+}
+
+class HookCommand : public testing::Test {
+  protected:
+    HookCommand()
+    {
+        installation.addTokens({{VELQ_TEXT("priz"), {90, 1}},
+                                {VELQ_TEXT("winn"), {80, 1}},
+                                {VELQ_TEXT("clai"), {70, 1}},
+                                {VELQ_TEXT("hell"), {1, 90}},
+                                {VELQ_TEXT("seve"), {1, 80}},
+                                {VELQ_TEXT("cake"), {1, 70}}});
+        installation.setMessageCounts(100, 100);
+        installation.setPrior(600000);
+        fs::create_directory(inbox);
+    }
+
+    // The hook on a message file of that text, with both folders and a log.
+    CommandResult smstools(const std::string &text, std::vector<std::string> more = {}) const
+    {
+        writeFile(inbox / "GSM1.abc", fileOf("Alphabet: UTF-8", text));
+        std::vector<std::string> arguments = {"hook",          "smstools",    "--install",       rootOf(installation),
+                                              "--spam-folder", spam.string(), "--unsure-folder", unsure.string(),
+                                              "--log",         log.string()};
+        if (more.empty()) {
+            more = {"RECEIVED", (inbox / "GSM1.abc").string()};
+        }
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return velq(arguments);
+    }
+    // The log's only line without its time.
+    std::string logged() const
+    {
+        const std::string text = readFile(log);
+        EXPECT_EQ(std::ranges::count(text, '\n'), 1) << text;
+        return text.substr(text.find('\t') + 1, text.size() - text.find('\t') - 2);
+    }
+
+    Installation installation;
+    const fs::path inbox = installation.folder() / "inbox";
+    const fs::path spam = installation.folder() / "spam";
+    const fs::path unsure = installation.folder() / "unsure";
+    const fs::path log = installation.folder() / "hook.log";
+};
+
+} // namespace
+
+TEST_F(HookCommand, spam_is_moved_and_logged)
+{
+    const CommandResult result = smstools("prize winner, claim it");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out + result.err, "");
+    EXPECT_EQ(readFile(spam / "GSM1.abc"), fileOf("Alphabet: UTF-8", "prize winner, claim it"));
+    EXPECT_FALSE(fs::exists(inbox / "GSM1.abc"));
+    EXPECT_EQ(logged(), "smstools\tspam\t+4512345678\tGSM1.abc\tmoved to " + (spam / "GSM1.abc").string());
+}
+
+TEST_F(HookCommand, unsure_message_is_moved_to_its_own_folder)
+{
+    EXPECT_EQ(smstools("nothing that it knows of").status, 0);
+    EXPECT_TRUE(fs::exists(unsure / "GSM1.abc"));
+    EXPECT_FALSE(fs::exists(inbox / "GSM1.abc"));
+}
+
+TEST_F(HookCommand, ham_stays)
+{
+    EXPECT_EQ(smstools("hello, seven o'clock with cake").status, 0);
+    EXPECT_TRUE(fs::exists(inbox / "GSM1.abc"));
+    EXPECT_EQ(logged(), "smstools\tham\t+4512345678\tGSM1.abc\tkept");
+}
+
+TEST_F(HookCommand, number_of_the_sender_counts)
+{
+    installation.addNumber(NumberList::black, "+4512345678");
+    EXPECT_EQ(smstools("hello, seven o'clock with cake").status, 0);
+    EXPECT_TRUE(fs::exists(spam / "GSM1.abc"));
+}
+
+TEST_F(HookCommand, without_folders_everything_stays_and_standard_error_takes_the_line)
+{
+    writeFile(inbox / "message", fileOf("Alphabet: UTF-8", "prize winner, claim it"));
+    const CommandResult result =
+        velq({"hook", "smstools", "--install", rootOf(installation), "RECEIVED", (inbox / "message").string()});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_TRUE(result.err.ends_with("\tsmstools\tspam\t+4512345678\tmessage\tkept\n")) << result.err;
+    EXPECT_TRUE(fs::exists(inbox / "message"));
+}
+
+TEST_F(HookCommand, other_events_are_passed_over)
+{
+    for (const std::vector<std::string> &event : std::vector<std::vector<std::string>>{
+             {"SENT", "/no/file", "17"}, {"REPORT", "/no/file"}, {"USSD", "GSM1", "a", "b", "c"}, {"CALL"}}) {
+        const CommandResult result = smstools("prize winner, claim it", event);
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.out + result.err, "");
+    }
+    EXPECT_TRUE(fs::exists(inbox / "GSM1.abc"));
+    EXPECT_FALSE(fs::exists(log));
+}
+
+TEST_F(HookCommand, malformed_message_stays_untouched_and_untrained)
+{
+    const std::string store = readFile(installation.dataFile("prob.bin"));
+    writeFile(inbox / "odd", "From: 1\n\nprize winner, claim it");
+    const CommandResult result = smstools("", {"RECEIVED", (inbox / "odd").string()});
+    EXPECT_EQ(result.status, 65);
+    EXPECT_EQ(std::ranges::count(result.err, '\n'), 1) << result.err;
+    EXPECT_NE(result.err.find("odd: the file has no Alphabet header"), std::string::npos) << result.err;
+    EXPECT_TRUE(logged().starts_with("smstools\tfailed\t"));
+    EXPECT_EQ(readFile(inbox / "odd"), "From: 1\n\nprize winner, claim it");
+    EXPECT_EQ(readFile(installation.dataFile("prob.bin")), store);
+}
+
+TEST_F(HookCommand, what_cannot_be_acted_on_is_not_rated)
+{
+    const std::string store = readFile(installation.dataFile("prob.bin"));
+    writeFile(spam, "a file where the folder should be");
+    EXPECT_EQ(smstools("prize winner, claim it").status, 73);
+    fs::remove(spam);
+    fs::create_directory_symlink(inbox, spam);
+    EXPECT_EQ(smstools("prize winner, claim it").status, 64);
+    fs::remove(spam);
+    fs::create_symlink(inbox / "GSM1.abc", inbox / "link");
+    EXPECT_EQ(smstools("prize winner, claim it", {"RECEIVED", (inbox / "link").string()}).status, 66);
+    EXPECT_EQ(smstools("prize winner, claim it", {"RECEIVED", (inbox / "gone").string()}).status, 66);
+    EXPECT_EQ(smstools("prize winner, claim it", {"RECEIVED"}).status, 64);
+    fs::create_directory(installation.folder() / "folder");
+    EXPECT_EQ(velq({"hook", "smstools", "--install", rootOf(installation), "--log",
+                    (installation.folder() / "folder").string(), "RECEIVED", (inbox / "GSM1.abc").string()})
+                  .status,
+              73);
+    EXPECT_TRUE(fs::exists(inbox / "GSM1.abc"));
+    EXPECT_EQ(readFile(installation.dataFile("prob.bin")), store);
+}
+
+// Through env, which sets what the daemon would.
+class GammuCommand : public HookCommand {
+  protected:
+    CommandResult gammu(const std::vector<std::string> &variables, const std::vector<std::string> &more) const
+    {
+        std::vector<std::string> arguments = variables;
+        for (const std::string &argument :
+             {velqProgram(), std::string("hook"), std::string("gammu"), std::string("--install"), rootOf(installation),
+              std::string("--log"), log.string()}) {
+            arguments.push_back(argument);
+        }
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return runProgram("env", arguments);
+    }
+    std::vector<std::string> folders() const
+    {
+        return {"--inbox",         inbox.string(),  "--spam-folder", spam.string(),
+                "--unsure-folder", unsure.string(), "IN_1_00.txt",   "IN_1_01.txt"};
+    }
+    const std::vector<std::string> message = {"LC_ALL=C.UTF-8", "SMS_MESSAGES=2", "SMS_1_NUMBER=+4512345678",
+                                              "DECODED_PARTS=1", "DECODED_1_TEXT=prize winner, claim it"};
+};
+
+TEST_F(GammuCommand, every_file_of_a_message_is_moved)
+{
+    writeFile(inbox / "IN_1_00.txt", "one");
+    writeFile(inbox / "IN_1_01.txt", "two");
+    const CommandResult result = gammu(message, folders());
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out + result.err, "");
+    EXPECT_EQ(readFile(spam / "IN_1_00.txt"), "one");
+    EXPECT_EQ(readFile(spam / "IN_1_01.txt"), "two");
+    EXPECT_TRUE(fs::is_empty(inbox));
+    EXPECT_TRUE(logged().starts_with("gammu\tspam\t+4512345678\tIN_1_00.txt, IN_1_01.txt\tmoved to ")) << logged();
+}
+
+TEST_F(GammuCommand, message_with_a_missing_file_stays_whole)
+{
+    writeFile(inbox / "IN_1_00.txt", "one");
+    const CommandResult result = gammu(message, folders());
+    EXPECT_EQ(result.status, 66);
+    EXPECT_NE(result.err.find("IN_1_01.txt is missing"), std::string::npos) << result.err;
+    EXPECT_EQ(readFile(inbox / "IN_1_00.txt"), "one");
+}
+
+TEST_F(GammuCommand, service_without_files_is_rated_and_logged)
+{
+    const CommandResult result = gammu(message, {});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(logged(), "gammu\tspam\t+4512345678\t\tkept");
+}
+
+TEST_F(GammuCommand, folders_need_the_inbox)
+{
+    const CommandResult result = gammu(message, {"--spam-folder", spam.string()});
+    EXPECT_EQ(result.status, 64);
+    EXPECT_NE(result.err.find("--inbox"), std::string::npos) << result.err;
+}
+
+TEST_F(GammuCommand, locale_that_is_not_utf8_or_not_installed_is_warned_of)
+{
+    for (const char *locale : {"LC_ALL=C", "LC_ALL=xx_XX.UTF-8"}) {
+        std::vector<std::string> variables = message;
+        variables[0] = locale;
+        const CommandResult result = gammu(variables, {});
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_TRUE(result.err.starts_with("velq: the daemon's character set is ")) << result.err;
+        EXPECT_NE(readFile(log).find("\tgammu\twarning\tthe daemon's character set is "), std::string::npos);
+    }
+}
+
+TEST_F(GammuCommand, hook_that_no_daemon_started_says_so)
+{
+    const CommandResult result = gammu({"LC_ALL=C.UTF-8"}, {});
+    EXPECT_EQ(result.status, 66);
+    EXPECT_NE(result.err.find("RunOnReceive"), std::string::npos) << result.err;
+}
+
+} // namespace velq::test

@@ -1,0 +1,219 @@
+// velq store on small invented messages: what its commands write, print and refuse.
+#include "cli/fixtures.h"
+#include "support/database.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace velq::test {
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+
+using store_command = DataCommands;
+using store_inputs = Robustness;
+
+TEST_F(store_command, builds_the_same_bytes_for_the_same_seed)
+{
+    for (const std::vector<std::string> &mode : {std::vector<std::string>{"--plain"}, std::vector<std::string>{}}) {
+        std::vector<std::string> built;
+        for (const char *name : {"a.bin", "b.bin"}) {
+            std::vector<std::string> arguments = {"store", "build", corpus(), "--seed", "5", "-o", path(name)};
+            arguments.insert(arguments.end(), mode.begin(), mode.end());
+            const CommandResult result = velq(arguments);
+            ASSERT_EQ(result.status, 0) << result.err;
+            EXPECT_EQ(result.out, "");
+            built.push_back(readFile(path(name)));
+        }
+        EXPECT_EQ(built[0], built[1]);
+        const CommandResult verified = velq({"store", "verify", path("a.bin")});
+        EXPECT_EQ(verified.status, 0) << verified.out;
+        EXPECT_GT(Json::parse(velq({"store", "stats", "--json", path("a.bin")}).out)["tokens"], 10);
+    }
+}
+
+TEST_F(store_command, builds_the_text_form_by_name_or_on_request)
+{
+    ASSERT_EQ(velq({"store", "build", "--plain", corpus(), "-o", path("a.bin")}).status, 0);
+    ASSERT_EQ(velq({"store", "build", "--plain", corpus(), "-o", path("a.txt")}).status, 0);
+    ASSERT_EQ(velq({"store", "build", "--plain", corpus(), "--text", "-o", path("b.bin")}).status, 0);
+    const std::string dumped = velq({"store", "dump", path("a.bin")}).out;
+    EXPECT_EQ(dumped.rfind("velq-store 1\n", 0), 0U);
+    EXPECT_EQ(readFile(path("a.txt")), dumped);
+    EXPECT_EQ(readFile(path("b.bin")), dumped);
+}
+
+TEST_F(store_command, builds_from_standard_input_and_other_formats)
+{
+    const std::string messages = inventedMessages(120, 1);
+    std::string csv = "text,label\n";
+    std::string lines;
+    std::istringstream in(messages);
+    for (std::string line; std::getline(in, line);) {
+        const std::string label = line.substr(0, line.find('\t'));
+        const std::string text = line.substr(line.find('\t') + 1);
+        csv += "\"" + text + "\"," + label + "\n";
+        lines += Json{{"label", label}, {"text", text}}.dump() + "\n";
+    }
+    const auto build = [&](const std::string &from, const std::string &input) {
+        const CommandResult result = velq({"store", "build", "--plain", from, "-o", path("x.txt")}, input);
+        EXPECT_EQ(result.status, 0) << result.err;
+        return readFile(path("x.txt"));
+    };
+    const std::string expected = build(file("m.tsv", messages), "");
+    EXPECT_EQ(build("-", messages), expected);
+    EXPECT_EQ(build(file("m.csv", csv), ""), expected);
+    EXPECT_EQ(build(file("m.jsonl", lines), ""), expected);
+}
+
+TEST_F(store_command, build_says_what_is_wrong)
+{
+    expectFailure(velq({"store", "build", path("none.tsv"), "-o", path("x")}), noInput, "none.tsv");
+    expectFailure(velq({"store", "build", file("bad.tsv", "ham\tone\nwhat\ttwo\n"), "-o", path("x")}), badData,
+                  "bad.tsv:2");
+    expectFailure(velq({"store", "build", file("utf8.tsv", "ham\tone\nham\t\xFF\n"), "-o", path("x")}), badData,
+                  "utf8.tsv:2");
+    expectFailure(velq({"store", "build", file("ham.tsv", "ham\tone\n"), "-o", path("x")}), badData, "no spam");
+    expectFailure(velq({"store", "build", file("spam.tsv", "spam\tone\n"), "-o", path("x")}), badData, "no ham");
+    expectFailure(velq({"store", "build", "--plain", corpus(), "-o", path("no/x")}), cannotCreate, "no/x");
+    expectFailure(velq({"store", "build", corpus()}), badUsage, "--output");
+    expectFailure(velq({"store"}), badUsage, "store --help");
+    EXPECT_FALSE(fs::exists(path("x")));
+}
+
+TEST_F(store_command, dump_and_load_are_byte_stable)
+{
+    const std::string text =
+        "velq-store 1\nmessages\t10\t20\t3\nprior\t400000\ntokens\n\\u0023a\t1\t2\n\\\\x\tblob:00ff\n"
+        "free\t5\t1\t9\n\\ud83da\t0\t0\n\u514D\u8D39\t7\t0\n!blob:2e5200\t1\t2\n!text:6162\tnull\n"
+        "end\n";
+    ASSERT_EQ(velq({"store", "load", file("a.txt", text), "-o", path("a.bin")}).status, 0);
+    const CommandResult dumped = velq({"store", "dump", path("a.bin")});
+    // The order of the dump is by unit: the backslash before letters, ideographs before surrogates.
+    const std::string expected =
+        "velq-store 1\nmessages\t10\t20\t3\nprior\t400000\ntokens\n\\u0023a\t1\t2\n\\\\x\tblob:00ff\n"
+        "free\t5\t1\t9\n\u514D\u8D39\t7\t0\n\\ud83da\t0\t0\n!blob:2e5200\t1\t2\n!text:6162\tnull\nend\n";
+    EXPECT_EQ(dumped.out, expected);
+    ASSERT_EQ(velq({"store", "load", "-", "-o", path("b.bin")}, dumped.out).status, 0);
+    EXPECT_EQ(readFile(path("a.bin")), readFile(path("b.bin")));
+    ASSERT_EQ(velq({"store", "dump", path("b.bin"), "-o", path("b.txt")}).status, 0);
+    EXPECT_EQ(readFile(path("b.txt")), expected);
+}
+
+TEST_F(store_command, load_and_dump_say_what_is_wrong)
+{
+    expectFailure(velq({"store", "load", file("x.txt", "velq-store 1\ntokens\nab\t1\nend\n"), "-o", path("x")}),
+                  badData, "x.txt:3");
+    expectFailure(velq({"store", "load", path("none.txt"), "-o", path("x")}), noInput, "none.txt");
+    expectFailure(velq({"store", "dump", path("none.bin")}), noInput, "none.bin");
+    expectFailure(velq({"store", "dump", file("text.bin", "no database, whatever its name says")}), badData,
+                  "text.bin");
+    EXPECT_FALSE(fs::exists(path("x")));
+}
+
+TEST_F(store_command, verify_lists_each_problem_and_fails)
+{
+    const std::string bad = store("bad.bin", "messages\t0\t5\ntokens\na\t1\t1\nabcde\t1\t1\ncd\tblob:00\n");
+    const CommandResult result = velq({"store", "verify", bad});
+    EXPECT_EQ(result.status, badData);
+    EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 4) << result.out;
+    EXPECT_NE(result.out.find("abcde\tthe key has 5 units; only 2 to 4 are looked up\n"), std::string::npos);
+    EXPECT_NE(result.err.find("4 problems"), std::string::npos) << result.err;
+    const Json json = Json::parse(velq({"store", "verify", "--json", bad}).out);
+    EXPECT_EQ(json["problems"].size(), 4U);
+    EXPECT_EQ(json["problems"][1]["where"], "a");
+
+    const CommandResult good = velq({"store", "verify", store("good.bin", "messages\t5\t5\ntokens\nab\t1\t1\n")});
+    EXPECT_EQ(good.status, 0);
+    EXPECT_EQ(good.out, "");
+    EXPECT_EQ(velq({"store", "verify", path("good.bin.txt")}).status, 0) << "the text form is checked as well";
+    expectFailure(velq({"store", "verify", path("none")}), noInput, "none");
+}
+
+TEST_F(store_command, stats_agree_as_text_and_json)
+{
+    const std::string some =
+        store("some.bin", "messages\t10\t20\nprior\t300000\ntokens\nab\t9\t0\nabcd\t0\t9\nxyz\t1\t2\n12\t0\t0\n");
+    const Json json = Json::parse(velq({"store", "stats", "--json", some}).out);
+    EXPECT_EQ(json["tokens"], 4);
+    EXPECT_EQ(json["tokensOfLength"], (Json{{"2", 2}, {"3", 1}, {"4", 1}}));
+    EXPECT_EQ(json["messages"], (Json{{"spam", 10}, {"ham", 20}}));
+    EXPECT_EQ(json["priorMillionths"], 300000);
+    EXPECT_EQ(json["spamSide"], 1);
+    EXPECT_EQ(json["hamSide"], 1);
+    EXPECT_EQ(json["neutral"], 1);
+    EXPECT_EQ(json["withoutCounts"], 1);
+    EXPECT_EQ(json["fileBytes"], fs::file_size(some));
+    const std::string text = velq({"store", "stats", some}).out;
+    EXPECT_NE(text.find("tokens\t4\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("prior in millionths\t300000\n"), std::string::npos) << text;
+}
+
+TEST_F(store_command, diff_makes_an_update_and_says_what_it_cannot)
+{
+    const std::string before = store("old.bin", "messages\t5\t5\ntokens\nab\t3\t1\ngone\t1\t1\n");
+    const std::string after = store("new.bin", "messages\t6\t5\ntokens\nab\t2\t1\ncd\t1\t0\n");
+    const CommandResult result = velq({"store", "diff", before, after, "-o", path("u.db")});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "gone\tthe token cannot be removed; its counts become 0, and texts are still cut at it\n");
+    EXPECT_NE(result.err.find("1 row added, 2 changed, 1 set to 0"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("2 rows with lower counts"), std::string::npos) << result.err;
+
+    const Json json = Json::parse(velq({"store", "diff", "--json", before, after, "-o", path("u2.db")}).out);
+    EXPECT_EQ(json["rows"], 4);
+    EXPECT_EQ(json["deviations"].size(), 1U);
+    EXPECT_EQ(readFile(path("u.db")), readFile(path("u2.db")));
+    EXPECT_EQ(velq({"update", "inspect", path("u.db")}).out, "token counts\t4 rows, 4 new, 0 known\n");
+
+    expectFailure(velq({"store", "diff", before, path("none"), "-o", path("x")}), noInput, "none");
+    expectFailure(velq({"store", "diff", before, after}), badUsage, "--output");
+}
+
+TEST_F(store_inputs, store_in_text_form_is_read_from_a_pipe)
+{
+    for (const std::vector<std::string> &command :
+         {std::vector<std::string>{"stats"}, {"verify"}, {"diff", path("store.txt"), "-o", path("u.db")}}) {
+        store();
+        const std::string fifo = pipe("fifo");
+        std::thread writer([&] { writeFile(fifo, storeText); });
+        std::vector<std::string> arguments = {"store", command[0], fifo};
+        arguments.insert(arguments.end(), command.begin() + 1, command.end());
+        const CommandResult result = velq(arguments);
+        writer.join();
+        EXPECT_EQ(result.status, 0) << command[0] << result.err;
+        fs::remove(fifo);
+    }
+}
+
+TEST_F(store_inputs, size_of_a_store_on_a_pipe_is_not_known)
+{
+    const Json statistics = Json::parse(velq({"store", "stats", "--json", "-"}, storeText).out);
+    EXPECT_TRUE(statistics["fileBytes"].is_null());
+    EXPECT_EQ(statistics["tokens"], 2);
+}
+
+TEST_F(store_inputs, database_on_a_pipe_is_refused)
+{
+    const std::string bytes = readFile(store());
+    expectFailure(velq({"store", "stats", "-"}, bytes), noInput, "not read from a pipe");
+    expectFailure(velq({"store", "dump", "-"}, bytes), badUsage, "not read from standard input");
+    expectFailure(velq({"store", "dump", pipe("fifo")}), noInput, "not read from a pipe");
+}
+
+TEST_F(store_inputs, store_with_a_repeated_key_is_not_dumped)
+{
+    const std::string from = path("twice.bin");
+    Database(from, OpenMode::create)
+        .exec("CREATE TABLE velqTable(key BLOB, value BLOB);"
+              "INSERT INTO velqTable VALUES(x'61006200', x'010000000100000000000000');"
+              "INSERT INTO velqTable VALUES(x'61006200', x'020000000100000000000000');");
+    expectFailure(velq({"store", "dump", from}), badData, "the key ab occurs twice");
+    expectFailure(velq({"store", "dump", from, "-o", path("x.txt")}), badData, "the key ab occurs twice");
+    expectFailure(velq({"store", "diff", store(), from, "-o", path("u.db")}), badData, "the key ab occurs twice");
+    EXPECT_FALSE(fs::exists(path("x.txt")));
+}
+
+} // namespace
+} // namespace velq::test
