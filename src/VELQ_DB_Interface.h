@@ -20,7 +20,7 @@ inline constexpr std::int32_t batchBadArgument = VELQ_ERR_BATCH_ARGUMENT;
 // convertEntry of a record. 0, or -2 with an error line, also for a null record.
 int convertNumberRecord(NumberEntry *entry, const NumberRecord *record) noexcept;
 
-// ---- Lookup (kinds 1 and 2). `number` is narrow and already reversed. 0 with *found set, or -2.
+// ---- Lookup in the white and the black list. `number` is narrow and already reversed. 0 with *found set, or -2.
 
 int db_SearchNumberList(std::uint8_t *found, const char *number, std::int32_t kind) noexcept;
 int db_SearchBlackNumberList(std::uint8_t *found, const char *number) noexcept;
