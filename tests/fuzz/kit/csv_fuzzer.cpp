@@ -3,7 +3,7 @@
 #include "kit/base/csv.h"
 #include "kit/base/wide_text.h"
 #include "kit/engine/number_list.h"
-#include "kit/store/update_file.h"
+#include "kit/store/white_update.h"
 #include "kit_target.h"
 
 #include <algorithm>

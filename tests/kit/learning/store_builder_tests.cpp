@@ -45,7 +45,7 @@ TEST(store_builder, tokens_have_two_to_four_units_and_counts_below_the_message_c
 // The side that a token speaks for: 1 spam, -1 ham, 0 none.
 int sideOf(const StoreIndex &index, const TokenStats &counts)
 {
-    const double probability = tokenProbability(counts, index.spamMessages, index.hamMessages, index.prior);
+    const double probability = tokenProbability(counts, index);
     return !probabilityCounts(probability) ? 0 : probability > 0.5 ? 1 : -1;
 }
 

@@ -1,5 +1,6 @@
 // The text form of token stores: what it looks like, that nothing is lost in it, and what is refused.
 #include "kit/base/status.h"
+#include "kit/store/row_text.h"
 #include "kit/store/store_text.h"
 
 #include <gtest/gtest.h>

@@ -70,6 +70,11 @@ class Query {
     std::int64_t integer(int column);
     bool isBlob(int column);
 
+    sqlite3_stmt *handle()
+    {
+        return statement_;
+    }
+
   private:
     Database &database_;
     sqlite3_stmt *statement_ = nullptr;

@@ -82,8 +82,8 @@ static void printTokens(std::ostream &out, const Explanation &explanation)
         return;
     }
     out << "\n  token       position     spam      ham  probability  counted\n";
-    for (const ExplainedToken &token : explanation.tokens) {
-        const std::string text = oneLine(utf8FromUtf16(token.text));
+    for (const ReadToken &token : explanation.tokens) {
+        const std::string text = oneLine(utf8FromUtf16(token.text()));
         const std::size_t width = displayWidth(text);
         out << "  " << text << std::string(width < tokenWidth ? tokenWidth - width : 0, ' ') << std::setw(10)
             << token.position + 1 << std::setw(9) << token.counts.spam << std::setw(9) << token.counts.ham
@@ -116,8 +116,8 @@ static void printReport(std::ostream &out, const std::string &text, const std::s
     out << "  filtered    " << oneLine(utf8FromUtf16(explanation.filtered)) << "  (" << explanation.filtered.size()
         << " characters)\n";
     printTokens(out, explanation);
-    out << "  learned     " << explanation.spamMessages << " spam messages, " << explanation.hamMessages
-        << " ham messages; prior " << explanation.prior << '\n';
+    out << "  learned     " << explanation.totals.spamMessages << " spam messages, " << explanation.totals.hamMessages
+        << " ham messages; prior " << explanation.totals.prior << '\n';
     if (!explanation.score) {
         out << "  spamicity   none: the classifier was not asked\n";
         return;
@@ -142,8 +142,8 @@ static Json reportJson(const std::string &text, const std::string &number, const
             {"number", explanation.entry->number}, {"name", explanation.entry->name}, {"uid", explanation.entry->uid}};
     }
     Json tokens = Json::array();
-    for (const ExplainedToken &token : explanation.tokens) {
-        tokens.push_back({{"token", utf8FromUtf16(token.text)},
+    for (const ReadToken &token : explanation.tokens) {
+        tokens.push_back({{"token", utf8FromUtf16(token.text())},
                           {"position", token.position + 1},
                           {"spam", token.counts.spam},
                           {"ham", token.counts.ham},
@@ -157,9 +157,9 @@ static Json reportJson(const std::string &text, const std::string &number, const
                 {"message", text},
                 {"filtered", utf8FromUtf16(explanation.filtered)},
                 {"tokens", tokens},
-                {"spamMessages", explanation.spamMessages},
-                {"hamMessages", explanation.hamMessages},
-                {"prior", explanation.prior},
+                {"spamMessages", explanation.totals.spamMessages},
+                {"hamMessages", explanation.totals.hamMessages},
+                {"prior", explanation.totals.prior},
                 {"counted", nullptr},
                 {"spamTail", nullptr},
                 {"hamTail", nullptr},

@@ -4,6 +4,7 @@
 #include "kit/cli/commands.h"
 #include "kit/engine/installation.h"
 #include "kit/store/store_file.h"
+#include "kit/store/store_form.h"
 #include "kit/store/store_text.h"
 
 #include <filesystem>

@@ -2,7 +2,7 @@
 #ifndef VELQ_KIT_CLI_PROBLEMS_H
 #define VELQ_KIT_CLI_PROBLEMS_H
 
-#include "kit/store/store_file.h"
+#include "kit/store/store_check.h"
 
 #include <nlohmann/json.hpp>
 #include <ostream>

@@ -131,7 +131,8 @@ RateRequest parseRateRequest(const std::string &line, LineResult result)
 {
     RateRequest request;
     RequestReader reader;
-    const bool whole = nlohmann::json::sax_parse(line, &reader);
+    // The parser takes a zero for the end of its input.
+    const bool whole = nlohmann::json::sax_parse(line, &reader) && line.find('\0') == std::string::npos;
     if (reader.id.kind == Member::Kind::text) {
         request.id = nlohmann::json(reader.id.content).dump();
     } else if (reader.id.kind == Member::Kind::scalar) {

@@ -6,7 +6,7 @@
 #include "kit/learning/store_builder.h"
 #include "kit/messages/message_spool.h"
 #include "kit/store/store_file.h"
-#include "kit/store/store_text.h"
+#include "kit/store/store_form.h"
 
 #include <algorithm>
 #include <functional>

@@ -2,9 +2,9 @@
 #include "kit/base/output.h"
 #include "kit/cli/commands.h"
 #include "kit/cli/problems.h"
-#include "kit/store/store_file.h"
-#include "kit/store/store_text.h"
-#include "kit/store/update_file.h"
+#include "kit/store/probability_update.h"
+#include "kit/store/store_check.h"
+#include "kit/store/store_form.h"
 
 namespace velq::kit {
 

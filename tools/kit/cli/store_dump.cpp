@@ -1,7 +1,9 @@
 // velq store dump: a token store as text.
 #include "kit/base/output.h"
 #include "kit/cli/commands.h"
+#include "kit/store/store_check.h"
 #include "kit/store/store_file.h"
+#include "kit/store/store_form.h"
 #include "kit/store/store_text.h"
 
 namespace velq::kit {

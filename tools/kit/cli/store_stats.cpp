@@ -1,7 +1,7 @@
 // velq store stats: what a token store holds.
 #include "kit/cli/commands.h"
-#include "kit/store/store_file.h"
-#include "kit/store/store_text.h"
+#include "kit/store/store_check.h"
+#include "kit/store/store_form.h"
 
 #include <filesystem>
 #include <nlohmann/json.hpp>

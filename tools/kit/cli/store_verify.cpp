@@ -2,7 +2,8 @@
 #include "kit/base/input.h"
 #include "kit/cli/commands.h"
 #include "kit/cli/problems.h"
-#include "kit/store/store_file.h"
+#include "kit/store/store_check.h"
+#include "kit/store/store_form.h"
 #include "kit/store/store_text.h"
 
 namespace velq::kit {

@@ -3,7 +3,7 @@
 #include "kit/cli/commands.h"
 #include "kit/cli/versions.h"
 #include "kit/engine/engine.h"
-#include "kit/store/update_file.h"
+#include "kit/store/update_inspection.h"
 #include "velq.h"
 
 #include <charconv>

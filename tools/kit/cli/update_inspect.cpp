@@ -2,7 +2,7 @@
 #include "kit/base/wide_text.h"
 #include "kit/cli/commands.h"
 #include "kit/cli/problems.h"
-#include "kit/store/update_file.h"
+#include "kit/store/update_inspection.h"
 
 namespace velq::kit {
 

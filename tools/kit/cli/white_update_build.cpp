@@ -3,7 +3,7 @@
 #include "kit/base/output.h"
 #include "kit/base/wide_text.h"
 #include "kit/cli/commands.h"
-#include "kit/store/update_file.h"
+#include "kit/store/white_update.h"
 
 #include <set>
 

@@ -49,21 +49,21 @@ void add(RunResult &result, const PartTest &test, const EngineRun &run)
 
 // Without a classifier's score: 0 for a text too short to be read, the prior for too few tokens, as for a text without
 // evidence.
-double scoreOf(const StoreIndex &index, const TextVerdict &verdict)
+double scoreOf(const StoreIndex &index, const Reading &reading)
 {
-    if (verdict.spamicity >= 0) {
-        return verdict.spamicity;
+    if (reading.score && reading.score->spamicity >= 0) {
+        return reading.score->spamicity;
     }
-    return verdict.rating == Rating::ham ? 0 : std::min(index.prior, 1.0);
+    return reading.rating == Rating::ham ? 0 : std::min(index.prior, 1.0);
 }
 
 void addScores(EvaluationResult &result, const StoreContents &store, const PartTest &test, const EngineRun &run)
 {
     const StoreIndex index = indexStore(modelOf(store));
     for (std::size_t i = 0; i < test.messages.size(); ++i) {
-        const TextVerdict verdict = rateFiltered(index, filterText(test.messages[i]->text));
-        result.scores.push_back({test.messages[i]->spam, scoreOf(index, verdict)});
-        result.disagreements += verdict.rating != run.ratings[i] ? 1 : 0;
+        const Reading reading = rateFiltered(index, filterText(test.messages[i]->text));
+        result.scores.push_back({test.messages[i]->spam, scoreOf(index, reading)});
+        result.disagreements += reading.rating != run.ratings[i] ? 1 : 0;
     }
 }
 

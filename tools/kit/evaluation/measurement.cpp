@@ -3,7 +3,7 @@
 
 #include "kit/learning/plain.h"
 #include "kit/learning/store_builder.h"
-#include "kit/store/store_text.h"
+#include "kit/store/store_form.h"
 
 namespace velq::kit {
 

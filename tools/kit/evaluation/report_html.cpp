@@ -191,10 +191,10 @@ void writeLearningCurve(std::ostream &out, const std::vector<CurvePoint> &curve)
 
 // ---- Errors ----
 
-void writeToken(std::ostream &out, const ExplainedToken &token)
+void writeToken(std::ostream &out, const ReadToken &token)
 {
     out << "<tr class=\"" << (token.counted ? "counted" : "idle") << R"("><td class="token"><bdi>)"
-        << htmlText(oneLine(utf8FromUtf16(token.text))) << "</bdi></td><td>" << token.position + 1 << "</td><td>"
+        << htmlText(oneLine(utf8FromUtf16(token.text()))) << "</bdi></td><td>" << token.position + 1 << "</td><td>"
         << token.counts.spam << "</td><td>" << token.counts.ham << "</td><td>";
     if (std::isnan(token.probability)) {
         out << "none";
@@ -215,7 +215,7 @@ void writeTokens(std::ostream &out, const Explanation &explanation)
     }
     out << "<div class=\"scroll\"><table><thead><tr><th>token</th><th>at</th><th>spam</th><th>ham</th><th>probability"
            "</th></tr></thead><tbody>\n";
-    for (const ExplainedToken &token : explanation.tokens) {
+    for (const ReadToken &token : explanation.tokens) {
         writeToken(out, token);
     }
     out << "</tbody></table></div>\n";

@@ -2,6 +2,7 @@
 #include "kit/learning/candidates.h"
 
 #include <algorithm>
+#include <optional>
 #include <string_view>
 
 namespace velq::kit {
@@ -139,23 +140,11 @@ void segmentIndexed(const IndexedText &text, const std::vector<std::uint8_t> &li
                     std::vector<std::uint32_t> &tokens)
 {
     tokens.clear();
-    for (std::size_t at = 0; at < text.starts.size();) {
-        std::size_t length = longestToken;
-        std::size_t slot = at;
-        while (length >= shortestToken && (text.starts[slot] == noCandidate || listed[text.starts[slot]] == 0)) {
-            --length;
-            ++slot;
-        }
-        if (length < shortestToken) {
-            at += startsPerUnit;
-            continue;
-        }
-        const std::uint32_t token = text.starts[slot];
-        if (tokens.size() < mostTokens && std::find(tokens.begin(), tokens.end(), token) == tokens.end()) {
-            tokens.push_back(token);
-        }
-        at += startsPerUnit * length;
-    }
+    const auto tokenAt = [starts = text.starts.data(), chosen = listed.data()](std::size_t at, std::size_t length) {
+        const std::uint32_t candidate = starts[startsPerUnit * at + longestToken - length];
+        return candidate != noCandidate && chosen[candidate] != 0 ? std::optional(candidate) : std::nullopt;
+    };
+    addLongestMatches(tokens, text.starts.size() / startsPerUnit, tokenAt);
 }
 
 } // namespace velq::kit

@@ -1,5 +1,5 @@
-// Everything random comes from one generator. It is the project's own few lines because the distributions and the shuffle
-// of the standard library may give other results elsewhere, and a split must be the same everywhere for a seed.
+// Everything random comes from one generator. It is the project's own few lines because the distributions and the
+// shuffle of the standard library may give other results elsewhere, and a split must be the same everywhere for a seed.
 #include "kit/messages/sampling.h"
 
 #include <algorithm>

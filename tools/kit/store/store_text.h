@@ -18,7 +18,6 @@
 #ifndef VELQ_KIT_STORE_STORE_TEXT_H
 #define VELQ_KIT_STORE_STORE_TEXT_H
 
-#include "kit/base/input.h"
 #include "kit/store/store_file.h"
 
 #include <istream>
@@ -31,22 +30,6 @@ void writeStoreText(std::ostream &out, const StoreContents &contents);
 
 // Throws Error (badData) with `name` and the line for text that is not in this form. Tokens may come in any order.
 StoreContents readStoreText(std::istream &in, const std::string &name);
-
-// A store in either form; a file that begins as a database is read as prob.bin. "-" is text on standard input.
-StoreContents readStore(const std::string &file, std::istream &standardInput);
-
-// Whether the input begins as a database does, or is empty. Nothing of it is taken; of a pipe, only the first byte is
-// looked at, which no text form begins with.
-bool isDatabase(InputFile &input);
-
-// Whether a file of that name is written as text: .txt, .text or .tsv.
-bool isTextFormName(const std::string &file);
-
-// Writes either form, whole or not at all.
-void writeStore(const std::string &file, const StoreContents &contents, bool asText);
-
-// A key as the text form shows it.
-std::string keyText(const StoredValue &key);
 
 } // namespace velq::kit
 

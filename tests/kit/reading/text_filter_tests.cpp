@@ -1,0 +1,48 @@
+// What a text loses before it is read, and runs of digits in what is left.
+#include "kit/reading/text_filter.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace velq::kit {
+namespace {
+
+TEST(text_filter, drops_punctuation_and_isolated_letters)
+{
+    const std::vector<std::pair<std::u16string, std::u16string>> cases = {
+        {u"", u""},
+        {u"hi!!! ok", u"hiok"},
+        {u"Hi!!! ok", u"hok"},
+        {u"Ab", u"a"},
+        {u"AB", u""},
+        {u"a!b", u""},
+        {u"a", u"a"},
+        {u"A", u""},
+        {u"138-1234-5678", u"13812345678"},
+        {u"a,b & 5", u",&5"},
+        {u"caf\u00E9s", u"caf"},
+        {u"\u4E2D\uFF0C\u6587\u3002\u2605", u"\u4E2D\u6587"},
+        {u"line\r\nnext", u"linenext"},
+    };
+    for (const auto &[body, filtered] : cases) {
+        EXPECT_EQ(filterText(body), filtered) << std::string(body.begin(), body.end());
+    }
+}
+
+TEST(text_filter, stops_at_a_zero_unit)
+{
+    EXPECT_EQ(filterText(std::u16string_view(u"left\0right", 10)), u"left");
+}
+
+TEST(text_filter, digit_run_takes_seven_ascii_digits)
+{
+    EXPECT_FALSE(hasDigitRun(u"123456"));
+    EXPECT_TRUE(hasDigitRun(u"1234567"));
+    EXPECT_FALSE(hasDigitRun(u"123a4567"));
+    EXPECT_FALSE(hasDigitRun(u"\uFF11\uFF12\uFF13\uFF14\uFF15\uFF16\uFF17"));
+}
+
+} // namespace
+} // namespace velq::kit

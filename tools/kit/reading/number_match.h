@@ -1,0 +1,48 @@
+// How a sender's number is looked for: in the lists, and by the operator rule.
+#ifndef VELQ_KIT_READING_NUMBER_MATCH_H
+#define VELQ_KIT_READING_NUMBER_MATCH_H
+
+#include "kit/base/database.h"
+#include "kit/base/wide_text.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+namespace velq::kit {
+
+// The form of a number by which lists find it: narrow, last character first, and of that the part that is compared.
+// Empty for a number that matches nothing.
+std::string matchKey(WideView number);
+
+// Whether the operator rule takes the number.
+bool isOperatorNumber(WideView number);
+
+struct MatchedEntry {
+    std::string number; // UTF-8, as displayed
+    std::string name;
+    std::int64_t uid = 0;
+};
+
+// One list as the lookup sees it; follows the file when another program changes it.
+class ListIndex {
+  public:
+    ListIndex(const std::filesystem::path &file, std::string table);
+
+    std::optional<MatchedEntry> find(const std::string &key);
+
+  private:
+    void load();
+
+    Database database_;
+    std::string table_;
+    Query version_;
+    std::int64_t loadedVersion_ = -1;
+    std::unordered_map<std::string, MatchedEntry> entries_;
+};
+
+} // namespace velq::kit
+
+#endif

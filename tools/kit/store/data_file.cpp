@@ -1,0 +1,126 @@
+// Typed rows over SQLite, and whole files of them.
+#include "kit/store/data_file.h"
+
+#include "kit/base/output.h"
+#include "kit/base/status.h"
+#include "kit/engine/installation.h"
+
+#include <cstddef>
+#include <sqlite3.h>
+
+namespace velq::kit {
+
+// ---- Rows ---------------------------------------------------------------------------------------------------------
+
+namespace {
+
+// The bytes must live until the statement's next reset.
+void bind(sqlite3_stmt *statement, int position, const StoredValue &value)
+{
+    const auto size = static_cast<sqlite3_uint64>(value.bytes.size());
+    switch (value.kind) {
+    case StoredValue::Kind::null:
+        sqlite3_bind_null(statement, position);
+        break;
+    case StoredValue::Kind::integer:
+        sqlite3_bind_int64(statement, position, value.integer);
+        break;
+    case StoredValue::Kind::real:
+        sqlite3_bind_double(statement, position, value.real);
+        break;
+    case StoredValue::Kind::text:
+        sqlite3_bind_text64(statement, position, value.bytes.data(), size, SQLITE_STATIC, SQLITE_UTF8);
+        break;
+    case StoredValue::Kind::blob:
+        sqlite3_bind_blob64(statement, position, value.bytes.data(), size, SQLITE_STATIC);
+        break;
+    }
+}
+
+StoredValue columnOf(sqlite3_stmt *statement, int column)
+{
+    StoredValue value;
+    switch (sqlite3_column_type(statement, column)) {
+    case SQLITE_INTEGER:
+        value.kind = StoredValue::Kind::integer;
+        value.integer = sqlite3_column_int64(statement, column);
+        return value;
+    case SQLITE_FLOAT:
+        value.kind = StoredValue::Kind::real;
+        value.real = sqlite3_column_double(statement, column);
+        return value;
+    case SQLITE_NULL:
+        return value;
+    case SQLITE_TEXT:
+        value.kind = StoredValue::Kind::text;
+        break;
+    default:
+        value.kind = StoredValue::Kind::blob;
+        break;
+    }
+    const void *bytes = value.kind == StoredValue::Kind::text ? sqlite3_column_text(statement, column)
+                                                              : sqlite3_column_blob(statement, column);
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement, column));
+    if (size > 0) {
+        value.bytes.assign(static_cast<const char *>(bytes), size);
+    }
+    return value;
+}
+
+} // namespace
+
+std::vector<StoredRow> readRows(Database &file, std::string_view sql)
+{
+    Query query(file, sql);
+    std::vector<StoredRow> rows;
+    while (query.step()) {
+        StoredRow &row = rows.emplace_back();
+        for (int column = 0; column < sqlite3_column_count(query.handle()); ++column) {
+            row.push_back(columnOf(query.handle(), column));
+        }
+    }
+    return rows;
+}
+
+void writeRows(Database &file, std::string_view sql, const std::vector<StoredRow> &parameterSets)
+{
+    file.exec("BEGIN IMMEDIATE;");
+    Query query(file, sql);
+    for (const StoredRow &parameters : parameterSets) {
+        for (std::size_t i = 0; i < parameters.size(); ++i) {
+            bind(query.handle(), static_cast<int>(i) + 1, parameters[i]);
+        }
+        query.step();
+        query.reset();
+    }
+    file.exec("COMMIT;");
+}
+
+// ---- Files --------------------------------------------------------------------------------------------------------
+
+static void layOutDraft(const std::filesystem::path &draft, const std::filesystem::path &path,
+                        std::string_view schemaName)
+{
+    try {
+        createFromSchema(draft, schemaName);
+    } catch (const Error &error) {
+        if (error.status() != Status::cannotCreate) {
+            throw;
+        }
+        throw Error(Status::cannotCreate,
+                    "cannot create " + path.string() + "; check that its folder exists and can be written");
+    }
+}
+
+void writeDataFile(const std::filesystem::path &path, std::string_view schemaName,
+                   const std::function<void(Database &)> &fill)
+{
+    replaceFile(path, [&](const std::filesystem::path &draft) {
+        layOutDraft(draft, path, schemaName);
+        Database file(draft, DatabaseMode::write);
+        file.exec("PRAGMA journal_mode=MEMORY;"); // nobody else sees the draft, and a crash leaves it behind unused
+        fill(file);
+    });
+}
+
+} // namespace velq::kit
