@@ -1,5 +1,6 @@
 // The text form of a token store, from any bytes. What is read stays the same through the text form and through a
 // prob.bin, and written twice it gives the same bytes.
+#include "kit/store/store_check.h"
 #include "kit/store/store_text.h"
 #include "kit_target.h"
 #include "support/temporary_folder.h"

@@ -1,5 +1,6 @@
 // velq hook without a host: what is moved, kept, logged and refused.
 #include "cli/fixtures.h"
+#include "hooks/texts.h"
 
 #include <algorithm>
 
@@ -8,11 +9,6 @@ namespace velq::test {
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string fileOf(const std::string &headers, const std::string &body)
-{
-    return "From: 4512345678\nFrom_TOA: 91 international, ISDN/telephone\nReport: no\n" + headers + "\n\n" + body;
-}
 
 class HookCommand : public testing::Test {
   protected:

@@ -1,4 +1,5 @@
 // Reading what Gammu's SMS daemon hands over in variables and arguments.
+#include "hooks/texts.h"
 #include "kit/hooks/gammu.h"
 #include "support/kit_errors.h"
 #include "support/run_command.h"
@@ -13,7 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace velq::kit;
-using TemporaryFolder = velq::test::TemporaryFolder; // the kit has one of that name
 using Variables = std::map<std::string, std::string>;
 
 HookMessage readVariables(const Variables &variables, const std::string &inbox = {},
@@ -26,8 +26,6 @@ HookMessage readVariables(const Variables &variables, const std::string &inbox =
         },
         inbox, names);
 }
-
-const std::string hostileText = "\"q\" 'x' $HOME $(id) `id` \\ ; | & *\nsecond line\n\nthird\t{}";
 
 } // namespace
 

@@ -1,4 +1,5 @@
 // Reading the message files of SMS Server Tools 3.
+#include "hooks/texts.h"
 #include "kit/hooks/smstools.h"
 #include "support/kit_errors.h"
 #include "support/run_command.h"
@@ -8,18 +9,7 @@
 
 namespace velq::test {
 
-namespace {
-
 using namespace velq::kit;
-
-std::string fileOf(const std::string &headers, const std::string &body)
-{
-    return "From: 4512345678\nFrom_TOA: 91 international, ISDN/telephone\nReport: no\n" + headers + "\n\n" + body;
-}
-
-const std::string hostileText = "\"q\" 'x' $HOME $(id) `id` \\ ; | & *\nsecond line\n\nthird\t{}";
-
-} // namespace
 
 TEST(SmstoolsHook, international_sender_gets_its_plus)
 {

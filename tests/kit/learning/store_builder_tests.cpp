@@ -10,26 +10,26 @@
 namespace velq::kit {
 namespace {
 
-Store built(const std::vector<LabelledText> &messages, std::uint64_t seed = 1)
+Store tuned(const std::vector<LabelledText> &messages, std::uint64_t seed = 1)
 {
     return buildStore(trainingSetOf(messages, seed));
 }
 
 TEST(store_builder, tuned_store_rates_unseen_messages)
 {
-    const Store store = built(narrowCorpus(320, 1));
+    const Store store = tuned(narrowCorpus(320, 1));
     EXPECT_GE(accuracy(store, narrowCorpus(300, 2)), 0.98);
 }
 
 TEST(store_builder, same_seed_gives_the_same_store)
 {
     const std::vector<LabelledText> corpus = narrowCorpus(200, 1);
-    EXPECT_EQ(built(corpus, 7), built(corpus, 7));
+    EXPECT_EQ(tuned(corpus, 7), tuned(corpus, 7));
 }
 
 TEST(store_builder, tokens_have_two_to_four_units_and_counts_below_the_message_counts)
 {
-    const Store store = built(jointCorpus());
+    const Store store = tuned(jointCorpus());
     ASSERT_FALSE(store.tokens.empty());
     EXPECT_EQ(store.spamMessages, store.hamMessages);
     EXPECT_LT(store.priorMillionths, 450000U);
@@ -52,7 +52,7 @@ int sideOf(const StoreIndex &index, const TokenStats &counts)
 // The engine trains the messages that it calls spam and no others.
 TEST(store_builder, training_by_verdicts_turns_hardly_any_token)
 {
-    const StoreIndex built = indexStore(built(narrowCorpus(600, 1)));
+    const StoreIndex built = indexStore(tuned(narrowCorpus(600, 1)));
     StoreIndex trained = built;
     for (std::uint64_t stream = 2; stream < 12; ++stream) {
         for (const LabelledText &message : narrowCorpus(600, stream)) {
@@ -73,7 +73,7 @@ TEST(store_builder, training_by_verdicts_turns_hardly_any_token)
 // What a message of rare tokens takes is one correction or two; what many messages taught takes a fiftieth of it.
 TEST(store_builder, corrections_turn_a_verdict_in_proportion_to_what_was_learned)
 {
-    StoreIndex index = indexStore(built(narrowCorpus(600, 1)));
+    StoreIndex index = indexStore(tuned(narrowCorpus(600, 1)));
     const std::u16string blocked = filterText(u"urgent: please reply about the voucher, could you claim it today?");
     ASSERT_EQ(rateFiltered(index, blocked).rating, Rating::spam);
     std::uint32_t learned = 0;
@@ -96,29 +96,29 @@ TEST(store_builder, corrections_turn_a_verdict_in_proportion_to_what_was_learned
 
 TEST(store_builder, joint_store_rates_both_scripts)
 {
-    const Store store = built(jointCorpus());
+    const Store store = tuned(jointCorpus());
     EXPECT_GE(accuracy(store, narrowCorpus(300, 3)), 0.98);
     EXPECT_GE(accuracy(store, wideCorpus(300, 4)), 0.95);
 }
 
 TEST(store_builder, pieces_of_telephone_numbers_are_no_tokens)
 {
-    expectNoPiecesOfNumbers(built(corpusWithNumbers()));
+    expectNoPiecesOfNumbers(tuned(corpusWithNumbers()));
 }
 
 TEST(store_builder, one_class_alone_gives_no_tokens)
 {
     std::vector<LabelledText> corpus = narrowCorpus(100, 1);
     std::erase_if(corpus, [](const LabelledText &message) { return message.spam; });
-    const Store store = built(corpus);
+    const Store store = tuned(corpus);
     EXPECT_TRUE(store.tokens.empty());
     EXPECT_EQ(store.hamMessages, corpus.size());
-    EXPECT_TRUE(built({}).tokens.empty());
+    EXPECT_TRUE(tuned({}).tokens.empty());
 }
 
 TEST(store_builder, a_handful_of_messages_builds)
 {
-    const Store store = built(handful());
+    const Store store = tuned(handful());
     EXPECT_EQ(rateText(store, u"hi").rating, Rating::ham);
 }
 
@@ -136,8 +136,8 @@ TEST(store_builder, sample_bounds_what_is_learned_from)
     const TrainingSet sample = trainingSetOf(corpus, 1, 200);
     const Store store = buildStore(sample);
     EXPECT_GE(accuracy(store, narrowCorpus(300, 2)), 0.95);
-    EXPECT_EQ(built(sample.messages()), store);
-    EXPECT_NE(built(corpus), store);
+    EXPECT_EQ(tuned(sample.messages()), store);
+    EXPECT_NE(tuned(corpus), store);
 }
 
 } // namespace
