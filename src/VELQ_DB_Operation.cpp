@@ -35,12 +35,12 @@ static void connectOrFail(StoreSession &session, VELQ_DSH_Connection *keptOpen) 
 
 static void registerLike(StoreSession &session) noexcept
 {
-    if (hasFailed(session) || session.texts->like == nullptr) {
+    if (hasFailed(session) || !session.texts->like.isSet) {
         return;
     }
     constexpr int arguments = 2;
     session.code = VELQ_DSH_makeUserHand(session.connection, "like", arguments, VELQ_DSH_ANY_TEXT, session.connection,
-                                         session.texts->like, nullptr, nullptr);
+                                         session.texts->like.function, nullptr, nullptr);
     if (session.code != VELQ_DSH_OK) {
         failSession(session, &StoreTexts::registerLike);
     }

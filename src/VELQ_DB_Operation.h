@@ -21,10 +21,20 @@ enum class StoreKind : std::uint8_t {
     write      // open, busy handler, begin, prepare, a step without row, commit
 };
 
+// A function that an operation registers, or none. Says for itself whether it is there: under sanitizers a comparison
+// of a function with null is no constant expression.
+struct SqlFunction {
+    constexpr SqlFunction() = default;
+    constexpr SqlFunction(VELQ_DSH_Function given) noexcept : isSet(true), function(given) {}
+
+    bool isSet = false;
+    VELQ_DSH_Function function = nullptr;
+};
+
 struct StoreTexts {
     StoreKind kind;
-    VELQ_DSH_Function like = nullptr; // when set, registered as the SQL function "like" behind the busy handler
-    bool rollsBack = false;           // a write's failed step or commit runs a rollback; otherwise closing abandons it
+    SqlFunction like{};     // registered under the name "like" behind the busy handler
+    bool rollsBack = false; // a write's failed step or commit runs a rollback; otherwise closing abandons it
     LogText enter{};
     FailureTexts open{};
     FailureTexts busyHandler{};
@@ -42,7 +52,7 @@ consteval bool hasTextsOfItsSteps(const StoreTexts &texts)
     const auto isLogged = [](const FailureTexts &step) { return step.cause.format != nullptr; };
     const bool writes = texts.kind == StoreKind::write;
     return isLogged(texts.open) && isLogged(texts.busyHandler) && isLogged(texts.prepare) &&
-           isLogged(texts.registerLike) == (texts.like != nullptr) && isLogged(texts.begin) == writes &&
+           isLogged(texts.registerLike) == texts.like.isSet && isLogged(texts.begin) == writes &&
            isLogged(texts.step) == (texts.kind != StoreKind::quietRead) && isLogged(texts.commit) == writes &&
            (writes || !texts.rollsBack);
 }

@@ -8,7 +8,7 @@ needs python3 python3
 prepare_work
 
 PYTHONIOENCODING=utf-8 python3 -B "$source/examples/hooks/pipe.py" "$velq" "$work/var/lib/velq" >"$work/answers"
-if diff "$work/answers" - <<<$'ham\nspam\nthe member body is no text'; then
+if diff "$work/answers" - <<<$'ham\nspam\nthe member body is not text'; then
   echo "ok: the pipe answers each message"
 else
   fail 'the pipe gives other answers'

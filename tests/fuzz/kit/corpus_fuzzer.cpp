@@ -22,7 +22,7 @@ Messages messagesIn(std::string_view text, CorpusFormat format)
     std::istringstream in{std::string(text)};
     readCorpus("-", format, in, [&](LabelledMessage &&message) {
         require(message.line > 0 && message.line >= line, "the lines of messages go down");
-        require(textFault(message.text).empty(), "a message that is no text");
+        require(textFault(message.text).empty(), "a message that is not text");
         line = message.line;
         messages.push_back(std::move(message));
     });

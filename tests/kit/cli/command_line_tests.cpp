@@ -67,11 +67,11 @@ TEST_F(CliTest, damaged_data_file_is_reported_with_the_log)
 
 TEST_F(messages, name_the_word_that_is_no_command)
 {
-    expectFailure(velq({"eggs"}), badUsage, "eggs is no command of velq;");
-    expectFailure(velq({"mark", "eggs"}), badUsage, "eggs is no command of velq mark;");
-    expectFailure(velq({"list", "grey", "show"}), badUsage, "grey is no command of velq list;");
-    expectFailure(velq({"store", "bild"}), badUsage, "bild is no command of velq store;");
-    expectFailure(velq({"rate", "--inst", "x", "hello"}), badUsage, "--inst is no option of velq rate ");
+    expectFailure(velq({"eggs"}), badUsage, "eggs is not a command of velq;");
+    expectFailure(velq({"mark", "eggs"}), badUsage, "eggs is not a command of velq mark;");
+    expectFailure(velq({"list", "grey", "show"}), badUsage, "grey is not a command of velq list;");
+    expectFailure(velq({"store", "bild"}), badUsage, "bild is not a command of velq store;");
+    expectFailure(velq({"rate", "--inst", "x", "hello"}), badUsage, "--inst is not an option of velq rate ");
 }
 
 TEST_F(messages, are_silenced_in_every_command_that_has_data)

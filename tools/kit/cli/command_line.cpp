@@ -75,10 +75,10 @@ static std::string parseFault(const CLI::App &command, const CLI::ParseError &er
     const bool hasCommands = !command.get_subcommands([](const CLI::App *) { return true; }).empty();
     const std::vector<std::string> words = command.remaining();
     if (hasCommands && !words.empty() && !words.front().starts_with('-')) {
-        return words.front() + " is no command of " + fullName(command);
+        return words.front() + " is not a command of " + fullName(command);
     }
     if (!words.empty() && words.front().size() > 1 && words.front().starts_with('-')) {
-        return words.front() + " is no option of " + fullName(command) + " (words with a dash come after --)";
+        return words.front() + " is not an option of " + fullName(command) + " (words with a dash come after --)";
     }
     return error.what();
 }

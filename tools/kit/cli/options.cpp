@@ -89,7 +89,7 @@ static std::string countFault(const std::string &value)
     const char *end = value.data() + value.size();
     return std::from_chars(value.data(), end, number) == std::from_chars_result{end, std::errc()}
                ? ""
-               : value + " is no whole number from 0 on that 64 bits hold";
+               : value + " is not a whole number between 0 and 18446744073709551615";
 }
 
 CLI::Option *refuseAllButCounts(CLI::Option *option)

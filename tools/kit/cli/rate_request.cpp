@@ -117,7 +117,7 @@ static std::string takeText(const Member &member, const char *name, bool require
         return required ? std::string("the member ") + name + " is missing" : std::string();
     }
     if (member.kind != Member::Kind::text) {
-        return std::string("the member ") + name + " is no text";
+        return std::string("the member ") + name + " is not text";
     }
     const auto converted = wideFromUtf8(member.content);
     if (!converted || member.content.find('\0') != std::string::npos) {
@@ -141,7 +141,7 @@ RateRequest parseRateRequest(const std::string &line, LineResult result)
     if (result == LineResult::tooLong) {
         request.fault = "the line is longer than 1 MiB";
     } else if (!whole || !reader.isObject) {
-        request.fault = "the line is no JSON object in UTF-8";
+        request.fault = "the line is not a JSON object in UTF-8";
     } else if (reader.id.kind == Member::Kind::structured) {
         request.fault = "the member id is neither text nor number";
     } else {

@@ -41,7 +41,8 @@ static WideText updatePath(const std::string &file)
 static void checkMerge(const std::string &file, const char *table, const std::filesystem::path &target)
 {
     if (Database update(file, DatabaseMode::read); !update.hasTable(table)) {
-        throw Error(Status::badData, file + " holds no " + table + ", so it is no such update file; give another one");
+        throw Error(Status::badData,
+                    file + " holds no " + table + ", so it is not an update of this kind; give another file");
     }
     Database store(target, DatabaseMode::write);
     store.exec("BEGIN IMMEDIATE;");
@@ -74,7 +75,7 @@ static std::string versionFault(const std::string &value)
     std::int32_t version = 0;
     const char *end = value.data() + value.size();
     const bool whole = std::from_chars(value.data(), end, version) == std::from_chars_result{end, std::errc()};
-    return whole && version > 0 ? "" : value + " is no version; versions are whole numbers from 1 to 2147483647";
+    return whole && version > 0 ? "" : value + " is not a version; versions are whole numbers from 1 to 2147483647";
 }
 
 // File and version are given both or neither.

@@ -74,7 +74,7 @@ void checkTokenStore(const fs::path &file)
 {
     Database database(file, DatabaseMode::read);
     if (!database.hasTable("velqTable")) {
-        throw Error(Status::badData, file.string() + " is no token store; give a prob.bin");
+        throw Error(Status::badData, file.string() + " is not a token store; give a prob.bin");
     }
     Query columns(database, "SELECT key, value FROM velqTable LIMIT 1;");
     columns.step();

@@ -47,7 +47,8 @@ static void checkNames(const std::vector<std::string> &names)
 {
     for (const std::string &name : names) {
         if (name.empty() || name == "." || name == ".." || std::filesystem::path(name).filename() != name) {
-            throw Error(Status::badData, "\"" + name + "\" is no file name; the daemon gives names without a folder");
+            throw Error(Status::badData,
+                        "\"" + name + "\" is not a file name; the daemon gives names without a folder");
         }
     }
 }

@@ -251,7 +251,7 @@ StoredValue keyOf(const TextPlace &place, std::string_view text)
     if (text.starts_with('!')) {
         const auto key = typedValue(text.substr(1));
         if (!key) {
-            fail(place, "\"" + oneLine(text) + "\" is no key; expected a storage class, for example !blob:2e52");
+            fail(place, "\"" + oneLine(text) + "\" is not a key; expected a storage class, for example !blob:2e52");
         }
         return *key;
     }
@@ -269,7 +269,7 @@ StoredValue valueOfFields(const TextPlace &place, const std::vector<std::string_
         const auto value = typedValue(fields[1]);
         if (!value) {
             fail(place,
-                 "\"" + oneLine(fields[1]) + "\" is no value; expected counts, or a storage class as in blob:00ff");
+                 "\"" + oneLine(fields[1]) + "\" is not a value; expected counts, or a storage class as in blob:00ff");
         }
         return *value;
     }
@@ -280,7 +280,7 @@ StoredValue valueOfFields(const TextPlace &place, const std::vector<std::string_
     for (std::size_t i = 1; i < fields.size(); ++i) {
         const auto word = numberOf<std::uint32_t>(fields[i]);
         if (!word) {
-            fail(place, "\"" + oneLine(fields[i]) + "\" is no count between 0 and 4294967295");
+            fail(place, "\"" + oneLine(fields[i]) + "\" is not a count between 0 and 4294967295");
         }
         words[i - 1] = *word;
     }

@@ -82,7 +82,7 @@ const StoreRow *findRow(const StoreContents &contents, std::string_view key)
 void requireTokenTable(Database &file)
 {
     if (!file.hasTable("velqTable")) {
-        throw Error(Status::badData, file.file().string() + " is no token store; give a prob.bin");
+        throw Error(Status::badData, file.file().string() + " is not a token store; give a prob.bin");
     }
 }
 

@@ -124,7 +124,7 @@ UpdateReport inspectUpdate(const std::filesystem::path &path, const std::filesys
     report.hasNumbers = file.hasTable("diffWnTable");
     if (!report.hasTokens && !report.hasNumbers) {
         throw Error(Status::badData,
-                    path.string() + " is no update file: it has neither the table diffProbTable nor diffWnTable");
+                    path.string() + " is not an update file: it has neither the table diffProbTable nor diffWnTable");
     }
     if (report.hasTokens) {
         inspectTokens(report, file, store);

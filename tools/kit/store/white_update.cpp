@@ -101,7 +101,7 @@ std::set<std::string> deliveredNumbers(const std::filesystem::path &whiteList)
 {
     Database file(whiteList, DatabaseMode::read);
     if (!file.hasTable("whiteList")) {
-        throw Error(Status::badData, whiteList.string() + " is no white list; give a wn.bin");
+        throw Error(Status::badData, whiteList.string() + " is not a white list; give a wn.bin");
     }
     std::set<std::string> numbers;
     for (const StoredRow &row : readRows(file, "SELECT number FROM whiteList WHERE typeof(number) = 'blob';")) {
