@@ -59,7 +59,7 @@ TEST_F(update_file_commands, refuse_what_is_wrong)
     expectFailure(velq({"update", "inspect", path("missing.db")}), noInput, "missing.db");
     expectFailure(velq({"update", "inspect", file("text.db", "a text that is no database, long enough")}), badData,
                   "text.db");
-    expectFailure(velq({"update", "inspect", store("s.bin", "tokens\n")}), badData, "no update file");
+    expectFailure(velq({"update", "inspect", store("s.bin", "tokens\n")}), badData, "not an update file");
     EXPECT_FALSE(fs::exists(path("x")));
 }
 

@@ -106,7 +106,7 @@ TEST(GammuHook, malformed_variables_are_refused)
     });
     expectError(Status::badData, "not UTF-8", [] { readVariables({{"SMS_MESSAGES", "1"}, {"SMS_1_NUMBER", "\xFF"}}); });
     for (const char *name : {"", ".", "..", "../other", "/etc/passwd", "a/b"}) {
-        expectError(Status::badData, "no file name", [name] {
+        expectError(Status::badData, "not a file name", [name] {
             readVariables({{"SMS_MESSAGES", "1"}}, "inbox", {name});
         });
     }
