@@ -86,13 +86,15 @@ TEST(figures, mean_and_deviation_are_taken_over_the_folds)
     EXPECT_NEAR(deviationOf(folds).hamBlocked.value(), 0.1, 1e-12);
 }
 
-TEST(figures, folds_without_a_value_count_as_zero)
+TEST(figures, folds_without_a_value_do_not_count_as_zero)
 {
     const ConfusionCounts hamAlone{{}, {0, 10, 0}};
     const ConfusionCounts both{{8, 2, 0}, {1, 9, 0}};
-    EXPECT_DOUBLE_EQ(meanOf({hamAlone, both}).spamCaught.value(), 0.4);
-    EXPECT_DOUBLE_EQ(deviationOf({hamAlone, both}).spamCaught.value(), 0.4);
+    EXPECT_DOUBLE_EQ(meanOf({hamAlone, both}).spamCaught.value(), 0.8);
+    EXPECT_DOUBLE_EQ(deviationOf({hamAlone, both}).spamCaught.value(), 0);
     EXPECT_DOUBLE_EQ(meanOf({hamAlone, both}).hamBlocked.value(), 0.05);
+    EXPECT_FALSE(meanOf({hamAlone, hamAlone}).spamCaught.has_value());
+    EXPECT_FALSE(deviationOf({hamAlone, hamAlone}).spamCaught.has_value());
     EXPECT_FALSE(meanOf({}).accuracy.has_value());
     EXPECT_FALSE(deviationOf({}).accuracy.has_value());
 }

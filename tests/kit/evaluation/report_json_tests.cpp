@@ -29,15 +29,15 @@ TEST(report_json, holds_counts_and_figures)
     EXPECT_TRUE(json["textsSeenInTraining"].is_null());
 }
 
-TEST(report_json, figure_without_a_denominator_is_null)
+TEST(report_json, figure_without_a_denominator_is_null_everywhere)
 {
     Measured measured = measuredOf({hamAlone, hamAlone});
     measured.curve = {{10, 4, 9, hamAlone}, {10, 10, 20, {}}};
     const Json json = reportJson(planOf("en.tsv"), measured);
     const Json &off = json["trainingOff"];
     const Json &curve = json["corrections"];
-    for (const Json &figures :
-         {off["metrics"], off["parts"][0]["metrics"], off["corpora"][0]["metrics"], curve[0]["metrics"]}) {
+    for (const Json &figures : {off["metrics"], off["mean"], off["deviation"], off["parts"][0]["metrics"],
+                                off["corpora"][0]["metrics"], curve[0]["metrics"]}) {
         for (const char *name : {"SC", "precision", "recall", "F1", "MCC", "unsureSpam"}) {
             EXPECT_TRUE(figures[name].is_null()) << name;
         }
@@ -56,6 +56,13 @@ TEST(report_json, folds_have_mean_and_deviation)
     const Json json = reportJson(planOf("en.tsv"), measuredOf({{{5, 5, 0}, {0, 9, 1}}, {{10, 0, 0}, {0, 10, 0}}}));
     EXPECT_DOUBLE_EQ(json["trainingOff"]["mean"]["SC"].get<double>(), 0.75);
     EXPECT_DOUBLE_EQ(json["trainingOff"]["deviation"]["SC"].get<double>(), 0.25);
+}
+
+TEST(report_json, fold_without_a_figure_does_not_count_as_zero)
+{
+    const Json json = reportJson(planOf("en.tsv"), measuredOf({hamAlone, bothClasses}));
+    EXPECT_DOUBLE_EQ(json["trainingOff"]["mean"]["SC"].get<double>(), 0.8);
+    EXPECT_DOUBLE_EQ(json["trainingOff"]["deviation"]["SC"].get<double>(), 0);
 }
 
 } // namespace

@@ -66,14 +66,18 @@ TEST(report_text, known_training_adds_the_new_texts)
     EXPECT_NE(text.find("new texts: without 3 whose text"), std::string::npos);
 }
 
-TEST(report_text, figure_without_a_denominator_is_a_dash)
+TEST(report_text, figure_without_a_denominator_is_a_dash_everywhere)
 {
     Measured measured = measuredOf({hamAlone, hamAlone});
     measured.curve = {{0, 0, 0, hamAlone}, {10, 4, 9, bothClasses}};
     const std::string text = textOf(measured);
+    const std::size_t folds = text.find("over the folds");
+    ASSERT_NE(folds, std::string::npos);
     for (const char *title : {"SC (recall)", "precision", "F1", "MCC", "unsure, of spam"}) {
         EXPECT_EQ(cellsOf(text, title), (Cells{"-", "-"})) << title;
+        EXPECT_EQ(cellsOf(text, title, folds), (Cells{"-", "-", "-", "-"})) << title;
     }
+    EXPECT_EQ(cellsOf(text, "BH", folds), (Cells{"0.00 %", "0.00 %", "0.00 %", "0.00 %"}));
     EXPECT_EQ(cellsOf(text, "area under ROC"), Cells{"-"});
     EXPECT_EQ(cellsOf(text, "corrections"), (Cells{"error", "SC", "BH", "MCC", "unsure"}));
     EXPECT_EQ(cellsOf(text, "0"), (Cells{"0.00 %", "-", "0.00 %", "-", "25.00 %"}));

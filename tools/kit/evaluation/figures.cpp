@@ -73,7 +73,9 @@ Metrics overFolds(const std::vector<ConfusionCounts> &folds,
     for (const Figure &figure : figures) {
         std::vector<double> values;
         for (const ConfusionCounts &fold : folds) {
-            values.push_back((metricsOf(fold).*figure.value).value_or(0));
+            if (const std::optional<double> value = metricsOf(fold).*figure.value) {
+                values.push_back(*value);
+            }
         }
         combined.*figure.value = combine(values);
     }

@@ -53,8 +53,9 @@ std::string figureText(const Figure &figure, const Metrics &metrics, int digits)
 std::string percentText(std::optional<double> share);
 std::string decimalText(std::optional<double> value, int digits);
 
-// The mean of each figure, and how far the figures of single folds lie from it (standard deviation over the given
-// folds, not an estimate beyond them). A fold without the figure counts as 0. No folds have no mean.
+// The mean of each figure over the folds in which it has a value, and how far the values of these folds lie from it
+// (standard deviation over the given folds, not an estimate beyond them). A figure without a value in any fold has
+// none.
 Metrics meanOf(const std::vector<ConfusionCounts> &folds);
 Metrics deviationOf(const std::vector<ConfusionCounts> &folds);
 
