@@ -138,7 +138,7 @@ void writeRoc(std::ostream &out, const std::vector<RocPoint> &curve, const Metri
     }
     out << "\"/>\n";
     if (metrics.hamBlocked && metrics.spamCaught) {
-        out << "<circle class=\"point\" r=\"5\" cx=\"" << decimalText(x(*metrics.hamBlocked), 1) << "\" cy=\""
+        out << R"(<circle class="point" r="5" cx=")" << decimalText(x(*metrics.hamBlocked), 1) << "\" cy=\""
             << decimalText(y(*metrics.spamCaught), 1) << "\"/>\n";
     }
     out << "</g>\n";

@@ -37,6 +37,7 @@ constexpr int tableDigits = 4; // in the full table
 std::vector<std::string> namesOf(const std::vector<std::string> &files)
 {
     std::vector<std::string> names;
+    names.reserve(files.size());
     for (const std::string &file : files) {
         names.push_back(file == "-" ? "standard input" : std::filesystem::path(file).filename().string());
     }

@@ -43,6 +43,7 @@ struct Column {
 void printMetrics(std::ostream &out, const std::vector<Column> &columns)
 {
     std::vector<std::string> cells;
+    cells.reserve(columns.size());
     for (const Column &column : columns) {
         cells.emplace_back(column.name);
     }
@@ -91,6 +92,7 @@ void printCurve(std::ostream &out, const std::vector<CurvePoint> &curve)
     }
     const std::vector<Figure> shown = figuresShown(&Shown::inCurve);
     std::vector<std::string> cells;
+    cells.reserve(shown.size());
     for (const Figure &figure : shown) {
         cells.emplace_back(figure.name);
     }
