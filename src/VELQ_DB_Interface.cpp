@@ -68,7 +68,7 @@ int convertNumberRecord(NumberEntry *entry, const NumberRecord *record) noexcept
 
 static constexpr StoreOperation searchNumberList({
     .kind = StoreKind::read,
-    .like = db_NumberLike,
+    .like = SqlFunction(db_NumberLike),
     .open = {errorLine("%s:%d\tError:  Can not open db\n"),
              errorLine("%s:%d\t**********Error: db_SearchNumberList()!********\n")},
     .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
@@ -198,7 +198,7 @@ int db_AddNumberRecord(const VELQ_WideChar *name, char *number, std::int32_t hid
 // Runs no rollback: closing the connection abandons the transaction.
 static constexpr StoreOperation deleteNumberRecord({
     .kind = StoreKind::write,
-    .like = db_NumberLike,
+    .like = SqlFunction(db_NumberLike),
     .open = {errorLine("%s:%d\tError: VELQ_DSH_Open\n"),
              errorLine("%s:%d\t**********Error:Leave db_DeleteNumberRecord()!********\n")},
     .busyHandler = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),

@@ -25,7 +25,7 @@ enum class StoreKind : std::uint8_t {
 // of a function with null is no constant expression.
 struct SqlFunction {
     constexpr SqlFunction() = default;
-    constexpr SqlFunction(VELQ_DSH_Function given) noexcept : isSet(true), function(given) {}
+    constexpr explicit SqlFunction(VELQ_DSH_Function given) noexcept : isSet(true), function(given) {}
 
     bool isSet = false;
     VELQ_DSH_Function function = nullptr;

@@ -297,7 +297,7 @@ constexpr StoreTexts writeTexts{.kind = StoreKind::write,
 
 consteval StoreTexts withLike(StoreTexts texts)
 {
-    texts.like = db_NumberLike;
+    texts.like = SqlFunction(db_NumberLike);
     texts.registerLike = someTexts;
     return texts;
 }
