@@ -78,12 +78,36 @@ bool nextMergeRow(MergeSession &merge) noexcept
 
 bool prepareMergeStatement(MergeSession &merge, MergeStatement &statement) noexcept
 {
+    statement.bound = VELQ_DSH_OK;
     return prepareOn(merge.target, merge, statement);
+}
+
+static void noteBinding(MergeStatement &statement, int code) noexcept
+{
+    if (statement.bound == VELQ_DSH_OK) {
+        statement.bound = code;
+    }
+}
+
+void bindMergeBlob(MergeStatement &statement, int index, const void *bytes, int count) noexcept
+{
+    noteBinding(statement, VELQ_DSH_mapBlob(statement.prepared, index, bytes, count, nullptr));
+}
+
+void bindMergeInt(MergeStatement &statement, int index, int value) noexcept
+{
+    noteBinding(statement, VELQ_DSH_mapInt(statement.prepared, index, value));
+}
+
+// Steps a statement that has all its values.
+static int stepBound(const MergeStatement &statement) noexcept
+{
+    return statement.bound == VELQ_DSH_OK ? VELQ_DSH_doNext(statement.prepared) : statement.bound;
 }
 
 bool stepMergeLookup(MergeSession &merge) noexcept
 {
-    merge.code = VELQ_DSH_doNext(merge.lookup.prepared);
+    merge.code = stepBound(merge.lookup);
     if (merge.code == VELQ_DSH_ROW) {
         return true;
     }
@@ -97,7 +121,7 @@ bool stepMergeLookup(MergeSession &merge) noexcept
 
 void runMergeStatement(MergeSession &merge, MergeStatement &statement) noexcept
 {
-    merge.code = VELQ_DSH_doNext(statement.prepared);
+    merge.code = stepBound(statement);
     VELQ_DSH_Reset(statement.prepared);
     if (merge.code != VELQ_DSH_DONE) {
         logText(statement.texts->step, merge.code);

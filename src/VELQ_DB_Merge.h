@@ -65,6 +65,7 @@ struct MergeOperation {
 struct MergeStatement {
     const MergeStatementTexts *texts;
     VELQ_DSH_Statement *prepared;
+    int bound; // the result of binding its values: the first failure's code, or 0
 };
 
 struct MergeSession {
@@ -88,6 +89,10 @@ MergeSession openMerge(const MergeOperation &operation, const char *targetPath, 
 bool nextMergeRow(MergeSession &merge) noexcept;
 // Makes a statement of the target ready for binding; false when it cannot be prepared, which fails the merge.
 bool prepareMergeStatement(MergeSession &merge, MergeStatement &statement) noexcept;
+// Binds one value. A statement with a value that could not be bound fails in its place when it is stepped. Bound memory
+// outlives the step.
+void bindMergeBlob(MergeStatement &statement, int index, const void *bytes, int count) noexcept;
+void bindMergeInt(MergeStatement &statement, int index, int value) noexcept;
 // Steps the lookup. True with the merge's code at row or done, false when it has failed. On a row, the caller reads the
 // columns and resets the statement.
 bool stepMergeLookup(MergeSession &merge) noexcept;

@@ -81,24 +81,35 @@ void prepareStatement(StoreSession &session, const char *sql) noexcept
     }
 }
 
+// Takes the result of binding a value. A value that is not bound fails the step that would run without it.
+static void bindOrFail(StoreSession &session, int code) noexcept
+{
+    session.code = code;
+    if (code != VELQ_DSH_OK) {
+        failSession(session, &StoreTexts::step);
+    }
+}
+
 void bindInt(StoreSession &session, int index, int value) noexcept
 {
     if (!hasFailed(session)) {
-        VELQ_DSH_mapInt(session.statement, index, value);
+        bindOrFail(session, VELQ_DSH_mapInt(session.statement, index, value));
     }
 }
 
 void bindText(StoreSession &session, int index, const char *text) noexcept
 {
     if (!hasFailed(session)) {
-        VELQ_DSH_mapText(session.statement, index, text, static_cast<int>(std::strlen(text)) + 1, nullptr);
+        const int count = static_cast<int>(std::strlen(text)) + 1;
+        bindOrFail(session, VELQ_DSH_mapText(session.statement, index, text, count, nullptr));
     }
 }
 
 void bindBlob(StoreSession &session, int index, const void *bytes, std::size_t count) noexcept
 {
     if (!hasFailed(session)) {
-        VELQ_DSH_mapBlob(session.statement, index, bytes, static_cast<int>(count), nullptr);
+        const int length = static_cast<int>(count);
+        bindOrFail(session, VELQ_DSH_mapBlob(session.statement, index, bytes, length, nullptr));
     }
 }
 

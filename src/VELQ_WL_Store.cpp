@@ -69,9 +69,9 @@ static bool readToken(MergeSession &merge, DeliveredToken *token) noexcept
     return true;
 }
 
-static void bindKey(const MergeStatement &statement, int index, const DeliveredToken &token) noexcept
+static void bindKey(MergeStatement &statement, int index, const DeliveredToken &token) noexcept
 {
-    VELQ_DSH_mapBlob(statement.prepared, index, token.key, static_cast<int>(keyBytes(token)), nullptr);
+    bindMergeBlob(statement, index, token.key, static_cast<int>(keyBytes(token)));
 }
 
 // Whether the store has the token is told by the merge's result code: row or done. False when the merge has failed.
@@ -102,7 +102,7 @@ static void insertToken(MergeSession &merge, const DeliveredToken &token) noexce
     unsigned char bytes[tokenValueBytes];
     encodeTokenValue(bytes, token.value);
     bindKey(merge.insert, 1, token);
-    VELQ_DSH_mapBlob(merge.insert.prepared, 2, bytes, tokenValueBytes, nullptr);
+    bindMergeBlob(merge.insert, 2, bytes, tokenValueBytes);
     runMergeStatement(merge, merge.insert);
 }
 
@@ -117,7 +117,7 @@ static void addToStored(MergeSession &merge, const DeliveredToken &token, token_
     stored.ham += token.value.ham;
     unsigned char bytes[tokenValueBytes];
     encodeTokenValue(bytes, stored);
-    VELQ_DSH_mapBlob(merge.update.prepared, 1, bytes, tokenValueBytes, nullptr);
+    bindMergeBlob(merge.update, 1, bytes, tokenValueBytes);
     bindKey(merge.update, 2, token);
     runMergeStatement(merge, merge.update);
 }

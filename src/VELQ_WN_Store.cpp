@@ -58,9 +58,9 @@ static bool readText(MergeSession &merge, int column, DeliveredText *text) noexc
     return true;
 }
 
-static void bindStored(const MergeStatement &statement, int index, const DeliveredText &text) noexcept
+static void bindStored(MergeStatement &statement, int index, const DeliveredText &text) noexcept
 {
-    VELQ_DSH_mapBlob(statement.prepared, index, text.units, storedBytes(text), nullptr);
+    bindMergeBlob(statement, index, text.units, storedBytes(text));
 }
 
 // Whether the list has the number is told by the merge's result code: row or done. False when the merge has failed.
@@ -86,7 +86,7 @@ static void insertNumber(MergeSession &merge, const DeliveredText &number, const
     if (!prepareMergeStatement(merge, merge.insert)) {
         return;
     }
-    VELQ_DSH_mapInt(merge.insert.prepared, 1, hidden);
+    bindMergeInt(merge.insert, 1, hidden);
     bindStored(merge.insert, 2, number);
     bindStored(merge.insert, 3, name);
     runMergeStatement(merge, merge.insert);

@@ -55,21 +55,30 @@ static key_blob keyOf(const word *key) noexcept
     return {key->text, key->length * static_cast<std::uint32_t>(sizeof(VELQ_WideChar))};
 }
 
-int ds_read(dsh *store, const word *key, token_value *value) noexcept
+static int readValue(dsh *store, const word *key, token_value *value) noexcept
 {
     *value = {};
     unsigned char bytes[tokenValueBytes]{};
     value_buffer buffer{bytes, tokenValueBytes};
     const key_blob blob = keyOf(key);
     const int code = db_get_dbvalue(store->handle, &blob, &buffer);
-    if (code == DS_ABORT_RETRY) {
+    switch (code) {
+    case 0:
+        *value = decodeTokenValue(bytes, buffer.length);
+        return dsFound;
+    case dbValueNotFound: // also told when there is no statement to look with
+        return store->handle->select != nullptr ? dsNotFound : dsUnreadable;
+    case DS_ABORT_RETRY:
         return DS_ABORT_RETRY;
+    default:
+        return dsUnreadable;
     }
-    if (code != 0) {
-        return dsNotFound;
-    }
-    *value = decodeTokenValue(bytes, buffer.length);
-    return dsFound;
+}
+
+int ds_read(dsh *store, const word *key, token_value *value) noexcept
+{
+    const int code = readValue(store, key, value);
+    return code == dsUnreadable ? dsNotFound : code;
 }
 
 using StoreValue = int (*)(dbh *handle, const key_blob *key, const key_blob *value) noexcept;
@@ -111,6 +120,11 @@ int ds_txn_commit(dsh *store) noexcept
 int ds_get_msgcounts(dsh *store, token_value *counts) noexcept
 {
     return ds_read(store, &engineState.messageCountKey, counts);
+}
+
+int ds_get_msgcounts_to_change(dsh *store, token_value *counts) noexcept
+{
+    return readValue(store, &engineState.messageCountKey, counts);
 }
 
 int ds_set_msgcounts(dsh *store, const token_value *counts) noexcept

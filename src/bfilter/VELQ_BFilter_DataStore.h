@@ -25,6 +25,7 @@ struct dsh {
 
 inline constexpr int dsFound = 0;
 inline constexpr int dsNotFound = 1;
+inline constexpr int dsUnreadable = 2; // ds_get_msgcounts_to_change only
 
 dsh *ds_open(const word *ignored, const wordlist_settings *settings, int mode) noexcept;
 void ds_close(dsh *store) noexcept;
@@ -39,6 +40,9 @@ int ds_txn_abort(dsh *store) noexcept;
 int ds_txn_commit(dsh *store) noexcept;
 // The two message counts, under the engine's message-count key.
 int ds_get_msgcounts(dsh *store, token_value *counts) noexcept;
+// The same for counts that are going to be replaced: a record that could not be read, and so may well be there, is told
+// from one that is not there.
+int ds_get_msgcounts_to_change(dsh *store, token_value *counts) noexcept;
 int ds_set_msgcounts(dsh *store, const token_value *counts) noexcept;
 
 // A word made of a narrow string's bytes and its terminator, two bytes to a unit, as one block; null when memory is

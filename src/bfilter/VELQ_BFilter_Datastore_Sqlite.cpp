@@ -5,6 +5,7 @@
 #include "VELQ_Util.h"
 
 #include <cstring>
+#include <initializer_list>
 
 transaction_table transactionTable;
 
@@ -85,6 +86,12 @@ static void copyValue(VELQ_DSH_Statement *statement, value_buffer *value) noexce
     }
 }
 
+static void logExecutionFailure(dbh *handle, const char *function, int code) noexcept
+{
+    logDebug("%s:%d\t%s: error executing statement on %s: %s (%d)\n", VELQ_HERE, function, handle->path,
+             VELQ_DSH_Error(handle->connection), code);
+}
+
 int db_run_statement(dbh *handle, const char *function, VELQ_DSH_Statement *statement, value_buffer *value,
                      int notFound) noexcept
 {
@@ -106,17 +113,26 @@ int db_run_statement(dbh *handle, const char *function, VELQ_DSH_Statement *stat
             db_exec_sql(handle->connection, "ROLLBACK;");
             return DS_ABORT_RETRY;
         default:
-            logDebug("%s:%d\t%s: error executing statement on %s: %s (%d)\n", VELQ_HERE, function, handle->path,
-                     VELQ_DSH_Error(handle->connection), code);
+            logExecutionFailure(handle, function, code);
             VELQ_DSH_Reset(statement);
             return code;
         }
     }
 }
 
-static void bindBytes(VELQ_DSH_Statement *statement, int index, const key_blob *blob) noexcept
+// Binds the blobs from parameter 1 on. A value that cannot be bound is logged and counts as an execution that failed.
+static int bindBlobs(dbh *handle, const char *function, VELQ_DSH_Statement *statement,
+                     std::initializer_list<const key_blob *> blobs) noexcept
 {
-    VELQ_DSH_mapBlob(statement, index, blob->bytes, static_cast<int>(blob->length), nullptr);
+    int index = 0;
+    for (const key_blob *blob : blobs) {
+        const int code = VELQ_DSH_mapBlob(statement, ++index, blob->bytes, static_cast<int>(blob->length), nullptr);
+        if (code != VELQ_DSH_OK) {
+            logExecutionFailure(handle, function, code);
+            return code;
+        }
+    }
+    return VELQ_DSH_OK;
 }
 
 // Prepares a cached statement on first use; an empty slot stays for the next call to try again.
@@ -134,9 +150,9 @@ int db_set_dbvalue(dbh *handle, const key_blob *key, const key_blob *value) noex
         logError("%s:%d\t\n Error: dbh->insert is NULL", VELQ_HERE);
         return dsPrepareFailed;
     }
-    bindBytes(handle->insert, 1, key);
-    bindBytes(handle->insert, 2, value);
-    return db_run_statement(handle, "db_set_dbvalue", handle->insert, nullptr, 0);
+    constexpr char function[] = "db_set_dbvalue";
+    const int code = bindBlobs(handle, function, handle->insert, {key, value});
+    return code == VELQ_DSH_OK ? db_run_statement(handle, function, handle->insert, nullptr, 0) : code;
 }
 
 int db_update_dbvalue(dbh *handle, const key_blob *key, const key_blob *value) noexcept
@@ -145,9 +161,9 @@ int db_update_dbvalue(dbh *handle, const key_blob *key, const key_blob *value) n
         logError("%s:%d\t\n Error: dbh->update is NULL", VELQ_HERE);
         return dsPrepareFailed;
     }
-    bindBytes(handle->update, 1, value);
-    bindBytes(handle->update, 2, key);
-    return db_run_statement(handle, "db_update_dbvalue", handle->update, nullptr, 0);
+    constexpr char function[] = "db_update_dbvalue";
+    const int code = bindBlobs(handle, function, handle->update, {value, key});
+    return code == VELQ_DSH_OK ? db_run_statement(handle, function, handle->update, nullptr, 0) : code;
 }
 
 int db_get_dbvalue(dbh *handle, const key_blob *key, value_buffer *value) noexcept
@@ -156,8 +172,9 @@ int db_get_dbvalue(dbh *handle, const key_blob *key, value_buffer *value) noexce
         logError("%s:%d\t\n Error: dbh->select is NULL", VELQ_HERE);
         return dsPrepareFailed;
     }
-    bindBytes(handle->select, 1, key);
-    return db_run_statement(handle, "db_get_dbvalue", handle->select, value, dbValueNotFound);
+    constexpr char function[] = "db_get_dbvalue";
+    const int code = bindBlobs(handle, function, handle->select, {key});
+    return code == VELQ_DSH_OK ? db_run_statement(handle, function, handle->select, value, dbValueNotFound) : code;
 }
 
 int db_txn_begin(dbh *handle) noexcept
@@ -177,7 +194,8 @@ int db_txn_commit(dbh *handle) noexcept
         // A connection of the handle's own abandons the transaction when it is closed; the kept-open one would hold it,
         // and the write lock with it, into the next operation.
         if (executeSql(handle->connection, "ROLLBACK;") == VELQ_DSH_NOMEM) {
-            engineState.tokenStoreConn = nullptr; // not kept any longer: db_close closes it, which takes no memory
+            logError("%s:%d\tError: no memory to roll back, the token store is not kept open any longer\n", VELQ_HERE);
+            engineState.tokenStoreConn = nullptr; // db_close closes it, which takes no memory
         }
     }
     return code;

@@ -55,11 +55,8 @@ int register_words(std::uint32_t operation, std::uint32_t amount) noexcept
         }
     }
     token_value counts{};
-    const int code = ds_get_msgcounts(word_list->store, &counts);
-    // A failed read looks like a missing record. Counts that were there when this transaction opened the word list are
-    // not replaced by zero.
-    const bool isUnreadable = code == dsNotFound && (word_list->spamMessages != 0 || word_list->hamMessages != 0);
-    if (code == DS_ABORT_RETRY || isUnreadable) {
+    const int code = ds_get_msgcounts_to_change(word_list->store, &counts);
+    if (code != dsFound && code != dsNotFound) { // counts that are there are not replaced by a count from zero
         return VELQ_ERR_FAILED;
     }
     moveMessageCount(isSpamSide(operation) ? counts.spam : counts.ham, operation, amount);

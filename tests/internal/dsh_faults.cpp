@@ -235,14 +235,16 @@ int VELQ_DSH_mapBlob(VELQ_DSH_Statement *statement, int index, const void *bytes
 {
     static const auto real = libraryFunction<decltype(&VELQ_DSH_mapBlob)>("VELQ_DSH_mapBlob");
     record("mapBlob " + std::to_string(index) + " " + std::to_string(count) + " bytes");
-    return real(statement, index, bytes, count, destructor);
+    const Verdict verdict = verdictOn(DshCall::bind);
+    return finish(verdict, verdict.isForwarded ? real(statement, index, bytes, count, destructor) : 0);
 }
 
 int VELQ_DSH_mapInt(VELQ_DSH_Statement *statement, int index, int value) noexcept
 {
     static const auto real = libraryFunction<decltype(&VELQ_DSH_mapInt)>("VELQ_DSH_mapInt");
     record("mapInt " + std::to_string(index) + " " + std::to_string(value));
-    return real(statement, index, value);
+    const Verdict verdict = verdictOn(DshCall::bind);
+    return finish(verdict, verdict.isForwarded ? real(statement, index, value) : 0);
 }
 
 int VELQ_DSH_mapText(VELQ_DSH_Statement *statement, int index, const char *text, int count,
@@ -250,7 +252,8 @@ int VELQ_DSH_mapText(VELQ_DSH_Statement *statement, int index, const char *text,
 {
     static const auto real = libraryFunction<decltype(&VELQ_DSH_mapText)>("VELQ_DSH_mapText");
     record("mapText " + std::to_string(index) + " " + std::to_string(count) + " bytes");
-    return real(statement, index, text, count, destructor);
+    const Verdict verdict = verdictOn(DshCall::bind);
+    return finish(verdict, verdict.isForwarded ? real(statement, index, text, count, destructor) : 0);
 }
 
 int VELQ_DSH_busyHandler(VELQ_DSH_Connection *connection, VELQ_DSH_BusyHandler handler, void *argument) noexcept

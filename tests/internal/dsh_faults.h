@@ -11,7 +11,7 @@
 
 namespace velq::test {
 
-enum class DshCall : std::uint8_t { open, busyHandler, makeUserHand, exec, prepare, step, reset };
+enum class DshCall : std::uint8_t { open, busyHandler, makeUserHand, exec, prepare, bind, step, reset };
 
 // Result codes for faults that the engine gives no meaning of its own.
 inline constexpr int dshInputOutputError = 10;

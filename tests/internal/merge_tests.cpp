@@ -183,6 +183,24 @@ TEST_P(ProbabilityMerge, result_of_the_commit_is_not_looked_at)
     EXPECT_EQ(engine.newLines(), expectedLog({probEnter, probFound, probNotFound, probDone}, GetParam()));
 }
 
+TEST_P(ProbabilityMerge, value_that_can_not_be_bound_rolls_back)
+{
+    const Texts before = contents();
+    int failures = 0;
+    for (bool happened = true; happened;) {
+        const DshWatch watch({.call = DshCall::bind, .code = VELQ_DSH_NOMEM, .nth = failures + 1});
+        const int result = merge();
+        happened = watch.faultHappened();
+        EXPECT_EQ(result, happened ? VELQ_ERR_FAILED : 0) << failures;
+        EXPECT_TRUE(watch.everythingReleased()) << failures;
+        if (happened) {
+            ++failures;
+            EXPECT_EQ(contents(), before) << failures;
+        }
+    }
+    EXPECT_GE(failures, 6);
+}
+
 TEST_P(ProbabilityMerge, key_without_memory_rolls_back)
 {
     const Texts before = contents();
@@ -370,6 +388,24 @@ TEST_P(WhiteNumberMerge, result_of_the_commit_is_not_looked_at)
     EXPECT_TRUE(watch.faultHappened());
     EXPECT_TRUE(watch.everythingReleased());
     EXPECT_EQ(engine.newLines().size(), GetParam() == Trace::on ? 11U : 0U);
+}
+
+TEST_P(WhiteNumberMerge, value_that_can_not_be_bound_rolls_back)
+{
+    const Texts before = contents();
+    int failures = 0;
+    for (bool happened = true; happened;) {
+        const DshWatch watch({.call = DshCall::bind, .code = VELQ_DSH_NOMEM, .nth = failures + 1});
+        const int result = merge();
+        happened = watch.faultHappened();
+        EXPECT_EQ(result, happened ? VELQ_ERR_FAILED : 0) << failures;
+        EXPECT_TRUE(watch.everythingReleased()) << failures;
+        if (happened) {
+            ++failures;
+            EXPECT_EQ(contents(), before) << failures;
+        }
+    }
+    EXPECT_GE(failures, 6);
 }
 
 TEST_P(WhiteNumberMerge, opens_nothing_without_memory)

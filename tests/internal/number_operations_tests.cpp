@@ -979,6 +979,32 @@ TEST(number_operations, every_failing_allocation_of_a_write_fails_it_cleanly)
     }
 }
 
+TEST(number_operations, every_value_that_can_not_be_bound_fails_the_operation_cleanly)
+{
+    for (const MemoryCase &given :
+         {MemoryCase{"search", search, -2}, MemoryCase{"add", add, -2}, MemoryCase{"remove", removeByNumber, -2},
+          MemoryCase{"remove by uid", removeByUid, -2}, MemoryCase{"remove by extend id", removeByExtendId, -2},
+          MemoryCase{"batch", addBatch, -8}, MemoryCase{"read one", readOne, -2}}) {
+        SCOPED_TRACE(given.name);
+        RunningEngine engine(Trace::off);
+        fillLists(engine.installation);
+        const std::vector<std::string> before = allStores(engine.installation);
+        int failures = 0;
+        for (bool happened = true; happened;) {
+            const DshWatch watch({.call = DshCall::bind, .code = VELQ_DSH_NOMEM, .nth = failures + 1});
+            const int result = given.operation(NUMBER_LIST_WHITE);
+            happened = watch.faultHappened();
+            EXPECT_EQ(result, happened ? given.result : 0) << failures;
+            EXPECT_TRUE(watch.everythingReleased()) << failures;
+            if (happened) {
+                ++failures;
+                EXPECT_EQ(allStores(engine.installation), before) << failures;
+            }
+        }
+        EXPECT_GE(failures, 1);
+    }
+}
+
 TEST(number_operations, memory_running_out_shortens_a_list)
 {
     RunningEngine engine(Trace::off);

@@ -250,8 +250,8 @@ TEST_P(RatingFaults, any_failed_access_call_leaves_nothing_open)
 {
     engine.installation.addTokens({{wide("mum"), {0, 1, 0}}, {wide("home"), {0, 2, 0}}, {wide("soon"), {0, 1, 0}}});
     int faults = 0;
-    for (const DshCall call :
-         {DshCall::open, DshCall::busyHandler, DshCall::makeUserHand, DshCall::exec, DshCall::prepare, DshCall::step}) {
+    for (const DshCall call : {DshCall::open, DshCall::busyHandler, DshCall::makeUserHand, DshCall::exec,
+                               DshCall::prepare, DshCall::bind, DshCall::step}) {
         for (const int code : std::initializer_list<int>{VELQ_DSH_BUSY, dshInputOutputError}) {
             bool happened = true;
             for (int nth = 1; happened; ++nth) {

@@ -9,6 +9,7 @@
 #include "internal/front_fixture.h"
 #include "support/wide.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <initializer_list>
 #include <string>
@@ -340,6 +341,55 @@ TEST_P(Training, message_counts_that_become_unreadable_are_not_replaced)
     EXPECT_TRUE(watch.everythingReleased());
 }
 
+TEST_P(Training, message_counts_that_no_read_reaches_are_not_replaced)
+{
+    fill();
+    const DshWatch watch(
+        {.call = DshCall::prepare, .sql = "SELECT value FROM velqTable WHERE key=? LIMIT 1;", .isLasting = true});
+    EXPECT_EQ(bfilter_register(REGISTER_SPAM, 1), VELQ_ERR_FAILED);
+    EXPECT_TRUE(watch.faultHappened());
+    EXPECT_EQ(engine.newLines().back(), closed);
+    EXPECT_EQ(token("ab"), (TokenCounts{2, 2, 3}));
+    EXPECT_EQ(engine.installation.messageCounts(), (TokenCounts{5, 6, 7}));
+}
+
+TEST_P(Training, message_counts_that_no_read_reaches_are_not_replaced_outside_a_transaction)
+{
+    engine.installation.setMessageCounts(5, 6, 7);
+    segment("nothing");
+    Database store = engine.installation.open("prob.bin");
+    store.exec("ALTER TABLE velqTable RENAME COLUMN value TO other;"); // can be inserted into and not be read
+    const Texts before = store.dump();
+    const DshWatch watch({.call = DshCall::exec, .sql = "BEGIN TRANSACTION;"});
+    EXPECT_EQ(bfilter_register(REGISTER_SPAM, 1), VELQ_ERR_FAILED);
+    EXPECT_TRUE(watch.faultHappened());
+    EXPECT_EQ(store.dump(), before);
+}
+
+TEST_P(Training, value_that_can_not_be_bound_fails_like_its_execution)
+{
+    fill();
+    const struct {
+        int nth;
+        const char *function;
+        TokenCounts token;
+    } cases[] = {{2, "db_update_dbvalue", {1, 2, 3}}, // the first is the opening's read, which may fail
+                 {3, "db_update_dbvalue", {1, 2, 3}},
+                 {8, "db_get_dbvalue", {2, 2, 3}},
+                 {9, "db_set_dbvalue", {2, 2, 3}},
+                 {10, "db_set_dbvalue", {2, 2, 3}}};
+    for (const auto &one : cases) {
+        engine.installation.addToken(wide("ab"), 1, 2, 3);
+        engine.newLines();
+        const DshWatch watch({.call = DshCall::bind, .nth = one.nth});
+        EXPECT_EQ(bfilter_register(REGISTER_SPAM, 1), VELQ_ERR_FAILED) << one.nth;
+        EXPECT_EQ(engine.newLines().at(2), stepFailure(one.function, dshInputOutputError)) << one.nth;
+        EXPECT_EQ(token("ab"), one.token) << one.nth;
+        EXPECT_EQ(engine.installation.messageCounts(), (TokenCounts{5, 6, 7})) << one.nth;
+        EXPECT_TRUE(watch.everythingReleased()) << one.nth;
+    }
+}
+
 TEST_P(Training, failed_message_count_write_keeps_the_tokens)
 {
     fill();
@@ -381,6 +431,10 @@ TEST_P(Training, transaction_that_can_neither_commit_nor_roll_back_leaves_the_st
         const DshWatch watch({.call = DshCall::exec, .code = VELQ_DSH_NOMEM, .nth = 2, .isLasting = true});
         EXPECT_EQ(bfilter_register(REGISTER_SPAM, 1), 0);
     }
+    const Texts lines = engine.newLines();
+    const std::string givenUp = "VELQ_BFilter_Datastore_Sqlite\tError: no memory to roll back, the token store is not "
+                                "kept open any longer";
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), givenUp), GetParam() == StartVariant::norix ? 1 : 0);
     EXPECT_EQ(token("ab"), (TokenCounts{1, 2, 3}));
     engine.installation.open("prob.bin").exec("BEGIN IMMEDIATE; COMMIT;");
     EXPECT_EQ(bfilter_register(REGISTER_SPAM, 1), 0);
@@ -472,7 +526,8 @@ TEST_P(Training, commit_that_a_reader_holds_up_is_waited_for_and_given_up)
 TEST_P(Training, any_failed_access_call_leaves_nothing_open)
 {
     fill();
-    for (const DshCall call : {DshCall::open, DshCall::busyHandler, DshCall::exec, DshCall::prepare, DshCall::step}) {
+    for (const DshCall call :
+         {DshCall::open, DshCall::busyHandler, DshCall::exec, DshCall::prepare, DshCall::bind, DshCall::step}) {
         for (const int code : std::initializer_list<int>{VELQ_DSH_BUSY, dshInputOutputError}) {
             bool happened = true;
             for (int nth = 1; happened; ++nth) {
