@@ -13,7 +13,7 @@ using evaluate_inputs = Robustness;
 
 TEST_F(evaluate_command, counts_every_message_once_over_the_folds)
 {
-    const CommandResult result = velq({"evaluate", "--plain", "--folds", "4", "--json", corpus()});
+    const CommandResult result = velq({"evaluate", "--plain", "--random-folds", "--folds", "4", "--json", corpus()});
     ASSERT_EQ(result.status, 0) << result.err;
     const Json json = Json::parse(result.out);
     EXPECT_EQ(json["messages"], (Json{{"spam", 80}, {"ham", 160}}));
@@ -80,11 +80,27 @@ TEST_F(evaluate_command, prints_tables_for_people)
 {
     const CommandResult result = velq({"evaluate", "--plain", "--folds", "2", corpus(), corpus(30, 2)});
     ASSERT_EQ(result.status, 0) << result.err;
-    for (const char *part : {"2 stratified folds, seed 1", "rated spam", "SC (recall)", "off, new texts", "mean, off",
-                             "messages a second", "messages-30-2.tsv"}) {
+    for (const char *part :
+         {"2 stratified folds that keep near-duplicates together (", "mean over the sources", "rated spam",
+          "SC (recall)", "off, new texts", "mean, off", "messages a second", "messages-30-2.tsv"}) {
         EXPECT_NE(result.out.find(part), std::string::npos) << part << "\n" << result.out;
     }
     EXPECT_EQ(result.err, "");
+}
+
+TEST_F(evaluate_command, each_source_can_be_tested_with_what_the_others_teach)
+{
+    const CommandResult result =
+        velq({"evaluate", "--plain", "--leave-one-source-out", "--json", corpus(), corpus(30, 2)});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const Json json = Json::parse(result.out);
+    EXPECT_GT(json["clusters"], 1);
+    ASSERT_EQ(json["trainingOff"]["parts"].size(), 2U);
+    for (std::size_t i = 0; i < 2; ++i) {
+        EXPECT_EQ(json["trainingOff"]["parts"][i]["spam"], json["trainingOff"]["corpora"][i]["spam"]);
+        EXPECT_EQ(json["trainingOff"]["parts"][i]["ham"], json["trainingOff"]["corpora"][i]["ham"]);
+    }
+    EXPECT_EQ(json["trainingOff"]["meanOverCorpora"], json["trainingOff"]["mean"]);
 }
 
 TEST_F(evaluate_command, learning_curve_is_measured_from_a_store)
@@ -105,6 +121,11 @@ TEST_F(evaluate_command, says_what_is_wrong)
     const std::string messages = corpus();
     expectFailure(velq({"evaluate", "--folds", "3", "--split", "first:5", messages}), badUsage, "give one of");
     expectFailure(velq({"evaluate", "--folds", "1", messages}), badUsage, "--folds 1");
+    expectFailure(velq({"evaluate", "--random-folds", "--split", "first:5", messages}), badUsage, "--random-folds");
+    expectFailure(velq({"evaluate", "--leave-one-source-out", "--folds", "3", messages}), badUsage, "give one of");
+    expectFailure(velq({"evaluate", "--leave-one-source-out", messages}), badUsage, "at least two files");
+    expectFailure(velq({"evaluate", "--leave-one-source-out", "--corrections", "1", messages, messages}), badUsage,
+                  "--corrections");
     expectFailure(velq({"evaluate", "--split", "5", messages}), badUsage, "first:N");
     expectFailure(velq({"evaluate", "--split", "first:0", messages}), badUsage, "first:N");
     expectFailure(velq({"evaluate", "--split", "first:9999", messages}), badData, "no messages are left");

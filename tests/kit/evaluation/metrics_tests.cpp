@@ -35,6 +35,18 @@ TEST(metrics, figures_agree_with_hand_counts)
     EXPECT_DOUBLE_EQ(metrics.unsureHam.value(), 0.1);
 }
 
+TEST(metrics, confidence_interval_is_wilsons)
+{
+    EXPECT_FALSE(confidenceInterval(0, 0));
+    // 10 of 100: (0.1 + 0.019207) / 1.038415 +- 1.96 / 1.038415 * sqrt(0.0009 + 0.00009604)
+    EXPECT_NEAR(confidenceInterval(10, 100)->low, 0.05523, 5e-5);
+    EXPECT_NEAR(confidenceInterval(10, 100)->high, 0.17437, 5e-5);
+    EXPECT_EQ(confidenceInterval(0, 20)->low, 0);
+    EXPECT_NEAR(confidenceInterval(0, 20)->high, 0.16113, 5e-5);
+    EXPECT_NEAR(confidenceInterval(20, 20)->low, 1 - 0.16113, 5e-5);
+    EXPECT_EQ(confidenceInterval(20, 20)->high, 1);
+}
+
 TEST(metrics, counting_keeps_classes_and_ratings_apart)
 {
     ConfusionCounts sum;

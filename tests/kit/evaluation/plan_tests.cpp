@@ -53,8 +53,10 @@ TEST_F(plan, folds_test_each_message_once)
     EvaluationRequest request = requestFor();
     request.folds = 4;
     request.seed = 7;
+    request.randomFolds = true;
     const EvaluationPlan made = planFrom(request);
     EXPECT_EQ(made.method, "4 stratified folds, seed 7");
+    EXPECT_EQ(made.clusters, 0U);
     ASSERT_EQ(made.splits.size(), 4U);
     std::vector<int> tested(30, 0);
     for (const Split &split : made.splits) {
@@ -70,6 +72,7 @@ TEST_F(plan, folds_spread_each_class_of_each_file)
 {
     EvaluationRequest request = requestFor({file("a.tsv", messages(30)), file("b.tsv", messages(30))});
     request.folds = 10;
+    request.randomFolds = true;
     const EvaluationPlan made = planFrom(request);
     EXPECT_EQ(made.corpora, request.corpora);
     for (const Split &split : made.splits) {
@@ -79,6 +82,59 @@ TEST_F(plan, folds_spread_each_class_of_each_file)
         }
         EXPECT_EQ(ofStratum, (std::vector<int>{2, 1, 2, 1}));
     }
+}
+
+// Six campaigns of five messages that differ in their numbers.
+std::string campaigns()
+{
+    const char *texts[] = {"see you at the station tonight ",     "your parcel waits at the counter ",
+                           "the meeting moves to the big room ",  "free ringtones for every caller ",
+                           "you won a voucher, claim it before ", "cheap loans without questions "};
+    std::string lines;
+    for (int i = 0; i < 30; ++i) {
+        lines += std::string(i % 6 < 3 ? "ham" : "spam") + "\t" + texts[i % 6] + std::to_string(1000 + i) + "\n";
+    }
+    return lines;
+}
+
+TEST_F(plan, folds_keep_near_duplicates_together)
+{
+    EvaluationRequest request = requestFor();
+    request.folds = 3;
+    const EvaluationPlan made = planFrom(request, campaigns());
+    EXPECT_EQ(made.clusters, 6U);
+    EXPECT_EQ(made.method, "3 stratified folds that keep near-duplicates together (6 clusters of 30 messages), seed 1");
+    ASSERT_EQ(made.splits.size(), 3U);
+    for (const Split &split : made.splits) {
+        EXPECT_EQ(split.test.size(), 10U);
+        for (const std::size_t tested : split.test) {
+            for (const std::size_t trained : split.training) {
+                EXPECT_NE(tested % 6, trained % 6);
+            }
+        }
+    }
+}
+
+TEST_F(plan, each_source_is_tested_with_what_the_others_teach_but_for_near_duplicates)
+{
+    const EvaluationRequest asked =
+        requestFor({file("a.tsv", "ham\tsee you at the station tonight\nspam\tfree ringtones for every caller 1\n"),
+                    file("b.tsv", "spam\tfree ringtones for every caller 2\nham\tthe meeting moves to the big room\n"),
+                    file("c.tsv", "ham\tdinner is ready and getting cold\n")});
+    EvaluationRequest request = asked;
+    request.leaveOneSourceOut = true;
+    const EvaluationPlan made = planFrom(request, "");
+    EXPECT_EQ(made.method, "each source tested with a store built from the other 2, near-duplicates of the tested "
+                           "messages left out (4 clusters of 5 messages)");
+    EXPECT_EQ(made.partsAre, "sources");
+    using Indices = std::vector<std::size_t>;
+    ASSERT_EQ(made.splits.size(), 3U);
+    EXPECT_EQ(made.splits[0].test, (Indices{0, 1}));
+    EXPECT_EQ(made.splits[0].training, (Indices{3, 4}));
+    EXPECT_EQ(made.splits[1].test, (Indices{2, 3}));
+    EXPECT_EQ(made.splits[1].training, (Indices{0, 4}));
+    EXPECT_EQ(made.splits[2].test, Indices{4});
+    EXPECT_EQ(made.splits[2].training, (Indices{0, 1, 2, 3}));
 }
 
 TEST_F(plan, split_trains_on_the_first_messages)
@@ -122,7 +178,14 @@ TEST_F(plan, what_leaves_nothing_to_do_is_refused)
     request.folds = 1;
     expectRefused(request, Status::usage, "--folds 1");
     request.folds = 31;
-    expectRefused(request, Status::usage, "at most the 30");
+    request.randomFolds = true;
+    expectRefused(request, Status::usage, "at most the 30 messages");
+    request.randomFolds = false;
+    request.folds = 3;
+    expectRefused(request, Status::usage, "at most the 2 clusters of near-duplicates"); // "number 1" and "number 10"
+    request.leaveOneSourceOut = true;
+    expectRefused(request, Status::usage, "at least two files");
+    request.leaveOneSourceOut = false;
     for (const char *split : {"5", "first:", "first:0", "first:5x", "last:5", "first:-5"}) {
         request.split = split;
         expectRefused(request, Status::usage, "first:N");

@@ -54,7 +54,9 @@ TEST(report_html, shows_the_figures_of_tiles_tables_and_curve)
     EXPECT_TRUE(holds(page, "<th scope=\"row\">MCC</th><td>0.7715</td><td>0.7715</td>"));
     EXPECT_TRUE(holds(page, "<th>corrections</th><th>error</th><th>SC</th><th>BH</th><th>MCC</th><th>unsure</th>"));
     EXPECT_TRUE(holds(page, "<td>10</td><td>10.00 %</td><td>80.00 %</td><td>5.00 %</td><td>0.772</td>"));
-    EXPECT_TRUE(holds(page, "standard input<br><span class=\"soft\">30</span></th><td>90.00 %</td>"));
+    EXPECT_TRUE(holds(page, "standard input<br><span class=\"soft\">20 ham, 10 spam</span></th><td>80.00 %<br>"
+                            "<span class=\"soft\">49.0 to 94.3</span>"));
+    EXPECT_TRUE(holds(page, "mean over the sources</th><td>80.00 %</td><td>5.00 %</td><td>10.00 %</td>"));
     EXPECT_FALSE(holds(page, "other.tsv<br>")) << "it is only trained on";
 }
 

@@ -69,6 +69,44 @@ TEST(folds, seed_alone_decides_the_split)
     EXPECT_EQ(sequence.next(), 0x6E789E6AA1B965F4U);
 }
 
+TEST(folds, groups_are_never_torn_apart_and_strata_stay_even)
+{
+    const std::vector<std::uint32_t> strata = someStrata(300);
+    std::vector<std::uint32_t> groups;
+    for (std::uint32_t i = 0; i < 300; ++i) {
+        groups.push_back(i < 40 ? i % 2 : i / 3); // two large ones, some of three, and numbers that nobody has
+    }
+    const std::vector<Split> splits = groupedFolds(strata, groups, 5, 1);
+    ASSERT_EQ(splits.size(), 5U);
+    std::vector<std::size_t> foldOf(101, 5);
+    std::size_t tested = 0;
+    for (std::size_t fold = 0; fold < 5; ++fold) {
+        tested += splits[fold].test.size();
+        EXPECT_EQ(splits[fold].test.size() + splits[fold].training.size(), 300U);
+        std::vector<std::size_t> ofStratum(3);
+        for (const std::size_t index : splits[fold].test) {
+            ++ofStratum[strata[index]];
+            std::size_t &known = foldOf[groups[index]];
+            EXPECT_TRUE(known == 5 || known == fold) << index;
+            known = fold;
+        }
+        for (std::uint32_t stratum = 0; stratum < 3; ++stratum) {
+            const auto total = static_cast<double>(std::count(strata.begin(), strata.end(), stratum));
+            EXPECT_NEAR(static_cast<double>(ofStratum[stratum]), total / 5, 4) << fold << ' ' << stratum;
+        }
+    }
+    EXPECT_EQ(tested, 300U);
+    EXPECT_EQ(groupedFolds(strata, groups, 5, 1)[0].test, splits[0].test);
+    EXPECT_NE(groupedFolds(strata, groups, 5, 2)[0].test, splits[0].test);
+}
+
+TEST(folds, as_many_groups_as_folds_leave_no_fold_empty)
+{
+    for (const Split &split : groupedFolds({0, 0, 0, 0, 1}, {0, 0, 1, 1, 2}, 3, 1)) {
+        EXPECT_FALSE(split.test.empty());
+    }
+}
+
 TEST(folds, split_keeps_the_order_of_the_file)
 {
     const Split split = splitAfter(5, 3);

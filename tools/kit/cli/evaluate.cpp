@@ -23,18 +23,22 @@ struct EvaluateOptions : EvaluationRequest {
 static std::size_t distinctMethods(const EvaluateOptions &options, bool foldsGiven)
 {
     return (foldsGiven ? 1U : 0U) + (options.split.empty() ? 0U : 1U) + (options.test.empty() ? 0U : 1U) +
-           (options.store.empty() ? 0U : 1U);
+           (options.store.empty() ? 0U : 1U) + (options.leaveOneSourceOut ? 1U : 0U);
 }
 
 static void checkOptions(const EvaluateOptions &options, bool foldsGiven)
 {
     if (distinctMethods(options, foldsGiven) > 1) {
-        throw Error(Status::usage, "give one of --folds, --split, --test and --store");
+        throw Error(Status::usage, "give one of --folds, --leave-one-source-out, --split, --test and --store");
+    }
+    if (options.randomFolds && distinctMethods(options, false) > 0) {
+        throw Error(Status::usage, "--random-folds is only for an evaluation over folds");
     }
     if (options.withoutCounts && options.store.empty()) {
         throw Error(Status::usage, "--without-counts needs --store");
     }
-    if (!options.corrections.empty() && distinctMethods(options, false) == 0) {
+    const bool manyStores = distinctMethods(options, false) == 0 || options.leaveOneSourceOut;
+    if (!options.corrections.empty() && manyStores) {
         throw Error(Status::usage, "--corrections needs one store: give --store, --split or --test");
     }
     if (options.onlyErrors && options.corrections.empty()) {
@@ -78,6 +82,10 @@ static void runEvaluate(const EvaluateOptions &options, bool foldsGiven, Context
 
 static void addMethodOptions(CLI::App &command, EvaluateOptions &options)
 {
+    command.add_flag("--random-folds", options.randomFolds,
+                     "Folds that do not keep near-duplicates together; their figures flatter");
+    command.add_flag("--leave-one-source-out", options.leaveOneSourceOut,
+                     "Test each file with a store built from the others: what messages of a new source will meet");
     refuseEmpty(
         addTextOption(command, "--split", "first:N", options.split, "Train on the first N messages, test on the rest"));
     addFileOption(command, "--test", options.test, "Train on the corpora, test on this file");
@@ -98,7 +106,8 @@ void addEvaluateCommand(CLI::App &root, Context &context)
     addFileArgument(*command, "CORPUS", options->corpora, "Files of labelled messages; - is standard input")
         ->required();
     const CLI::Option *folds = addCountOption(
-        *command, "--folds", options->folds, "Test on N stratified folds, each with a store built from the others (5)");
+        *command, "--folds", options->folds,
+        "Test on N stratified folds, each with a store built from the others (5); near-duplicates stay in one fold");
     addMethodOptions(*command, *options);
     addFileOption(*command, "--report", options->report, "Write a page with charts and the errors' texts")
         ->type_name("FILE.html");
@@ -106,7 +115,8 @@ void addEvaluateCommand(CLI::App &root, Context &context)
     addFormatOption(*command, options->format);
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
-    addExamples(*command, {"velq evaluate en.tsv", "velq evaluate --plain --folds 10 --seed 7 en.tsv zh.tsv",
+    addExamples(*command, {"velq evaluate en.tsv", "velq evaluate --leave-one-source-out en_*.tsv",
+                           "velq evaluate --plain --folds 10 --seed 7 en.tsv zh.tsv",
                            "velq evaluate --split first:2000 en.tsv --json",
                            "velq evaluate --test new.tsv old.tsv --report report.html",
                            "velq evaluate --store prob.bin en.tsv --corrections 0,10,100,1000"});

@@ -57,6 +57,20 @@ ConfusionCounts &operator+=(ConfusionCounts &sum, const ConfusionCounts &other)
     return sum;
 }
 
+std::optional<Interval> confidenceInterval(std::uint64_t hits, std::uint64_t all)
+{
+    if (all == 0) {
+        return std::nullopt;
+    }
+    constexpr double z = 1.959963984540054; // 97.5 % of the normal distribution lie below
+    const auto n = static_cast<double>(all);
+    const double found = static_cast<double>(hits) / n;
+    const double scale = 1 + z * z / n;
+    const double middle = (found + z * z / (2 * n)) / scale;
+    const double reach = z / scale * std::sqrt(found * (1 - found) / n + z * z / (4 * n * n));
+    return Interval{hits == 0 ? 0 : middle - reach, hits == all ? 1 : middle + reach};
+}
+
 Metrics metricsOf(const ConfusionCounts &counts)
 {
     const std::uint64_t caught = counts.spam.ratedSpam;

@@ -57,6 +57,14 @@ struct Metrics {
 
 Metrics metricsOf(const ConfusionCounts &counts);
 
+// The range in which a share lies with 95 % confidence, when `hits` of `all` were found: Wilson's score interval. None
+// of nothing.
+struct Interval {
+    double low = 0;
+    double high = 1;
+};
+std::optional<Interval> confidenceInterval(std::uint64_t hits, std::uint64_t all);
+
 struct ScoredMessage {
     bool isSpam = false;
     double score = 0; // higher is more like spam

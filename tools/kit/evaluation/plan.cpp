@@ -1,13 +1,15 @@
-// Plans: folds, a split, a test file, or a store at hand.
+// Plans: folds, each source in turn, a split, a test file, or a store at hand.
 #include "kit/evaluation/plan.h"
 
 #include "kit/base/status.h"
 #include "kit/base/wide_text.h"
+#include "kit/messages/near_duplicates.h"
 
 #include <algorithm>
 #include <charconv>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace velq::kit {
 
@@ -49,15 +51,73 @@ std::vector<std::uint32_t> strataOf(const std::vector<TestMessage> &messages)
     return strata;
 }
 
-void planFolds(EvaluationPlan &plan, const EvaluationRequest &request)
+void checkFolds(std::size_t folds, std::size_t most, std::string_view things)
 {
-    if (request.folds < 2 || request.folds > plan.messages.size()) {
-        throw Error(Status::usage, "--folds " + std::to_string(request.folds) +
-                                       ": expected at least 2 and at most the " + std::to_string(plan.messages.size()) +
-                                       " messages");
+    if (folds < 2 || folds > most) {
+        throw Error(Status::usage, "--folds " + std::to_string(folds) + ": expected at least 2 and at most the " +
+                                       std::to_string(most) + " " + std::string(things));
     }
+}
+
+// The cluster of each message; counts them in the plan.
+std::vector<std::uint32_t> clustersOf(EvaluationPlan &plan)
+{
+    std::vector<std::u16string_view> texts;
+    texts.reserve(plan.messages.size());
+    for (const TestMessage &message : plan.messages) {
+        texts.emplace_back(message.text);
+    }
+    std::vector<std::uint32_t> clusters = clusterNearDuplicates(texts);
+    plan.clusters = std::size_t{*std::max_element(clusters.begin(), clusters.end())} + 1;
+    return clusters;
+}
+
+void planRandomFolds(EvaluationPlan &plan, const EvaluationRequest &request)
+{
+    checkFolds(request.folds, plan.messages.size(), "messages");
     plan.splits = stratifiedFolds(strataOf(plan.messages), request.folds, request.seed);
     plan.method = std::to_string(request.folds) + " stratified folds, seed " + std::to_string(request.seed);
+}
+
+void planFolds(EvaluationPlan &plan, const EvaluationRequest &request)
+{
+    const std::vector<std::uint32_t> clusters = clustersOf(plan);
+    checkFolds(request.folds, plan.clusters, "clusters of near-duplicates");
+    plan.splits = groupedFolds(strataOf(plan.messages), clusters, request.folds, request.seed);
+    plan.method = std::to_string(request.folds) + " stratified folds that keep near-duplicates together (" +
+                  std::to_string(plan.clusters) + " clusters of " + std::to_string(plan.messages.size()) +
+                  " messages), seed " + std::to_string(request.seed);
+}
+
+// Each file is tested with the store of all others. Near-duplicates of what is tested are not trained on: they would
+// have made the file known.
+void planSources(EvaluationPlan &plan)
+{
+    if (plan.corpora.size() < 2) {
+        throw Error(Status::usage, "--leave-one-source-out: expected at least two files, each a source");
+    }
+    const std::vector<std::uint32_t> clusters = clustersOf(plan);
+    for (std::uint32_t source = 0; source < plan.corpora.size(); ++source) {
+        std::vector<bool> isTested(plan.clusters);
+        for (std::size_t i = 0; i < plan.messages.size(); ++i) {
+            isTested[clusters[i]] = isTested[clusters[i]] || plan.messages[i].corpus == source;
+        }
+        Split split;
+        for (std::size_t i = 0; i < plan.messages.size(); ++i) {
+            if (plan.messages[i].corpus == source) {
+                split.test.push_back(i);
+            } else if (!isTested[clusters[i]]) {
+                split.training.push_back(i);
+            }
+        }
+        if (!split.test.empty()) {
+            plan.splits.push_back(std::move(split));
+        }
+    }
+    plan.partsAre = "sources";
+    plan.method = "each source tested with a store built from the other " + std::to_string(plan.corpora.size() - 1) +
+                  ", near-duplicates of the tested messages left out (" + std::to_string(plan.clusters) +
+                  " clusters of " + std::to_string(plan.messages.size()) + " messages)";
 }
 
 } // namespace
@@ -87,6 +147,10 @@ EvaluationPlan makePlan(const EvaluationRequest &request, std::istream &standard
         plan.splits = {splitAfter(given, training)};
         plan.method =
             "trained on the first " + std::to_string(std::min(training, given)) + " messages, tested on the rest";
+    } else if (request.leaveOneSourceOut) {
+        planSources(plan);
+    } else if (request.randomFolds) {
+        planRandomFolds(plan, request);
     } else {
         planFolds(plan, request);
     }

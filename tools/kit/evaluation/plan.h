@@ -14,14 +14,16 @@
 
 namespace velq::kit {
 
-// One of `split`, `test` and `store` is given at most; without any, it goes over folds.
+// One of `leaveOneSourceOut`, `split`, `test` and `store` is given at most; without any, it goes over folds.
 struct EvaluationRequest {
     std::vector<std::string> corpora; // files
     CorpusFormat format = CorpusFormat::byName;
     std::size_t folds = 5;
-    std::string split; // "first:N": train on the first N messages, test on the rest
-    std::string test;  // a file: train on the corpora, test on it
-    std::string store; // a file: test it on the corpora
+    bool randomFolds = false;       // near-duplicates may stand on both sides
+    bool leaveOneSourceOut = false; // train on all files but one, test on that one, for each
+    std::string split;              // "first:N": train on the first N messages, test on the rest
+    std::string test;               // a file: train on the corpora, test on it
+    std::string store;              // a file: test it on the corpora
     bool withoutCounts = false;
     bool plain = false;
     std::uint64_t seed = 1;
@@ -32,8 +34,10 @@ struct EvaluationRequest {
 struct EvaluationPlan {
     std::vector<std::string> corpora; // names of the files
     std::vector<TestMessage> messages;
-    std::vector<Split> splits; // of the parts, by the indices of `messages`; at least one
-    std::string method;        // one sentence
+    std::vector<Split> splits;      // of the parts, by the indices of `messages`; at least one
+    std::string method;             // one sentence
+    std::string partsAre = "folds"; // what figures over the parts are over
+    std::size_t clusters = 0;       // of near-duplicates, single messages among them; 0 where they were not looked for
 };
 
 // Reads the messages; "-" is `standardInput`. Throws Error: usage for a request that cannot be met, badData when there

@@ -6,6 +6,7 @@
 #include "kit/evaluation/figures.h"
 #include "kit/evaluation/html.h"
 #include "kit/evaluation/report_charts.h"
+#include "kit/evaluation/report_sources.h"
 #include "kit/evaluation/report_style.h"
 
 #include <algorithm>
@@ -157,25 +158,6 @@ void endBriefTable(std::ostream &out)
     out << "</tbody></table></div></section>\n";
 }
 
-void writeFiles(std::ostream &out, const Page &page)
-{
-    if (page.names.size() < 2) {
-        return;
-    }
-    const std::vector<Figure> shown = figuresShown(&Shown::inBrief);
-    startBriefTable(out, "By file, training off", "file", shown);
-    for (std::size_t i = 0; i < page.names.size(); ++i) {
-        const ConfusionCounts &counts = page.measured.result.trainingOff.corpora[i];
-        if (counts.total() == 0) {
-            continue; // only trained on
-        }
-        out << "<tr><th scope=\"row\">" << htmlText(page.names[i]) << "<br><span class=\"soft\">" << counts.total()
-            << "</span></th>";
-        writeBriefCells(out, shown, counts);
-    }
-    endBriefTable(out);
-}
-
 void writeLearningCurve(std::ostream &out, const std::vector<CurvePoint> &curve)
 {
     if (curve.empty()) {
@@ -243,15 +225,34 @@ void writeError(std::ostream &out, const Page &page, const EvaluationError &erro
     out << "</details>\n";
 }
 
-void writeErrorList(std::ostream &out, const Page &page, bool spam, const char *heading, std::uint64_t counted)
+// Spam rated ham or unsure, or ham rated spam.
+std::uint64_t errorsOf(const ConfusionCounts &counts, bool spam)
 {
-    std::uint64_t shown = 0;
-    std::ostringstream list;
+    return spam ? counts.spam.ratedHam + counts.spam.ratedUnsure : counts.ham.ratedSpam;
+}
+
+// The errors of one source; with several sources, under its name.
+void writeSourceErrors(std::ostream &out, const Page &page, bool spam, std::uint32_t source, std::uint64_t &shown)
+{
+    const std::uint64_t counted = errorsOf(page.measured.result.trainingOff.corpora[source], spam);
+    if (page.names.size() > 1 && counted > 0) {
+        out << "<h3>" << htmlText(page.names[source]) << ": " << counted << "</h3>\n";
+    }
     for (const EvaluationError &error : page.measured.result.errors) {
-        if (error.spam == spam) {
-            writeError(list, page, error);
+        if (error.spam == spam && page.plan.messages[error.message].corpus == source) {
+            writeError(out, page, error);
             ++shown;
         }
+    }
+}
+
+void writeErrorList(std::ostream &out, const Page &page, bool spam, const char *heading)
+{
+    const std::uint64_t counted = errorsOf(page.measured.result.trainingOff.all, spam);
+    std::uint64_t shown = 0;
+    std::ostringstream list;
+    for (std::uint32_t source = 0; source < page.names.size(); ++source) {
+        writeSourceErrors(list, page, spam, source, shown);
     }
     out << "<section class=\"card errors\"><h2>" << heading << ": " << counted << "</h2>\n";
     if (shown < counted) {
@@ -262,9 +263,8 @@ void writeErrorList(std::ostream &out, const Page &page, bool spam, const char *
 
 void writeErrors(std::ostream &out, const Page &page)
 {
-    const ConfusionCounts &counts = page.measured.result.trainingOff.all;
-    writeErrorList(out, page, false, "Ham rated spam", counts.ham.ratedSpam);
-    writeErrorList(out, page, true, "Spam not rated spam", counts.spam.ratedHam + counts.spam.ratedUnsure);
+    writeErrorList(out, page, false, "Ham rated spam");
+    writeErrorList(out, page, true, "Spam not rated spam");
 }
 
 } // namespace
@@ -292,7 +292,7 @@ std::string reportPage(const EvaluationPlan &plan, const Measured &measured)
         out << " New: without the " << result.seenTexts << " texts that also stand in the training part.";
     }
     out << "</p>\n</section>\n";
-    writeFiles(out, page);
+    writeSources(out, page.names, result.trainingOff.corpora);
     writeCharts(out, result);
     writeLearningCurve(out, measured.curve);
     writeErrors(out, page);

@@ -51,6 +51,7 @@ Json runJson(const EvaluationPlan &plan, const EvaluationResult &result, const R
     for (const ConfusionCounts &counts : run.parts) {
         json["parts"].push_back(countsJson(counts));
     }
+    json["meanOverCorpora"] = metricsJson(meanOf(run.corpora));
     json["corpora"] = Json::array();
     for (std::size_t i = 0; i < run.corpora.size(); ++i) {
         Json corpus = countsJson(run.corpora[i]);
@@ -77,6 +78,7 @@ nlohmann::ordered_json reportJson(const EvaluationPlan &plan, const Measured &me
     const EvaluationResult &result = measured.result;
     Json json;
     json["method"] = plan.method;
+    json["clusters"] = plan.clusters > 0 ? Json(plan.clusters) : Json(nullptr);
     json["messages"] = {{"spam", result.trainingOff.all.spam.total()}, {"ham", result.trainingOff.all.ham.total()}};
     json["tokens"] = measured.tokens;
     json["textsSeenInTraining"] = result.trainingKnown ? Json(result.seenTexts) : Json(nullptr);

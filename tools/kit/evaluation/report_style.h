@@ -73,6 +73,8 @@ summary bdi { white-space: pre-wrap; }
 .meter { display: inline-block; width: 3.5rem; height: .55em; margin-left: .4em; border-radius: .2em; background: var(--unsure-soft); vertical-align: middle; }
 .meter i { display: block; height: 100%; border-radius: .2em; background: var(--unsure); }
 .counted .meter i.spam { background: var(--spam); } .counted .meter i.ham { background: var(--ham); }
+.range { display: block; height: .3em; margin-top: .2em; border-radius: .2em; background: var(--unsure-soft); overflow: hidden; }
+.range i { display: block; height: 100%; min-width: 2px; background: var(--soft); }
 @media (max-width: 30rem) {
   main { padding: .6rem; } .card { padding: .75rem; }
   table { font-size: .82rem; } th, td { padding: .28rem .3rem; } thead th { font-size: .72rem; }

@@ -57,14 +57,15 @@ void printMetrics(std::ostream &out, const std::vector<Column> &columns)
     }
 }
 
-void printFolds(std::ostream &out, const EvaluationResult &result)
+void printParts(std::ostream &out, const EvaluationPlan &plan, const EvaluationResult &result)
 {
     if (result.trainingOff.parts.size() < 2) {
         return;
     }
     const std::vector<ConfusionCounts> &off = result.trainingOff.parts;
     const std::vector<ConfusionCounts> &on = result.trainingOn.parts;
-    out << "\nover the folds (deviation of just these folds: divided by their number)\n";
+    out << "\nover the " << plan.partsAre << " (deviation of just these " << plan.partsAre
+        << ": divided by their number)\n";
     printMetrics(out, {{"mean, off", meanOf(off)},
                        {"deviation, off", deviationOf(off)},
                        {"mean, on", meanOf(on)},
@@ -76,6 +77,9 @@ void printCorpora(std::ostream &out, const EvaluationPlan &plan, const Evaluatio
     if (plan.corpora.size() < 2) {
         return;
     }
+    out << "\nmean over the sources, each counting alike\n";
+    printMetrics(out, {{"training off", meanOf(result.trainingOff.corpora)},
+                       {"training on", meanOf(result.trainingOn.corpora)}});
     for (std::size_t i = 0; i < plan.corpora.size(); ++i) {
         if (result.trainingOff.corpora[i].total() > 0) {
             out << '\n' << plan.corpora[i] << '\n';
@@ -135,7 +139,7 @@ void printReport(std::ostream &out, const EvaluationPlan &plan, const Measured &
     if (result.trainingKnown) {
         out << "new texts: without " << result.seenTexts << " whose text also stands in the training part\n";
     }
-    printFolds(out, result);
+    printParts(out, plan, result);
     printCorpora(out, plan, result);
     printCurve(out, measured.curve);
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <numeric>
 #include <utility>
 
 namespace velq::kit {
@@ -54,6 +55,17 @@ std::vector<std::vector<std::size_t>> shuffledStrata(const std::vector<std::uint
     return shuffled;
 }
 
+std::vector<Split> splitsOf(const std::vector<std::size_t> &foldOf, std::size_t folds)
+{
+    std::vector<Split> splits(folds);
+    for (std::size_t i = 0; i < foldOf.size(); ++i) {
+        for (std::size_t fold = 0; fold < folds; ++fold) {
+            (fold == foldOf[i] ? splits[fold].test : splits[fold].training).push_back(i);
+        }
+    }
+    return splits;
+}
+
 } // namespace
 
 std::vector<Split> stratifiedFolds(const std::vector<std::uint32_t> &strata, std::size_t folds, std::uint64_t seed)
@@ -66,13 +78,100 @@ std::vector<Split> stratifiedFolds(const std::vector<std::uint32_t> &strata, std
             foldOf[index] = dealt++ % folds;
         }
     }
-    std::vector<Split> splits(folds);
-    for (std::size_t i = 0; i < strata.size(); ++i) {
-        for (std::size_t fold = 0; fold < folds; ++fold) {
-            (fold == foldOf[i] ? splits[fold].test : splits[fold].training).push_back(i);
+    return splitsOf(foldOf, folds);
+}
+
+namespace {
+
+// The members of each group; the large groups first, groups of one size in a seeded order.
+std::vector<std::vector<std::size_t>> groupsBySize(const std::vector<std::uint32_t> &groups, std::uint64_t seed)
+{
+    std::vector<std::vector<std::size_t>> members;
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        members.resize(std::max(members.size(), std::size_t{groups[i]} + 1));
+        members[groups[i]].push_back(i);
+    }
+    std::vector<std::size_t> order(members.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    SeededSequence sequence(seed);
+    shuffle(order, sequence);
+    std::stable_sort(order.begin(), order.end(),
+                     [&](std::size_t a, std::size_t b) { return members[a].size() > members[b].size(); });
+    std::vector<std::vector<std::size_t>> ordered;
+    ordered.reserve(order.size());
+    for (const std::size_t group : order) {
+        ordered.push_back(std::move(members[group]));
+    }
+    return ordered;
+}
+
+// How many messages of each stratum each fold has so far.
+class FoldShares {
+  public:
+    FoldShares(const std::vector<std::uint32_t> &strata, std::size_t folds) : strata_(strata), counts_(folds)
+    {
+        for (const std::uint32_t stratum : strata) {
+            totals_.resize(std::max(totals_.size(), std::size_t{stratum} + 1));
+            ++totals_[stratum];
+        }
+        for (Counts &counts : counts_) {
+            counts.ofStratum.resize(totals_.size());
         }
     }
-    return splits;
+
+    // The fold that has least of what the group's members are, and of equal ones the smallest.
+    std::size_t neediest(const std::vector<std::size_t> &group) const
+    {
+        std::size_t best = 0;
+        double bestShare = 0;
+        for (std::size_t fold = 0; fold < counts_.size(); ++fold) {
+            double share = 0;
+            for (const std::size_t index : group) {
+                const std::uint32_t stratum = strata_[index];
+                share += static_cast<double>(counts_[fold].ofStratum[stratum]) / static_cast<double>(totals_[stratum]);
+            }
+            const bool better = share < bestShare || (share == bestShare && counts_[fold].all < counts_[best].all);
+            if (fold == 0 || better) {
+                best = fold;
+                bestShare = share;
+            }
+        }
+        return best;
+    }
+    void add(std::size_t fold, const std::vector<std::size_t> &group)
+    {
+        for (const std::size_t index : group) {
+            ++counts_[fold].ofStratum[strata_[index]];
+        }
+        counts_[fold].all += group.size();
+    }
+
+  private:
+    struct Counts {
+        std::vector<std::size_t> ofStratum;
+        std::size_t all = 0;
+    };
+
+    const std::vector<std::uint32_t> &strata_;
+    std::vector<std::size_t> totals_;
+    std::vector<Counts> counts_;
+};
+
+} // namespace
+
+std::vector<Split> groupedFolds(const std::vector<std::uint32_t> &strata, const std::vector<std::uint32_t> &groups,
+                                std::size_t folds, std::uint64_t seed)
+{
+    std::vector<std::size_t> foldOf(strata.size());
+    FoldShares shares(strata, folds);
+    for (const std::vector<std::size_t> &group : groupsBySize(groups, seed)) {
+        const std::size_t fold = shares.neediest(group);
+        shares.add(fold, group);
+        for (const std::size_t index : group) {
+            foldOf[index] = fold;
+        }
+    }
+    return splitsOf(foldOf, folds);
 }
 
 Split splitAfter(std::size_t messages, std::size_t trainingCount)

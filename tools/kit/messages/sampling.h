@@ -1,5 +1,5 @@
-// Which messages are for training and which for testing: seeded stratified folds, the first messages against the rest,
-// or a sample of a stream.
+// Which messages are for training and which for testing: seeded stratified folds, with groups kept together or without,
+// the first messages against the rest, or a sample of a stream.
 #ifndef VELQ_KIT_MESSAGES_SAMPLING_H
 #define VELQ_KIT_MESSAGES_SAMPLING_H
 
@@ -34,6 +34,12 @@ struct Split {
 // that the shares differ by at most one message. Each message is tested exactly once. `folds` is at least 2 and at most
 // the number of messages.
 std::vector<Split> stratifiedFolds(const std::vector<std::uint32_t> &strata, std::size_t folds, std::uint64_t seed);
+
+// The same with groups that are never torn apart: all members of a group are tested in one fold. `groups` gives each
+// message's group, counted from 0. The shares of the strata differ as little as the groups allow. `folds` is at most
+// the number of groups; then no fold is empty.
+std::vector<Split> groupedFolds(const std::vector<std::uint32_t> &strata, const std::vector<std::uint32_t> &groups,
+                                std::size_t folds, std::uint64_t seed);
 
 // The first `trainingCount` messages against the rest.
 Split splitAfter(std::size_t messages, std::size_t trainingCount);
