@@ -8,11 +8,13 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <random>
 #include <sqlite3.h>
 #include <string>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace velq::reliability {
@@ -31,9 +33,10 @@ struct Change {
 struct FileOnDisk {
     bool exists = false;
     std::string content;
-    std::vector<Change> pending; // since the last sync
-    bool isNew = false;          // made, and
-    bool isRemoved = false;      // removed, since its folder was synced
+    std::vector<Change> pending;        // since the last sync
+    bool isNew = false;                 // made, and
+    bool isRemoved = false;             // removed, since its folder was synced
+    std::optional<std::string> removed; // a file of the same name before a new one
 };
 
 struct Plan {
@@ -100,7 +103,14 @@ void settle(FileOnDisk &file)
             put(file.content, file.pending[i]);
         }
     }
-    file.exists = file.isRemoved ? file.exists && chance() : file.exists || (plan.loss != Loss::all && chance());
+    if (file.isRemoved) {
+        file.exists = file.exists && chance();
+    } else if (file.isNew && file.removed && chance()) {
+        file.exists = true;
+        file.content = *file.removed;
+    } else if (file.isNew) {
+        file.exists = plan.loss != Loss::all && chance();
+    }
 }
 
 [[noreturn]] void losePower()
@@ -183,6 +193,7 @@ int truncateFile(sqlite3_file *file, sqlite3_int64 size)
 void syncFolder()
 {
     for (auto &[path, file] : plan.disk) {
+        file.removed.reset();
         if (file.isRemoved) {
             file = FileOnDisk{};
         }
@@ -273,10 +284,11 @@ FileOnDisk *follow(const std::string &path, bool existed)
     if (isNew && existed) {
         file.exists = true;
         file.content = readWhole(path);
-    } else if (!existed) { // made anew: until the next sync the old one may be there
-        file.pending.push_back({false, 0, {}});
+    } else if (!existed) {
+        std::optional<std::string> removed = file.exists ? std::move(file.content) : std::move(file.removed);
+        file = FileOnDisk{};
         file.isNew = true;
-        file.isRemoved = false;
+        file.removed = std::move(removed);
     }
     return &file;
 }

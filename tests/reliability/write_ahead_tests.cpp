@@ -100,7 +100,8 @@ class WriteAhead : public testing::TestWithParam<StartVariant> {
         EXPECT_LT(std::chrono::steady_clock::now() - start, longestCall);
     }
 
-    // Corrects to spam, which takes one from the ham side and adds one to the other; what the store says of "free" then.
+    // Corrects to spam, which takes one from the ham side and adds one to the other; what the store says of "free"
+    // then.
     TokenCounts trainedFree()
     {
         {
