@@ -86,13 +86,13 @@ static sqlite3 *openFile(const std::filesystem::path &path)
     return database;
 }
 
-Floor::Floor(const Installation &installation, Connections connections)
-    : folder_(installation.dataFile(tokenStore).parent_path())
+Floor::Floor(const Installation &installation, Connections connections, test::Journal journal)
+    : folder_(installation.dataFile(tokenStore).parent_path()), journal_(journal)
 {
     if (connections == Connections::keptOpen) {
-        kept_[0] = openFile(folder_ / tokenStore);
-        kept_[1] = openFile(folder_ / blackList);
-        kept_[2] = openFile(folder_ / whiteList);
+        kept_[0] = connect(tokenStore);
+        kept_[1] = connect(blackList);
+        kept_[2] = connect(whiteList);
     }
 }
 
@@ -103,11 +103,20 @@ Floor::~Floor()
     }
 }
 
+sqlite3 *Floor::connect(const std::string &file) const
+{
+    sqlite3 *database = openFile(folder_ / file);
+    if (file == tokenStore && journal_ == test::Journal::writeAhead) {
+        execute(database, "PRAGMA synchronous = NORMAL;");
+    }
+    return database;
+}
+
 sqlite3 *Floor::open(const std::string &file)
 {
     sqlite3 *database = kept_[file == tokenStore ? 0 : file == blackList ? 1 : 2];
     if (database == nullptr) {
-        database = openFile(folder_ / file);
+        database = connect(file);
     }
     sqlite3_busy_handler(database, giveUp, nullptr);
     return database;

@@ -19,7 +19,8 @@ enum class Connections { perOperation, keptOpen };
 
 class Floor {
   public:
-    Floor(const Installation &installation, Connections connections);
+    // `journal` is that of the installation's token store.
+    Floor(const Installation &installation, Connections connections, test::Journal journal = test::Journal::rollback);
     ~Floor();
     Floor(const Floor &) = delete;
     Floor &operator=(const Floor &) = delete;
@@ -39,6 +40,7 @@ class Floor {
         std::string value;
     };
 
+    sqlite3 *connect(const std::string &file) const;
     sqlite3 *open(const std::string &file);
     void close(sqlite3 *database);
     std::uint64_t segmentInto(std::vector<Token> &tokens, const WideText &message);
@@ -46,6 +48,7 @@ class Floor {
     std::uint64_t train(const std::vector<Token> &tokens);
 
     std::filesystem::path folder_;
+    test::Journal journal_;
     sqlite3 *kept_[3] = {};
 };
 

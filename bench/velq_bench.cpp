@@ -1,5 +1,6 @@
 // The benchmark driver. Workloads, each beside its floor (the same SQL work straight against SQLite):
-//   rate      one message of 70 characters, verdicts that train and that do not, both ways of starting the engine
+//   rate      one message of 70 characters, verdicts that train and that do not, both ways of starting the engine, both
+//             modes of the token store's journal
 //   segment   the same message cut into tokens
 //   list      a number that is on neither list, among 10, 1,000 and 100,000 entries; and one that is listed last
 //   update    merges of 100,000 rows
@@ -54,18 +55,21 @@ class RunningEngine {
     Connections connections_;
 };
 
-static std::unique_ptr<Installation> ratedInstallation()
+using test::Journal;
+
+static std::unique_ptr<Installation> ratedInstallation(Journal journal = Journal::rollback)
 {
     auto installation = std::make_unique<Installation>();
     fillTokenStore(*installation);
     fillList(*installation, test::NumberList::black, 10);
     fillList(*installation, test::NumberList::white, 10);
+    installation->setJournal(journal);
     return installation;
 }
 
-static void rateEngine(benchmark::State &state, Lean lean, Connections connections)
+static void rateEngine(benchmark::State &state, Lean lean, Connections connections, Journal journal)
 {
-    const auto installation = ratedInstallation();
+    const auto installation = ratedInstallation(journal);
     const RunningEngine engine(*installation, connections);
     const WideText body = message(lean);
     const WideText number = test::wide(unlistedNumber);
@@ -80,10 +84,10 @@ static void rateEngine(benchmark::State &state, Lean lean, Connections connectio
     }
 }
 
-static void rateFloor(benchmark::State &state, Lean lean, Connections connections)
+static void rateFloor(benchmark::State &state, Lean lean, Connections connections, Journal journal)
 {
-    const auto installation = ratedInstallation();
-    Floor floor(*installation, connections);
+    const auto installation = ratedInstallation(journal);
+    Floor floor(*installation, connections, journal);
     const WideText body = message(lean);
     for (auto _ : state) {
         benchmark::DoNotOptimize(lean == Lean::spam ? floor.rateTrained(body, unlistedNumber)
@@ -262,14 +266,19 @@ class RatioReporter : public benchmark::ConsoleReporter {
 static void registerAll()
 {
     using benchmark::RegisterBenchmark;
-    const std::pair<const char *, Connections> starts[] = {{"kept_open", Connections::keptOpen},
-                                                           {"per_operation", Connections::perOperation}};
-    for (const auto &[name, connections] : starts) {
-        const std::string start = name;
+    struct {
+        std::string name;
+        Connections connections;
+        Journal journal;
+    } const ways[] = {{"kept_open", Connections::keptOpen, Journal::rollback},
+                      {"per_operation", Connections::perOperation, Journal::rollback},
+                      {"kept_open_write_ahead", Connections::keptOpen, Journal::writeAhead},
+                      {"per_operation_write_ahead", Connections::perOperation, Journal::writeAhead}};
+    for (const auto &way : ways) {
         for (const Lean lean : {Lean::ham, Lean::spam}) {
-            const std::string workload = "rate_" + std::string(lean == Lean::ham ? "untrained" : "trained");
-            RegisterBenchmark((workload + "_" + start + "/engine").c_str(), rateEngine, lean, connections);
-            RegisterBenchmark((workload + "_" + start + "/floor").c_str(), rateFloor, lean, connections);
+            const std::string row = (lean == Lean::ham ? "rate_untrained_" : "rate_trained_") + way.name;
+            RegisterBenchmark((row + "/engine").c_str(), rateEngine, lean, way.connections, way.journal);
+            RegisterBenchmark((row + "/floor").c_str(), rateFloor, lean, way.connections, way.journal);
         }
     }
     RegisterBenchmark("segment/engine", segmentEngine);

@@ -1,5 +1,6 @@
 // The database-access layer over SQLite 3. Everything here passes straight through; opening also takes away from the
-// file what a plain table does not need. Policy (busy rule, transactions, logging) belongs to the callers.
+// file what a plain table does not need, and keeps to the file's mode of journal. Policy (busy rule, transactions,
+// logging) belongs to the callers.
 #include "VELQ_DSH.h"
 
 #include "VELQ_DSH_Hardening.h"
@@ -10,10 +11,39 @@ static_assert(VELQ_DSH_OK == SQLITE_OK && VELQ_DSH_BUSY == SQLITE_BUSY && VELQ_D
               VELQ_DSH_FULL == SQLITE_FULL && VELQ_DSH_CANTOPEN == SQLITE_CANTOPEN && VELQ_DSH_ROW == SQLITE_ROW &&
               VELQ_DSH_DONE == SQLITE_DONE && VELQ_DSH_ANY_TEXT == SQLITE_ANY);
 
+// By the file's header, without a lock and without reading the schema.
+static bool isWriteAhead(VELQ_DSH_Connection *connection) noexcept
+{
+    constexpr sqlite3_int64 versionOffset = 18;
+    constexpr unsigned char writeAheadVersion = 2;
+    sqlite3_file *file = nullptr;
+    unsigned char version = 0;
+    return sqlite3_file_control(connection, "main", SQLITE_FCNTL_FILE_POINTER, &file) == SQLITE_OK && file != nullptr &&
+           file->pMethods != nullptr && file->pMethods->xRead(file, &version, 1, versionOffset) == SQLITE_OK &&
+           version == writeAheadVersion;
+}
+
+// In write-ahead mode a commit is sound without waiting for the disk: a loss of power takes the latest ones back. When
+// the setting is refused each commit waits. Callers set their busy rule later; until then, what another process does
+// when it is the first or the last one at the file is waited for as long as theirs waits.
+static void waitForDiskAtCheckpointsOnly(VELQ_DSH_Connection *connection) noexcept
+{
+    constexpr int longestWait = 250; // milliseconds
+    sqlite3_busy_timeout(connection, longestWait);
+    sqlite3_exec(connection, "PRAGMA synchronous = NORMAL;", nullptr, nullptr, nullptr);
+    sqlite3_busy_timeout(connection, 0);
+}
+
 int VELQ_DSH_Open(const char *path, VELQ_DSH_Connection **connection) noexcept
 {
-    const int code = sqlite3_open_v2(path, connection, SQLITE_OPEN_READWRITE, fileLayerName());
-    return code == SQLITE_OK ? hardenConnection(*connection) : code;
+    int code = sqlite3_open_v2(path, connection, SQLITE_OPEN_READWRITE, fileLayerName());
+    if (code == SQLITE_OK) {
+        code = hardenConnection(*connection);
+    }
+    if (code == SQLITE_OK && isWriteAhead(*connection)) {
+        waitForDiskAtCheckpointsOnly(*connection);
+    }
+    return code;
 }
 
 int VELQ_DSH_Close(VELQ_DSH_Connection *connection) noexcept

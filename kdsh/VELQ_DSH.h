@@ -42,8 +42,8 @@ enum VELQ_DSH_TextRepresentation : int { VELQ_DSH_ANY_TEXT = 5 };
 #endif
 
 // Opens an existing file for reading and writing, or for reading only where the file is write-protected. Never creates
-// one. Puts the layer's bounds on the connection. `*connection` must be closed also after a failure. `path` is UTF-8 in
-// the operating system's own form.
+// one. Puts the layer's bounds on the connection. A file in write-ahead mode is read, and its commits do not wait for
+// the disk. `*connection` must be closed also after a failure. `path` is UTF-8 in the operating system's own form.
 VELQ_DSH_API int VELQ_DSH_Open(const char *path, VELQ_DSH_Connection **connection) noexcept;
 // Closing null succeeds.
 VELQ_DSH_API int VELQ_DSH_Close(VELQ_DSH_Connection *connection) noexcept;

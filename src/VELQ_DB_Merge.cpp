@@ -40,7 +40,9 @@ MergeSession openMerge(const MergeOperation &operation, const char *targetPath, 
         closeMerge(merge);
         return merge;
     }
-    const int code = executeSql(merge.target, beginImmediate);
+    const int prepared = texts.beforeBegin != nullptr ? executeSql(merge.target, texts.beforeBegin) : VELQ_DSH_OK;
+    // A lock that stayed for the whole wait is not waited for once more.
+    const int code = prepared == VELQ_DSH_BUSY ? prepared : executeSql(merge.target, beginImmediate);
     if (code != VELQ_DSH_OK) {
         logText(texts.begin, code);
         executeSql(merge.target, commitTransaction);
@@ -48,6 +50,7 @@ MergeSession openMerge(const MergeOperation &operation, const char *targetPath, 
         return merge;
     }
     merge.isOpen = true;
+    merge.code = prepared;
     return merge;
 }
 

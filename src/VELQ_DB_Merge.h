@@ -26,6 +26,7 @@ struct MergeTexts {
     FailureTexts busyHandlerOfSource{};
     FailureTexts openTarget{};
     FailureTexts busyHandlerOfTarget{};
+    const char *beforeBegin = nullptr; // SQL run on the target when it is open; null for none
     LogText begin{};
     MergeStatementTexts rows{};   // of the update; a failed step is taken for their end
     MergeStatementTexts lookup{}; // these three run on the target
@@ -82,7 +83,7 @@ struct MergeSession {
 };
 
 // Opens both files and begins the transaction on the target. A target that cannot begin gives a merge without rows that
-// succeeds.
+// succeeds; one that begins, but refused what is to be run before, fails the merge.
 MergeSession openMerge(const MergeOperation &operation, const char *targetPath, const char *updatePath) noexcept;
 // Moves to the next row of the update. False at its end (an error while reading counts as the end) and once the merge
 // has failed. A last result code of row is no failure: the target knew the row before.

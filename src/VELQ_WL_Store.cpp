@@ -16,6 +16,9 @@ static constexpr MergeOperation probabilityMerge({
     .openTarget = {errorLine("%s:%d\tError:  Can not open db\n")},
     .busyHandlerOfTarget = {errorLine("%s:%d\tError: VELQ_DSH_busyHandler\n"),
                             errorLine("%s:%d\t**********Error:Leave db_MergeDiff2ProbTable()!********\n")},
+    // A store in write-ahead mode lets commits run ahead of the disk, but the version record that follows must not tell
+    // of an update that a loss of power takes back.
+    .beforeBegin = "PRAGMA synchronous = FULL;",
     .begin = debugLine("%s:%d\tError: VELQ_DSH_Exec, BEGIN TRANSACTION\n"),
     .rows = {.sql = "select key, value FROM diffProbTable;", .prepare = errorLine("%s:%d\tError: VELQ_DSH_Prepare\n")},
     .lookup = {.sql = "select value FROM velqTable WHERE (key=?);",

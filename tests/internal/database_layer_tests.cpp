@@ -5,11 +5,14 @@
 #include "internal/front_fixture.h"
 #include "support/system.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace velq::test {
@@ -214,6 +217,48 @@ TEST_F(AccessLayer, result_codes_are_the_databases_own)
     EXPECT_EQ(VELQ_DSH_ROW, 100);
     EXPECT_EQ(VELQ_DSH_DONE, 101);
     EXPECT_EQ(VELQ_DSH_ANY_TEXT, 5);
+}
+
+// ---- The mode of the file's journal
+
+int firstInteger(void *out, int, char **values, char **)
+{
+    *static_cast<int *>(out) = std::atoi(values[0]);
+    return 0;
+}
+
+int syncSetting(VELQ_DSH_Connection *connection)
+{
+    int setting = -1;
+    EXPECT_EQ(VELQ_DSH_Exec(connection, "PRAGMA synchronous;", firstInteger, &setting, nullptr), VELQ_DSH_OK);
+    return setting;
+}
+
+constexpr int syncNormal = 1;
+constexpr int syncFull = 2;
+
+TEST_F(AccessLayer, each_commit_waits_for_the_disk_but_in_write_ahead_mode)
+{
+    EXPECT_EQ(syncSetting(connection_), syncFull);
+    ASSERT_EQ(VELQ_DSH_Close(connection_), VELQ_DSH_OK);
+    Database(file_).query("PRAGMA journal_mode = WAL;");
+    ASSERT_EQ(VELQ_DSH_Open(file_.string().c_str(), &connection_), VELQ_DSH_OK);
+    EXPECT_EQ(syncSetting(connection_), syncNormal);
+    EXPECT_EQ(execute("PRAGMA synchronous = FULL;"), VELQ_DSH_OK);
+    EXPECT_EQ(syncSetting(connection_), syncFull);
+}
+
+TEST_F(AccessLayer, file_in_write_ahead_mode_that_somebody_keeps_for_himself_is_opened_all_the_same)
+{
+    ASSERT_EQ(VELQ_DSH_Close(connection_), VELQ_DSH_OK);
+    std::optional<Database> owner(std::in_place, file_);
+    owner->query("PRAGMA journal_mode = WAL;");
+    owner->query("PRAGMA locking_mode = EXCLUSIVE;");
+    owner->exec("INSERT INTO t VALUES(1, 2);");
+    ASSERT_EQ(VELQ_DSH_Open(file_.string().c_str(), &connection_), VELQ_DSH_OK);
+    EXPECT_EQ(execute("SELECT * FROM t;"), VELQ_DSH_BUSY);
+    owner.reset();
+    EXPECT_EQ(execute("SELECT * FROM t;"), VELQ_DSH_OK);
 }
 
 // ---- Opening under the engine's own names

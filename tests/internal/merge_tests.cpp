@@ -18,6 +18,7 @@ namespace {
 using Texts = std::vector<std::string>;
 using Lines = std::vector<ExpectedLine>;
 
+constexpr char fullSyncSql[] = "PRAGMA synchronous = FULL;";
 constexpr char beginSql[] = "BEGIN IMMEDIATE TRANSACTION;";
 constexpr char commitSql[] = "COMMIT TRANSACTION;";
 constexpr char rollbackSql[] = "ROLLBACK TRANSACTION;";
@@ -88,7 +89,7 @@ TEST_P(ProbabilityMerge, adds_and_inserts_in_one_transaction_on_connections_of_i
     EXPECT_EQ(engine.newLines(), expectedLog({probEnter, probFound, probNotFound, probDone}, GetParam()));
     EXPECT_EQ(engine.installation.token(wide("ab")), (TokenCounts{11, 22, 3}));
     EXPECT_EQ(engine.installation.token(wide("cd")), (TokenCounts{4, 5, 6}));
-    EXPECT_EQ(watch.executed(), (Texts{beginSql, commitSql}));
+    EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginSql, commitSql}));
     EXPECT_EQ(watch.connectionsOpened(), 2);
     EXPECT_TRUE(watch.everythingReleased());
     const Texts prepared = watch.prepared();
@@ -120,6 +121,7 @@ TEST_P(ProbabilityMerge, failing_calls_are_told_and_roll_back)
             {probEnter, error("VELQ_WL_Store\tError:  Can not open db")});
     failing("busy handler of the store", {.call = DshCall::busyHandler, .nth = 2}, -2,
             {probEnter, error("VELQ_WL_Store\tError: VELQ_DSH_busyHandler"), probHandlerFailed});
+    failing("setting the sync", {.call = DshCall::exec, .sql = fullSyncSql}, -2, {probEnter, probFailed});
     failing("begin", {.call = DshCall::exec, .sql = beginSql}, 0,
             {probEnter, debug("VELQ_WL_Store\tError: VELQ_DSH_Exec, BEGIN TRANSACTION"), probDone});
     failing("preparing the rows", {.call = DshCall::prepare, .sql = "select key, value FROM diffProbTable;"}, -2,
@@ -146,11 +148,25 @@ TEST_P(ProbabilityMerge, failing_calls_are_told_and_roll_back)
         EXPECT_EQ(contents(), before) << failure.what;
         const bool began = failure.lines.size() > 1 && failure.fault.call != DshCall::open &&
                            failure.fault.call != DshCall::busyHandler;
-        const bool beginFailed = failure.fault.call == DshCall::exec;
-        EXPECT_EQ(watch.executed(), began ? (Texts{beginSql, beginFailed ? commitSql : rollbackSql}) : Texts{})
+        const bool beginFailed = failure.fault.sql == beginSql;
+        EXPECT_EQ(watch.executed(),
+                  began ? (Texts{fullSyncSql, beginSql, beginFailed ? commitSql : rollbackSql}) : Texts{})
             << failure.what;
     }
     EXPECT_EQ(merge(), 0);
+}
+
+TEST_P(ProbabilityMerge, store_that_is_locked_when_the_sync_is_set_is_passed_over_without_another_wait)
+{
+    const Texts before = contents();
+    const DshWatch watch({.call = DshCall::exec, .code = VELQ_DSH_BUSY, .sql = fullSyncSql});
+    EXPECT_EQ(merge(), 0);
+    EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, commitSql}));
+    EXPECT_TRUE(watch.everythingReleased());
+    EXPECT_EQ(engine.newLines(),
+              expectedLog({probEnter, debug("VELQ_WL_Store\tError: VELQ_DSH_Exec, BEGIN TRANSACTION"), probDone},
+                          GetParam()));
+    EXPECT_EQ(contents(), before);
 }
 
 TEST_P(ProbabilityMerge, error_while_reading_the_update_counts_as_its_end)
@@ -159,7 +175,7 @@ TEST_P(ProbabilityMerge, error_while_reading_the_update_counts_as_its_end)
     {
         const DshWatch watch({.call = DshCall::step, .code = 11});
         EXPECT_EQ(merge(), 0);
-        EXPECT_EQ(watch.executed(), (Texts{beginSql, commitSql}));
+        EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginSql, commitSql}));
         EXPECT_TRUE(watch.everythingReleased());
     }
     EXPECT_EQ(engine.newLines(), expectedLog({probEnter, probDone}, GetParam()));
@@ -167,7 +183,7 @@ TEST_P(ProbabilityMerge, error_while_reading_the_update_counts_as_its_end)
     {
         const DshWatch watch({.call = DshCall::step, .code = VELQ_DSH_BUSY, .nth = 4});
         EXPECT_EQ(merge(), 0);
-        EXPECT_EQ(watch.executed(), (Texts{beginSql, commitSql}));
+        EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginSql, commitSql}));
     }
     EXPECT_EQ(engine.newLines(), expectedLog({probEnter, probFound, probDone}, GetParam()));
     EXPECT_EQ(engine.installation.token(wide("ab")), (TokenCounts{11, 22, 3}));
@@ -221,7 +237,7 @@ TEST_P(ProbabilityMerge, key_without_memory_rolls_back)
         if (nth > 2) { // the first two are the paths of the two files
             EXPECT_EQ(lines[lines.size() - 2], "VELQ_WL_Store\tError: Memory Allocate Failed");
             EXPECT_EQ(lines.back(), probFailed.text);
-            EXPECT_EQ(watch.executed(), (Texts{beginSql, rollbackSql}));
+            EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginSql, rollbackSql}));
         }
         ++failures;
     }

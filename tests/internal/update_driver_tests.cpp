@@ -255,14 +255,14 @@ TEST_P(UpdateDriver, failed_version_record_is_told_and_keeps_the_merge)
             {{false, "VELQ_Update\tError: VELQ_DSH_Open, " + std::string(engineState.versionPath)}}, {});
     failing("busy handler", {.call = DshCall::busyHandler, .nth = 3},
             {{true, "VELQ_Update\tError: VELQ_DSH_busyHandler"}}, {});
-    failing("begin", {.call = DshCall::exec, .nth = 3}, {{false, "VELQ_Update\tError: Sqlite BEGIN TRANSACTION"}},
+    failing("begin", {.call = DshCall::exec, .nth = 4}, {{false, "VELQ_Update\tError: Sqlite BEGIN TRANSACTION"}},
             {"BEGIN IMMEDIATE TRANSACTION;"});
     failing("prepare", {.call = DshCall::prepare, .sql = updateSql}, {{true, "VELQ_Update\tError: VELQ_DSH_Prepare"}},
             {"BEGIN IMMEDIATE TRANSACTION;"});
     failing("step", {.call = DshCall::step, .nth = 5}, // row, lookup, insert or update, end
             {{true, "VELQ_Update\tError: VELQ_DSH_doNext, rc=10"}},
             {"BEGIN IMMEDIATE TRANSACTION;", "ROLLBACK TRANSACTION;"});
-    failing("commit", {.call = DshCall::exec, .nth = 4},
+    failing("commit", {.call = DshCall::exec, .nth = 5},
             {{true, "VELQ_Update\tError: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=10"}},
             {"BEGIN IMMEDIATE TRANSACTION;", "COMMIT TRANSACTION;", "ROLLBACK TRANSACTION;"});
 
@@ -287,7 +287,7 @@ TEST_P(UpdateDriver, failed_version_record_is_told_and_keeps_the_merge)
         lines.insert(lines.end(), failure.lines.begin(), failure.lines.end());
         lines.push_back({true, "VELQ_Update\tError: db_UpdateVersion  (prob.bin) "});
         EXPECT_EQ(engine.newLines(), expectedLog(lines, GetParam())) << failure.what;
-        Texts executed = {"BEGIN IMMEDIATE TRANSACTION;", "COMMIT TRANSACTION;"};
+        Texts executed = {"PRAGMA synchronous = FULL;", "BEGIN IMMEDIATE TRANSACTION;", "COMMIT TRANSACTION;"};
         executed.insert(executed.end(), failure.executed.begin(), failure.executed.end());
         EXPECT_EQ(watch.executed(), executed) << failure.what;
     }

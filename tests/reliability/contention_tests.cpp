@@ -22,6 +22,7 @@
 #include <string>
 #include <sys/wait.h>
 #include <thread>
+#include <tuple>
 #include <unistd.h>
 #include <vector>
 
@@ -242,7 +243,7 @@ void layOut(Installation &installation)
     }
 }
 
-class Contention : public testing::TestWithParam<StartVariant> {};
+class Contention : public testing::TestWithParam<std::tuple<StartVariant, Journal>> {};
 
 } // namespace
 
@@ -250,8 +251,10 @@ TEST_P(Contention, two_processes_with_four_threads_each_lose_no_acknowledged_wri
 {
     constexpr int workers = 2;
     constexpr std::size_t threadsOfWorker = 4;
+    const auto [variant, journal] = GetParam();
     Installation installation;
     layOut(installation);
+    installation.setJournal(journal);
     int reports[workers][2];
     pid_t children[workers];
     std::fflush(nullptr);
@@ -259,7 +262,7 @@ TEST_P(Contention, two_processes_with_four_threads_each_lose_no_acknowledged_wri
         ASSERT_EQ(pipe(reports[i]), 0);
         children[i] = fork();
         if (children[i] == 0) {
-            runWorker(installation, i, GetParam(), reports[i][1]);
+            runWorker(installation, i, variant, reports[i][1]);
         }
         close(reports[i][1]);
     }
@@ -273,7 +276,7 @@ TEST_P(Contention, two_processes_with_four_threads_each_lose_no_acknowledged_wri
         ASSERT_EQ(waitpid(children[i], &status, 0), children[i]);
         EXPECT_EQ(status, 0);
         const char *const names[] = {"updates", "reads", "edits",
-                                     GetParam() == StartVariant::plain ? "ratings" : "more reads"};
+                                     variant == StartVariant::plain ? "ratings" : "more reads"};
         for (std::size_t thread = 0; thread < tallies.size(); ++thread) {
             const Tally &tally = tallies[thread];
             std::printf("worker %d, %s: %lld calls, %lld refused, %lld turned away\n", i, names[thread],
@@ -290,8 +293,13 @@ TEST_P(Contention, two_processes_with_four_threads_each_lose_no_acknowledged_wri
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Starts, Contention, testing::Values(StartVariant::plain, StartVariant::norix),
-                         testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(StartsAndJournals, Contention,
+                         testing::Combine(testing::Values(StartVariant::plain, StartVariant::norix),
+                                          testing::Values(Journal::rollback, Journal::writeAhead)),
+                         [](const auto &given) {
+                             return testing::PrintToString(std::get<0>(given.param)) + "_" +
+                                    testing::PrintToString(std::get<1>(given.param));
+                         });
 
 // ---- A lock held for a while
 

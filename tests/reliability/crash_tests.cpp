@@ -2,7 +2,8 @@
 // or a lock. Whatever it had told to be done is in the data files, and beyond that a prefix of the operation that was
 // running, cut between transactions; every file is sound, and the engine starts and writes again.
 //
-// The normal form kills 60 times. 600 times: VELQ_RELIABILITY_FULL=1 build/bin/velq_crash_tests
+// The normal form kills 60 times in each mode of the token store. 600 times: VELQ_RELIABILITY_FULL=1
+// build/bin/velq_crash_tests
 #include "fault_layer.h"
 #include "store_model.h"
 #include "support/engine_session.h"
@@ -21,6 +22,7 @@
 
 using namespace velq::reliability;
 using velq::test::EngineSession;
+using velq::test::Journal;
 using velq::test::StartVariant;
 
 namespace {
@@ -139,7 +141,9 @@ Death randomDeath(std::mt19937 &random)
 
 } // namespace
 
-TEST(Crash, leaves_every_acknowledged_operation_and_a_prefix_of_the_next)
+class Crash : public testing::TestWithParam<Journal> {};
+
+TEST_P(Crash, leaves_every_acknowledged_operation_and_a_prefix_of_the_next)
 {
     const int wanted = std::getenv("VELQ_RELIABILITY_FULL") != nullptr ? killsInFullForm : killsInNormalForm;
     std::mt19937 random(seed);
@@ -154,6 +158,7 @@ TEST(Crash, leaves_every_acknowledged_operation_and_a_prefix_of_the_next)
                                         << ", " << death.variant);
         Installation installation;
         fillInstallation(installation);
+        installation.setJournal(GetParam());
         const Stores before = readStores(installation);
         const std::vector<Operation> operations = writingOperations(installation);
         const Outcome outcome = runAndKill(installation, death);
@@ -178,3 +183,6 @@ TEST(Crash, leaves_every_acknowledged_operation_and_a_prefix_of_the_next)
     // Kills are spread over the operations, not gathered in one.
     EXPECT_GE(killsAfter.size(), 6U);
 }
+
+INSTANTIATE_TEST_SUITE_P(Journals, Crash, testing::Values(Journal::rollback, Journal::writeAhead),
+                         testing::PrintToStringParamName());

@@ -167,10 +167,41 @@ int characteristics(sqlite3_file *file)
     return under(file)->pMethods->xDeviceCharacteristics(under(file));
 }
 
-constexpr sqlite3_io_methods methods = {1,           closeFile,  readFile,        writeFile,  truncateFile,
-                                        syncFile,    fileSize,   lockFile,        unlockFile, checkReserved,
-                                        fileControl, sectorSize, characteristics, nullptr,    nullptr,
-                                        nullptr,     nullptr,    nullptr,         nullptr};
+// The memory that connections share in write-ahead mode is a file of its own.
+int mapShared(sqlite3_file *file, int region, int size, int isExtending, void volatile **memory)
+{
+    if (fails(Fault::open)) {
+        *memory = nullptr;
+        return SQLITE_IOERR_SHMOPEN;
+    }
+    return withKill([&] { return under(file)->pMethods->xShmMap(under(file), region, size, isExtending, memory); });
+}
+
+int lockShared(sqlite3_file *file, int offset, int count, int flags)
+{
+    if ((flags & SQLITE_SHM_LOCK) != 0 && fails(Fault::lockBusy)) {
+        return SQLITE_BUSY;
+    }
+    if ((flags & SQLITE_SHM_LOCK) != 0 && fails(Fault::lockError)) {
+        return SQLITE_IOERR_SHMLOCK;
+    }
+    return withKill([&] { return under(file)->pMethods->xShmLock(under(file), offset, count, flags); });
+}
+
+void orderShared(sqlite3_file *file)
+{
+    under(file)->pMethods->xShmBarrier(under(file));
+}
+
+int unmapShared(sqlite3_file *file, int isRemoving)
+{
+    return withKill([file, isRemoving] { return under(file)->pMethods->xShmUnmap(under(file), isRemoving); });
+}
+
+constexpr sqlite3_io_methods methods = {2,           closeFile,   readFile,        writeFile,  truncateFile,
+                                        syncFile,    fileSize,    lockFile,        unlockFile, checkReserved,
+                                        fileControl, sectorSize,  characteristics, mapShared,  lockShared,
+                                        orderShared, unmapShared, nullptr,         nullptr};
 
 int openFile(sqlite3_vfs *, const char *path, sqlite3_file *file, int flags, int *flagsGiven)
 {
@@ -214,6 +245,11 @@ void *allocateForEngine(std::size_t size) noexcept
 
 void skipSleep(std::uint32_t) noexcept {}
 
+int skipDatabaseSleep(sqlite3_vfs *, int microseconds)
+{
+    return microseconds;
+}
+
 // What is tested here is no property of a disk, and memory is faster: files lie there where the system offers it.
 [[maybe_unused]] const bool isInMemory =
     std::getenv("TMPDIR") == nullptr && access("/dev/shm", W_OK) == 0 && setenv("TMPDIR", "/dev/shm", 1) == 0;
@@ -233,6 +269,7 @@ const bool isInstalled = [] {
     layer.szOsFile = static_cast<int>(sizeof(LayeredFile)) + base->szOsFile;
     layer.xOpen = openFile;
     layer.xDelete = removeFile;
+    layer.xSleep = skipDatabaseSleep; // the waits of SQLite's own
     if (sqlite3_vfs_register(&layer, 1) != SQLITE_OK) {
         std::abort();
     }

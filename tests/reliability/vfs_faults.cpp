@@ -19,6 +19,7 @@
 
 using namespace velq::reliability;
 using velq::test::EngineSession;
+using velq::test::Journal;
 using velq::test::StartVariant;
 
 namespace {
@@ -51,9 +52,10 @@ std::string readFile(const std::filesystem::path &path)
 // An installation that can be put back to its first state.
 class Original {
   public:
-    Original()
+    explicit Original(Journal journal = Journal::rollback)
     {
         fillInstallation(installation_);
+        installation_.setJournal(journal);
         for (const char *name : dataFileNames) {
             bytes_.push_back(readFile(installation_.dataFile(name)));
         }
@@ -63,7 +65,9 @@ class Original {
     void restore() const
     {
         for (std::size_t i = 0; i < dataFileNames.size(); ++i) {
-            std::filesystem::remove(installation_.dataFile(dataFileNames[i]).string() + "-journal");
+            for (const char *suffix : {"-journal", "-wal", "-shm"}) {
+                std::filesystem::remove(installation_.dataFile(dataFileNames[i]).string() + suffix);
+            }
             std::ofstream(installation_.dataFile(dataFileNames[i]), std::ios::binary | std::ios::trunc) << bytes_[i];
         }
         for (const char *name : {"engine.log", "norix-engine.log"}) {
@@ -127,12 +131,13 @@ std::int32_t resultOfNextCall(const Operation &operation, const Stores &found)
     return isMerged ? VELQ_ERR_FAILED : VELQ_SUCCESS;
 }
 
-using Case = std::tuple<std::string, StartVariant>;
+using Case = std::tuple<std::string, StartVariant, Journal>;
 
 class FaultBelow : public testing::TestWithParam<Case> {
   protected:
     FaultBelow()
-        : operation_(operationNamed(std::get<0>(GetParam()), original_.installation())),
+        : original_(std::get<2>(GetParam())),
+          operation_(operationNamed(std::get<0>(GetParam()), original_.installation())),
           strictStates_(statesAfterFailure(original_.stores(), operation_, false)),
           readingStates_(statesAfterFailure(original_.stores(), operation_, true))
     {
@@ -207,14 +212,23 @@ static std::string nameOfCase(const testing::TestParamInfo<Case> &info)
 {
     std::string name = std::get<0>(info.param);
     std::replace(name.begin(), name.end(), ' ', '_');
-    return name + (std::get<1>(info.param) == StartVariant::norix ? "_with_kept_connections" : "");
+    return name + (std::get<1>(info.param) == StartVariant::norix ? "_with_kept_connections" : "") +
+           (std::get<2>(info.param) == Journal::writeAhead ? "_in_write_ahead_mode" : "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Operations, FaultBelow,
                          testing::Combine(testing::Values("add", "batch add", "remove", "train", "correct to spam",
                                                           "correct to ham", "merge tokens", "merge white numbers",
                                                           "record a version"),
-                                          testing::Values(StartVariant::plain, StartVariant::norix)),
+                                          testing::Values(StartVariant::plain, StartVariant::norix),
+                                          testing::Values(Journal::rollback)),
+                         nameOfCase);
+
+// Those that touch the token store.
+INSTANTIATE_TEST_SUITE_P(WriteAhead, FaultBelow,
+                         testing::Combine(testing::Values("train", "correct to spam", "correct to ham", "merge tokens"),
+                                          testing::Values(StartVariant::plain, StartVariant::norix),
+                                          testing::Values(Journal::writeAhead)),
                          nameOfCase);
 
 TEST(StoreModel, agrees_with_the_engine_where_nothing_fails)

@@ -110,6 +110,14 @@ std::filesystem::path Installation::logFile(std::string_view name) const
     return program_ / pathOf(name);
 }
 
+void Installation::setJournal(Journal journal)
+{
+    const std::string mode = journal == Journal::writeAhead ? "wal" : "delete";
+    if (open("prob.bin").query("PRAGMA journal_mode = " + mode + ";").at(0).at(0).bytes != mode) {
+        throw std::runtime_error("the token store does not change its journal");
+    }
+}
+
 void Installation::enableDebug() const
 {
     const std::ofstream marker(program_ / "enable-debug");

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +37,14 @@ std::string tokenValueBytes(const TokenCounts &counts);
 TokenCounts tokenCountsOf(std::string_view valueBytes);
 
 enum class NumberList { white, black };
+
+// How the token store keeps what is being written: the two modes that an installation can be laid out in.
+enum class Journal { rollback, writeAhead };
+
+inline std::ostream &operator<<(std::ostream &out, Journal journal)
+{
+    return out << (journal == Journal::writeAhead ? "write_ahead" : "rollback");
+}
 
 // The key under which a list keeps a number given as displayed: reversed, with the terminating zero byte.
 std::string storedNumber(std::string_view displayed);
@@ -64,6 +73,9 @@ class Installation {
     {
         return Database(dataFile(dataFileName));
     }
+
+    // Lasting; nobody else may have the token store open.
+    void setJournal(Journal journal);
 
     // Lays down the marker that turns the trace on at the next start.
     void enableDebug() const;

@@ -3,6 +3,7 @@
 #include "support/database.h"
 
 #include <nlohmann/json.hpp>
+#include <utility>
 
 namespace velq::test {
 namespace {
@@ -70,6 +71,32 @@ TEST(cli_init, is_silent_when_quiet)
         velq({"init", (folder.path() / "new").string(), "--quiet", "--store", source.dataFile("prob.bin").string()});
     expectDone(result);
     EXPECT_EQ(result.out + result.err, "");
+}
+
+TEST(cli_init, lays_the_token_store_out_with_the_journal_that_is_asked_for)
+{
+    Installation source;
+    fillStore(source);
+    source.setJournal(Journal::writeAhead);
+    const TemporaryFolder folder;
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+        {{}, "delete"}, {{"--journal", "delete"}, "delete"}, {{"--journal", "wal"}, "wal"}};
+    for (const auto &[options, mode] : cases) {
+        const std::string root = (folder.path() / (mode + std::to_string(options.size()))).string();
+        std::vector<std::string> command = {"init", root, "--store", source.dataFile("prob.bin").string()};
+        command.insert(command.end(), options.begin(), options.end());
+        expectDone(velq(command));
+        const std::string store = root + "/Quenlibra/Tarvolent/data/prob.bin";
+        const CommandResult verified = velq({"store", "verify", store});
+        expectDone(verified);
+        EXPECT_NE(verified.err.find("is sound, journal: " + mode), std::string::npos) << verified.err;
+        EXPECT_EQ(json::parse(velq({"store", "verify", "--json", store}).out)["journal"], mode);
+        EXPECT_EQ(velq({"rate", "--install", root, spamText}).out, "spam\t" + spamText + "\n");
+        EXPECT_FALSE(fs::exists(store + "-wal"));
+    }
+    const std::string root = (folder.path() / "refused").string();
+    expectFailure(velq({"init", root, "--journal", "memory"}), 64, "--journal");
+    EXPECT_FALSE(fs::exists(root));
 }
 
 TEST_F(cli_init_from_a_pipe, installation_is_laid_out_with_a_store_from_a_pipe)

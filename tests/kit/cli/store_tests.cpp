@@ -132,6 +132,22 @@ TEST_F(store_command, verify_lists_each_problem_and_fails)
     expectFailure(velq({"store", "verify", path("none")}), noInput, "none");
 }
 
+TEST_F(store_command, what_stands_in_a_log_beside_a_store_counts)
+{
+    const std::string store = this->store("ahead.bin", "messages\t5\t5\ntokens\nab\t1\t1\n");
+    Database writer(store);
+    writer.query("PRAGMA journal_mode = WAL;");
+    writer.exec("INSERT INTO velqTable VALUES(x'63006400', x'020000000300000000000000');");
+    ASSERT_GT(fs::file_size(store + "-wal"), 0U);
+    EXPECT_NE(velq({"store", "dump", store}).out.find("cd\t2\t3\n"), std::string::npos);
+    EXPECT_EQ(Json::parse(velq({"store", "stats", "--json", store}).out)["tokens"], 2);
+    EXPECT_NE(velq({"store", "verify", store}).err.find("journal: wal"), std::string::npos);
+    const std::string before = this->store("before.bin", "messages\t5\t5\ntokens\nab\t1\t1\n");
+    EXPECT_EQ(Json::parse(velq({"store", "diff", "--json", before, store, "-o", path("u.db")}).out)["added"], 1);
+    expectFailure(velq({"store", "load", path("before.bin.txt"), "-o", store}), inputOutput, "in use");
+    EXPECT_NE(velq({"store", "dump", store}).out.find("cd\t2\t3\n"), std::string::npos);
+}
+
 TEST_F(store_command, stats_agree_as_text_and_json)
 {
     const std::string some =

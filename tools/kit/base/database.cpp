@@ -3,11 +3,35 @@
 
 #include "kit/base/status.h"
 
+#include <array>
+#include <fstream>
 #include <sqlite3.h>
 
 namespace velq::kit {
 
 static constexpr int busyMilliseconds = 250;
+
+std::string_view journalName(Journal journal)
+{
+    return journal == Journal::writeAhead ? "wal" : "delete";
+}
+
+Journal journalOf(const std::filesystem::path &file)
+{
+    constexpr std::string_view databaseStart = "SQLite format 3";
+    constexpr std::size_t versionOffset = 18;
+    constexpr char writeAheadVersion = 2;
+    std::array<char, versionOffset + 1> start{};
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(file, ignored)) {
+        return Journal::rollback; // and no pipe is emptied
+    }
+    std::ifstream in(file, std::ios::binary);
+    in.read(start.data(), start.size());
+    const bool isDatabase = in.gcount() == static_cast<std::streamsize>(start.size()) &&
+                            std::string_view(start.data(), databaseStart.size()) == databaseStart;
+    return isDatabase && start[versionOffset] == writeAheadVersion ? Journal::writeAhead : Journal::rollback;
+}
 
 static int openFlags(DatabaseMode mode)
 {
@@ -22,6 +46,18 @@ static int openFlags(DatabaseMode mode)
     return SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
 }
 
+void requireNoLogBeside(const std::filesystem::path &file)
+{
+    for (const char *suffix : {"-wal", "-journal"}) {
+        std::error_code ignored;
+        const std::string left = file.string() + suffix;
+        if (std::filesystem::exists(left, ignored)) {
+            throw Error(Status::cannotCreate, left + " is left of another file and would be taken for a part of " +
+                                                  file.string() + "; move it away or choose another name");
+        }
+    }
+}
+
 Database::Database(const std::filesystem::path &file, DatabaseMode mode) : file_(file)
 {
     std::error_code ignored;
@@ -32,6 +68,9 @@ Database::Database(const std::filesystem::path &file, DatabaseMode mode) : file_
     }
     if (mode != DatabaseMode::create && !exists) {
         throw Error(Status::noInput, "cannot open " + file.string() + ": no such file; check the path");
+    }
+    if (mode == DatabaseMode::create) {
+        requireNoLogBeside(file);
     }
     const std::filesystem::file_status status = std::filesystem::status(file, ignored);
     if (mode != DatabaseMode::create && !std::filesystem::is_regular_file(status)) {
@@ -68,6 +107,15 @@ void Database::fail(int code) const
         throw Error(Status::badData, file_.string() + ": " + problem + "; it is not the data file that is needed here");
     case SQLITE_BUSY:
         throw Error(Status::inputOutput, file_.string() + " is in use by another program; run the command again");
+    case SQLITE_CANTOPEN:
+    case SQLITE_READONLY:
+        if (journalOf(file_) == Journal::writeAhead) {
+            throw Error(Status::noInput,
+                        file_.string() + " is in write-ahead mode (journal: wal) and cannot be read where " +
+                            file_.filename().string() + "-wal and -shm cannot be opened beside it; copy it, with its " +
+                            "-wal file if there is one, to a folder that you may write");
+        }
+        [[fallthrough]];
     default:
         throw Error(Status::inputOutput,
                     file_.string() + ": " + problem + "; check the file, its permissions and the space left");
@@ -93,6 +141,16 @@ bool Database::hasTable(std::string_view table)
     Query query(*this, "SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = ?;");
     query.bindText(1, table);
     return query.step();
+}
+
+void Database::setJournal(Journal journal)
+{
+    Query query(*this, journal == Journal::writeAhead ? "PRAGMA journal_mode = WAL;" : "PRAGMA journal_mode = DELETE;");
+    if (!query.step() || query.text(0) != journalName(journal)) {
+        throw Error(Status::cannotCreate,
+                    file_.string() + " cannot be put into the mode journal: " + std::string(journalName(journal)) +
+                        "; use it on a local disk, with the other mode, or when nobody has it open");
+    }
 }
 
 Query::Query(Database &database, std::string_view sql) : database_(database)

@@ -18,8 +18,23 @@ enum class DatabaseMode {
     create // a file that must not exist
 };
 
+// Where a database keeps what is being written: in a rollback journal, or ahead of the file in a log beside it
+// (file-wal), which processes share through memory in another file (file-shm). A lasting property of the file.
+enum class Journal { rollback, writeAhead };
+
+// "delete" or "wal", as SQLite and the commands name them.
+std::string_view journalName(Journal journal);
+
+// By the file's first bytes; rollback for what is no database.
+Journal journalOf(const std::filesystem::path &file);
+
+// Throws Error (cannotCreate) when the log or journal of another file lies where `file` is to be made: it would be
+// taken for this one's.
+void requireNoLogBeside(const std::filesystem::path &file);
+
 // One connection. Failures throw Error with the file's name: noInput for a missing file, cannotCreate, badData for a
 // file that is no database, inputOutput for the rest. A locked file is waited for at most as long as the engine waits.
+// Reading a file in write-ahead mode takes the files beside it: where they cannot be made that is an Error (noInput).
 class Database {
   public:
     Database(const std::filesystem::path &file, DatabaseMode mode);
@@ -32,6 +47,8 @@ class Database {
     // The first column of the first row; 0 without a row.
     std::int64_t integer(const std::string &sql);
     bool hasTable(std::string_view table);
+    // Nobody else may have the file open.
+    void setJournal(Journal journal);
 
     const std::filesystem::path &file() const
     {

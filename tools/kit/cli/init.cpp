@@ -7,6 +7,7 @@
 #include "kit/store/store_form.h"
 #include "kit/store/store_text.h"
 
+#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <optional>
 
@@ -17,6 +18,7 @@ namespace {
 struct InitOptions {
     std::string folder;
     std::string store;
+    std::string journal = "delete";
 };
 
 } // namespace
@@ -35,7 +37,8 @@ static void runInit(const InitOptions &options, Context &context)
         writeStoreContents(store, readStoreText(input.stream(), input.name()));
     }
     const Installation installation(options.folder);
-    layOut(installation, store);
+    layOut(installation, store,
+           options.journal == journalName(Journal::writeAhead) ? Journal::writeAhead : Journal::rollback);
     context.message("installation laid out in " + installation.programFolder().string());
 }
 
@@ -46,9 +49,16 @@ void addInitCommand(CLI::App &root, Context &context)
     addFileArgument(*command, "DIR", options->folder, "The folder to hold the installation")->required();
     addFileOption(*command, "--store", options->store,
                   "Token store to install instead of the delivered one: a prob.bin or its text form");
+    command
+        ->add_option("--journal", options->journal,
+                     "How the token store keeps what is being written: delete, a journal that each commit waits for; "
+                     "wal, a log ahead of the file, for a host that trains all the time and keeps the store open")
+        ->check(CLI::IsMember({"delete", "wal"}))
+        ->type_name("MODE")
+        ->capture_default_str();
     addQuietFlag(*command, context);
-    addExamples(*command,
-                {"velq init ~/filter", "velq init ~/filter --store prob.bin", "velq init ~/filter --store store.txt"});
+    addExamples(*command, {"velq init ~/filter", "velq init ~/filter --store prob.bin",
+                           "velq init ~/filter --store store.txt", "velq init ~/filter --journal wal"});
     command->callback([options, &context] { runInit(*options, context); });
 }
 

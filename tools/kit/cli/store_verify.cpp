@@ -11,10 +11,16 @@ namespace velq::kit {
 static void runVerify(const std::string &file, Context &context)
 {
     InputFile input(file, context.in);
+    const bool isFile = isDatabase(input);
     const std::vector<StoreProblem> problems =
-        isDatabase(input) ? verifyStoreFile(file) : verifyContents(readStoreText(input.stream(), input.name()));
+        isFile ? verifyStoreFile(file) : verifyContents(readStoreText(input.stream(), input.name()));
+    const std::string journal(isFile ? journalName(journalOf(file)) : "");
     if (context.json) {
-        context.out << nlohmann::ordered_json{{"problems", problemsJson(problems)}}.dump() << '\n';
+        nlohmann::ordered_json json{{"problems", problemsJson(problems)}};
+        if (isFile) {
+            json["journal"] = journal;
+        }
+        context.out << json.dump() << '\n';
     } else {
         printProblems(context.out, problems);
     }
@@ -22,13 +28,14 @@ static void runVerify(const std::string &file, Context &context)
         throw Error(Status::badData, file + ": " + plural(problems.size(), "problem") +
                                          " found; correct the text form (velq store dump, load) or build it anew");
     }
-    context.message(file + " is sound");
+    context.message(file + " is sound" + (isFile ? ", journal: " + journal : ""));
 }
 
 void addStoreVerify(CLI::App &store, Context &context)
 {
     auto file = std::make_shared<std::string>();
-    CLI::App *command = addCommand(store, "verify", "Check a token store and list every problem");
+    CLI::App *command =
+        addCommand(store, "verify", "Check a token store, list every problem and name the mode of its journal");
     addFileArgument(*command, "FILE", *file, "A token store, prob.bin or text form")->required();
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);

@@ -1,10 +1,10 @@
 // Installations: their paths, laying out and copying them, and checks of what is there.
 #include "kit/engine/installation.h"
 
-#include "kit/base/database.h"
 #include "kit/base/status.h"
 #include "velq_schema.h"
 
+#include <sqlite3.h>
 #include <vector>
 
 namespace velq::kit {
@@ -94,16 +94,41 @@ void checkDataFiles(const Installation &installation)
     }
 }
 
-// Holds the source's read lock while its bytes are copied, so that no writer gets between.
+// The source's pages as a reader sees them: what its log holds belongs to them, and the file alone may change
+// meanwhile.
+static void copyPages(Database &source, const fs::path &to)
+{
+    Database target(to, DatabaseMode::create);
+    try {
+        sqlite3_backup *copy = sqlite3_backup_init(target.handle(), "main", source.handle(), "main");
+        const int code = copy != nullptr ? sqlite3_backup_step(copy, -1) : sqlite3_errcode(target.handle());
+        sqlite3_backup_finish(copy);
+        if (code != SQLITE_DONE) {
+            target.fail(code);
+        }
+        target.setJournal(Journal::rollback); // the pages bring the source's mode along
+    } catch (...) {
+        std::error_code ignored;
+        fs::remove(to, ignored);
+        throw;
+    }
+}
+
+// Holds the source's read lock while it is copied, so that no writer gets between.
 static void copyDataFile(const fs::path &from, const fs::path &to)
 {
     Database source(from, DatabaseMode::read);
     source.exec("BEGIN;");
     source.integer("SELECT COUNT(*) FROM sqlite_master;");
     std::error_code code;
-    if (!fs::copy_file(from, to, fs::copy_options::none, code)) {
-        throw Error(Status::cannotCreate,
-                    "cannot create " + to.string() + ": " + code.message() + "; check the folder");
+    if (journalOf(from) == Journal::writeAhead) {
+        copyPages(source, to);
+    } else {
+        requireNoLogBeside(to);
+        if (!fs::copy_file(from, to, fs::copy_options::none, code)) {
+            throw Error(Status::cannotCreate,
+                        "cannot create " + to.string() + ": " + code.message() + "; check the folder");
+        }
     }
     // A file delivered read-only is copied with its permissions; the engine writes to its own.
     fs::permissions(to, fs::perms::owner_read | fs::perms::owner_write, fs::perm_options::add, code);
@@ -119,7 +144,7 @@ static void createDataFile(const Installation &installation, std::string_view na
     }
 }
 
-void layOut(const Installation &installation, const fs::path &tokenStore)
+void layOut(const Installation &installation, const fs::path &tokenStore, Journal journal)
 {
     installation.programDirectory();
     for (const std::string_view name : dataFileNames) {
@@ -142,6 +167,9 @@ void layOut(const Installation &installation, const fs::path &tokenStore)
         for (const std::string_view name : dataFileNames) {
             createDataFile(installation, name, tokenStore);
             made.push_back(installation.dataFile(name));
+        }
+        if (journal == Journal::writeAhead) {
+            Database(installation.dataFile("prob.bin"), DatabaseMode::write).setJournal(journal);
         }
     } catch (...) {
         for (const fs::path &file : made) {

@@ -2,6 +2,7 @@
 #ifndef VELQ_KIT_ENGINE_INSTALLATION_H
 #define VELQ_KIT_ENGINE_INSTALLATION_H
 
+#include "kit/base/database.h"
 #include "kit/base/wide_text.h"
 
 #include <array>
@@ -37,13 +38,15 @@ class Installation {
     std::filesystem::path root_;
 };
 
-// Lays out the program directory with the five data files, prob.bin as a copy of `tokenStore`, or empty without one.
-// Throws Error: cannotCreate when one of the files exists (nothing is changed then) or cannot be made (what was made is
-// removed); noInput or badData when `tokenStore` is missing or no token store.
-void layOut(const Installation &installation, const std::filesystem::path &tokenStore);
+// Lays out the program directory with the five data files, prob.bin as a copy of `tokenStore`, or empty without one,
+// and in the mode of `journal` whatever the store's own is. Throws Error: cannotCreate when one of the files exists
+// (nothing is changed then) or cannot be made (what was made is removed); noInput or badData when `tokenStore` is
+// missing or no token store.
+void layOut(const Installation &installation, const std::filesystem::path &tokenStore,
+            Journal journal = Journal::rollback);
 
-// Lays out `to` with copies of the data files of `from`, each as it stands at one moment. Throws Error: noInput,
-// badData, inputOutput for `from`, cannotCreate for `to`.
+// Lays out `to` with copies of the data files of `from`, each as it stands at one moment and with a rollback journal.
+// Throws Error: noInput, badData, inputOutput for `from`, cannotCreate for `to`.
 void copyInstallation(const Installation &from, const Installation &to);
 
 // Makes the data file or update file `name` of the schema ("prob.bin", "wn-update", ...) at `file`, which must not

@@ -112,14 +112,62 @@ static void layOutDraft(const std::filesystem::path &draft, const std::filesyste
     }
 }
 
+static bool hasLogBeside(const std::filesystem::path &path)
+{
+    std::error_code ignored;
+    const std::string file = std::filesystem::weakly_canonical(path, ignored).string();
+    return std::filesystem::exists(file + "-wal", ignored) || std::filesystem::exists(file + "-journal", ignored);
+}
+
+// A log or journal beside a file would be taken for that of the file that takes its place. Opening the old one for
+// writing takes in what is left; in write-ahead mode nobody else may have it open either.
+static void takeInLog(const std::filesystem::path &path)
+{
+    try {
+        Database old(path, DatabaseMode::write);
+        old.integer("SELECT COUNT(*) FROM sqlite_master;");
+        if (journalOf(path) == Journal::writeAhead) {
+            old.setJournal(Journal::rollback);
+        }
+    } catch (const Error &error) {
+        if (error.status() != Status::badData) {
+            throw Error(Status::inputOutput, path.string() + " is in use by another program or cannot be written; " +
+                                                 "stop what uses it and run the command again");
+        }
+        std::error_code ignored; // damage goes with the old file
+        const std::string file = std::filesystem::weakly_canonical(path, ignored).string();
+        for (const char *suffix : {"-journal", "-wal", "-shm"}) {
+            std::filesystem::remove(file + suffix, ignored);
+        }
+    }
+}
+
+// The last step before the draft takes its place.
+static void makeRoom(const std::filesystem::path &path, Journal journal)
+{
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored)) {
+        requireNoLogBeside(path);
+    } else if (journal == Journal::writeAhead || hasLogBeside(path)) {
+        takeInLog(path);
+    }
+}
+
 void writeDataFile(const std::filesystem::path &path, std::string_view schemaName,
                    const std::function<void(Database &)> &fill)
 {
     replaceFile(path, [&](const std::filesystem::path &draft) {
         layOutDraft(draft, path, schemaName);
-        Database file(draft, DatabaseMode::write);
-        file.exec("PRAGMA journal_mode=MEMORY;"); // nobody else sees the draft, and a crash leaves it behind unused
-        fill(file);
+        const Journal journal = journalOf(path);
+        {
+            Database file(draft, DatabaseMode::write);
+            file.exec("PRAGMA journal_mode=MEMORY;"); // nobody else sees the draft, and a crash leaves it behind unused
+            fill(file);
+        }
+        if (journal == Journal::writeAhead) {
+            Database(draft, DatabaseMode::write).setJournal(journal);
+        }
+        makeRoom(path, journal);
     });
 }
 

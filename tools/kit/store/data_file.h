@@ -42,7 +42,9 @@ void writeRows(Database &file, std::string_view sql, const std::vector<StoredRow
 
 // Lays out a fresh file from the schema's section of that name ("prob.bin", "wn-update", ...), lets `fill` fill it, and
 // puts it in the place of `path` when all went well; otherwise `path` stays as it was. The same rows written in the
-// same order give the same bytes. Throws Error (cannotCreate), and what `fill` throws.
+// same order give the same bytes, but for the mode of journal: the file has that of the one whose place it takes.
+// Throws Error (cannotCreate), inputOutput while somebody has the file in write-ahead mode open, and what `fill`
+// throws.
 void writeDataFile(const std::filesystem::path &path, std::string_view schemaName,
                    const std::function<void(Database &)> &fill);
 
