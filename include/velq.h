@@ -331,7 +331,8 @@ VELQ_API int32_t VELQ_DeleteWhiteNumberByExtendID(int32_t extendID) VELQ_NOEXCEP
  *
  *  0  read
  * -1  not started
- * -2  head is null, another value of hidden, or the list could not be opened (nothing was read)
+ * -2  head is null, another value of hidden, the list could not be opened, or its file is beyond a bound that
+ *     the log names (nothing is returned)
  * -4  an update is running
  */
 VELQ_API int32_t VELQ_GetBlackNumberList(NumberListNode **head, int32_t hidden) VELQ_NOEXCEPT;
@@ -348,7 +349,8 @@ VELQ_API int32_t VELQ_GetWhiteNumberList(NumberListNode **head, int32_t hidden) 
  *
  *  0  read
  * -1  not started
- * -2  head is null, another value of hidden, or the list could not be opened (nothing was read)
+ * -2  head is null, another value of hidden, the list could not be opened, or its file is beyond a bound that
+ *     the log names (nothing is returned)
  * -4  an update is running
  */
 VELQ_API int32_t VELQ_GetBlackNumberUIDList(UIDListNode **head, int32_t hidden) VELQ_NOEXCEPT;
@@ -412,7 +414,7 @@ VELQ_API void VELQ_FreeBlackNumber(NumberRecord *record) VELQ_NOEXCEPT;
 VELQ_API int32_t VELQ_GetCurVersion(VersionRecord *record) VELQ_NOEXCEPT;
 
 /*
- * Merges data updates. Each file is merged whole or not at all, and its version is recorded after a
+ * Merges data updates. The files are only read. Each is merged whole or not at all, and its version is recorded after a
  * successful merge. A failed probability merge does not stop the white-number merge; the result is that of
  * the last operation run. A merge whose target stays locked is skipped and counts as done: its version is
  * recorded all the same. A white-number update whose last row the list holds already, from an earlier

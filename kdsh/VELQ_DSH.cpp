@@ -1,14 +1,16 @@
-// The database-access layer over SQLite 3. Everything here passes straight through; opening also takes away from the
-// file what a plain table does not need, and keeps to the file's mode of journal. Policy (busy rule, transactions,
-// logging) belongs to the callers.
+// The database-access layer over SQLite 3. Everything here passes straight through; opening, and compiling the first
+// statement, also put the bounds on the connection, opening keeps to the file's mode of journal, and a busy handler
+// begins an operation within the bounds. Policy (busy rule, transactions, logging) belongs to the callers.
 #include "VELQ_DSH.h"
 
+#include "VELQ_DSH_File_Layer.h"
 #include "VELQ_DSH_Hardening.h"
 
 #include <sqlite3.h>
 
 static_assert(VELQ_DSH_OK == SQLITE_OK && VELQ_DSH_BUSY == SQLITE_BUSY && VELQ_DSH_NOMEM == SQLITE_NOMEM &&
-              VELQ_DSH_FULL == SQLITE_FULL && VELQ_DSH_CANTOPEN == SQLITE_CANTOPEN && VELQ_DSH_ROW == SQLITE_ROW &&
+              VELQ_DSH_INTERRUPT == SQLITE_INTERRUPT && VELQ_DSH_FULL == SQLITE_FULL &&
+              VELQ_DSH_TOOBIG == SQLITE_TOOBIG && VELQ_DSH_CANTOPEN == SQLITE_CANTOPEN && VELQ_DSH_ROW == SQLITE_ROW &&
               VELQ_DSH_DONE == SQLITE_DONE && VELQ_DSH_ANY_TEXT == SQLITE_ANY);
 
 // By the file's header, without a lock and without reading the schema.
@@ -34,16 +36,24 @@ static void waitForDiskAtCheckpointsOnly(VELQ_DSH_Connection *connection) noexce
     sqlite3_busy_timeout(connection, 0);
 }
 
+static int openFile(const char *path, int flags, FileOrigin origin, VELQ_DSH_Connection **connection) noexcept
+{
+    const int code = sqlite3_open_v2(path, connection, flags, fileLayerName());
+    return code == SQLITE_OK ? hardenConnection(*connection, origin) : code;
+}
+
 int VELQ_DSH_Open(const char *path, VELQ_DSH_Connection **connection) noexcept
 {
-    int code = sqlite3_open_v2(path, connection, SQLITE_OPEN_READWRITE, fileLayerName());
-    if (code == SQLITE_OK) {
-        code = hardenConnection(*connection);
-    }
+    const int code = openFile(path, SQLITE_OPEN_READWRITE, FileOrigin::owner, connection);
     if (code == SQLITE_OK && isWriteAhead(*connection)) {
         waitForDiskAtCheckpointsOnly(*connection);
     }
     return code;
+}
+
+int VELQ_DSH_OpenForeign(const char *path, VELQ_DSH_Connection **connection) noexcept
+{
+    return openFile(path, SQLITE_OPEN_READONLY, FileOrigin::stranger, connection);
 }
 
 int VELQ_DSH_Close(VELQ_DSH_Connection *connection) noexcept
@@ -51,10 +61,27 @@ int VELQ_DSH_Close(VELQ_DSH_Connection *connection) noexcept
     return sqlite3_close(connection);
 }
 
+const char *VELQ_DSH_Bound(VELQ_DSH_Connection *connection) noexcept
+{
+    const Bounds *bounds = boundsOf(connection);
+    if (bounds == nullptr) {
+        return nullptr;
+    }
+    return bounds->fired == nullptr && sqlite3_errcode(connection) == SQLITE_TOOBIG ? "length of a value"
+                                                                                    : bounds->fired;
+}
+
 int VELQ_DSH_Prepare(VELQ_DSH_Connection *connection, const char *sql, int length, VELQ_DSH_Statement **statement,
                      const char **tail) noexcept
 {
-    return sqlite3_prepare_v2(connection, sql, length, statement, tail);
+    *statement = nullptr;
+    Bounds *bounds = boundsOf(connection);
+    int code = bounds != nullptr && !bounds->isSchemaKnown ? hardenSchema(*bounds) : SQLITE_OK;
+    if (code == SQLITE_OK && bounds != nullptr && bounds->hasCode && isTimeUp(*bounds)) {
+        code = SQLITE_INTERRUPT;
+    }
+    code = code == SQLITE_OK ? sqlite3_prepare_v2(connection, sql, length, statement, tail) : code;
+    return code == SQLITE_OK && bounds != nullptr && bounds->hasCode ? boundValues(*bounds, *statement) : code;
 }
 
 int VELQ_DSH_Exec(VELQ_DSH_Connection *connection, const char *sql, VELQ_DSH_ExecCallback callback, void *argument,
@@ -127,14 +154,19 @@ const unsigned char *VELQ_DSH_getText(VELQ_DSH_Statement *statement, int column)
 
 int VELQ_DSH_busyHandler(VELQ_DSH_Connection *connection, VELQ_DSH_BusyHandler handler, void *argument) noexcept
 {
-    return sqlite3_busy_handler(connection, handler, argument);
+    Bounds *bounds = boundsOf(connection);
+    return bounds != nullptr ? installBusyHandler(*bounds, handler, argument)
+                             : sqlite3_busy_handler(connection, handler, argument);
 }
 
 int VELQ_DSH_makeUserHand(VELQ_DSH_Connection *connection, const char *name, int arguments, int textRepresentation,
                           void *userData, VELQ_DSH_Function function, VELQ_DSH_Function step,
                           VELQ_DSH_Final final) noexcept
 {
-    return sqlite3_create_function(connection, name, arguments, textRepresentation, userData, function, step, final);
+    // The schema may use it as it uses SQLite's own.
+    constexpr int flags = SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS;
+    return sqlite3_create_function(connection, name, arguments, textRepresentation | flags, userData, function, step,
+                                   final);
 }
 
 void VELQ_DSH_returnInt(VELQ_DSH_Context *context, int value) noexcept

@@ -1,7 +1,7 @@
 // The database-access layer: twenty operations, each one SQLite facility under the engine's own name, with the same
-// arguments and result. The engine reaches SQLite through these names only. The layer knows nothing of the engine; it
-// keeps a file layer of its own, registered with SQLite by the first open, and for each connection its run limit.
-// Bound parameters count from 1, result columns from 0.
+// arguments and result, and two for bounds on what a file can do. The engine reaches SQLite through these names only.
+// The layer knows nothing of the engine; it keeps a file layer of its own, registered with SQLite by the first open,
+// and for each connection its bounds. Bound parameters count from 1, result columns from 0.
 #ifndef VELQ_DSH_H
 #define VELQ_DSH_H
 
@@ -26,8 +26,10 @@ enum VELQ_DSH_Result : int {
     VELQ_DSH_OK = 0,
     VELQ_DSH_BUSY = 5,
     VELQ_DSH_NOMEM = 7,
+    VELQ_DSH_INTERRUPT = 9,
     VELQ_DSH_FULL = 13,
     VELQ_DSH_CANTOPEN = 14,
+    VELQ_DSH_TOOBIG = 18,
     VELQ_DSH_ROW = 100,
     VELQ_DSH_DONE = 101
 };
@@ -42,9 +44,15 @@ enum VELQ_DSH_TextRepresentation : int { VELQ_DSH_ANY_TEXT = 5 };
 #endif
 
 // Opens an existing file for reading and writing, or for reading only where the file is write-protected. Never creates
-// one. Puts the layer's bounds on the connection. A file in write-ahead mode is read, and its commits do not wait for
-// the disk. `*connection` must be closed also after a failure. `path` is UTF-8 in the operating system's own form.
+// one. Puts the bounds for the owner's files on the connection. A file in write-ahead mode is read, and its commits do
+// not wait for the disk. `*connection` must be closed also after a failure. `path` is UTF-8 in the operating system's
+// own form.
 VELQ_DSH_API int VELQ_DSH_Open(const char *path, VELQ_DSH_Connection **connection) noexcept;
+// Opens a stranger's file, for reading only, with the bounds for these.
+VELQ_DSH_API int VELQ_DSH_OpenForeign(const char *path, VELQ_DSH_Connection **connection) noexcept;
+// Names the bound that has fired on the connection since its busy handler was installed; null when none has. A call
+// that meets a bound fails with INTERRUPT, TOOBIG or FULL.
+VELQ_DSH_API const char *VELQ_DSH_Bound(VELQ_DSH_Connection *connection) noexcept;
 // Closing null succeeds.
 VELQ_DSH_API int VELQ_DSH_Close(VELQ_DSH_Connection *connection) noexcept;
 // `length` is the SQL text's byte length. Steps of the statement report specific result codes.
@@ -71,6 +79,7 @@ VELQ_DSH_API const void *VELQ_DSH_getBlob(VELQ_DSH_Statement *statement, int col
 VELQ_DSH_API int VELQ_DSH_getBytes(VELQ_DSH_Statement *statement, int column) noexcept;
 VELQ_DSH_API int VELQ_DSH_getInt(VELQ_DSH_Statement *statement, int column) noexcept;
 VELQ_DSH_API const unsigned char *VELQ_DSH_getText(VELQ_DSH_Statement *statement, int column) noexcept;
+// Also begins an operation: the connection's bounds are counted from here. Waits for locks do not count.
 VELQ_DSH_API int VELQ_DSH_busyHandler(VELQ_DSH_Connection *connection, VELQ_DSH_BusyHandler handler,
                                       void *argument) noexcept;
 VELQ_DSH_API int VELQ_DSH_makeUserHand(VELQ_DSH_Connection *connection, const char *name, int arguments,

@@ -1,154 +1,255 @@
-// Bounds on what a file made by others can do to the process that opens it: no views, virtual tables and slow functions
-// of its own schema, bounded values, bounded runs, no deletion of other files by way of its journal.
+// What is taken away from a file. From the owner's files only what none of them meets: views, virtual tables, functions
+// with side effects, code that is compiled without end, and single calls of a function that take longer than any use of
+// it. From a stranger's file also computed columns: reading it then runs nothing of its own.
 #include "VELQ_DSH_Hardening.h"
 
-#include <initializer_list>
-#include <sqlite3.h>
+#include "VELQ_DSH_File_Layer.h"
+#include "VELQ_DSH_Schema.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <iterator>
 
 namespace {
 
-// Values of well-formed files stay far below. The limit bounds the memory that a computed column can ask for.
-constexpr int longestValue = 1 << 20;
+// ---- Functions whose time is a product of their arguments' lengths
 
-// How many steps of SQLite's virtual machine one run of a statement may take: the engine's own statements need less
-// than three for each byte of the file. What needs more is a loop, of a trigger or of pages that point back, and would
-// go on for ever.
-constexpr int stepsBetweenChecks = 100'000;
-constexpr sqlite3_int64 leastSteps = 1'000'000;
-constexpr sqlite3_int64 stepsPerByte = 16;
+// For each pair of bytes one comparison, some ten milliseconds in all.
+constexpr sqlite3_int64 mostComparisons = 10'000'000;
+constexpr sqlite3_int64 comparisonsWithoutClock = 100'000;
 
-struct RunLimit {
-    sqlite3 *connection;
-    sqlite3_int64 steps; // since the running statement began
-};
-
-sqlite3_int64 fileSize(sqlite3 *connection) noexcept
+void fail(sqlite3_context *context, const char *message, int code) noexcept
 {
-    sqlite3_file *file = nullptr;
-    sqlite3_int64 size = 0;
-    if (sqlite3_file_control(connection, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK || file == nullptr ||
-        file->pMethods == nullptr || file->pMethods->xFileSize(file, &size) != SQLITE_OK) {
-        return 0;
+    sqlite3_result_error(context, message, -1);
+    sqlite3_result_error_code(context, code);
+}
+
+// The last two repeat a character as often as a number says.
+constexpr const char *boundedFunctions[] = {"instr", "replace", "trim",   "ltrim", "rtrim",
+                                            "like",  "glob",    "printf", "format"};
+constexpr std::ptrdiff_t firstFormatting = 7;
+static_assert(std::size(boundedFunctions) == Bounds::mostFunctions);
+
+// A statement that calls SQLite's own function of that name, in a connection in which it is not replaced.
+int prepareCalculation(Bounds &bounds, const char *const *name, int count, sqlite3_stmt **calculation) noexcept
+{
+    constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_MEMORY;
+    constexpr char parameters[] = "?,?,?,?,?,?,?,?,?";
+    static_assert(sizeof parameters == 2 * Bounds::mostArguments);
+    if (bounds.calculator == nullptr) {
+        const int code = sqlite3_open_v2(":memory:", &bounds.calculator, flags, nullptr);
+        if (code != SQLITE_OK) {
+            sqlite3_close(bounds.calculator);
+            bounds.calculator = nullptr;
+            return code;
+        }
     }
-    return size;
-}
-
-// Nonzero interrupts the statement; its transaction is rolled back.
-int checkRunLimit(void *argument) noexcept
-{
-    auto *limit = static_cast<RunLimit *>(argument);
-    limit->steps += stepsBetweenChecks;
-    return limit->steps > leastSteps && limit->steps > fileSize(limit->connection) * stepsPerByte ? 1 : 0;
-}
-
-// Told of every statement that begins, and of the connection's closing, with which the limit's record goes.
-int followStatements(unsigned event, void *argument, void *, void *text) noexcept
-{
-    auto *limit = static_cast<RunLimit *>(argument);
-    if (event == SQLITE_TRACE_CLOSE) {
-        sqlite3_progress_handler(limit->connection, 0, nullptr, nullptr);
-        sqlite3_trace_v2(limit->connection, 0, nullptr, nullptr);
-        sqlite3_free(limit);
-    } else if (const auto *sql = static_cast<const char *>(text); sql[0] != '-') { // "-- ..." is a trigger within one
-        limit->steps = 0;
+    sqlite3_stmt *&kept = bounds.calculations[name - boundedFunctions][count];
+    int code = SQLITE_OK;
+    if (kept == nullptr) {
+        char sql[64];
+        sqlite3_snprintf(sizeof sql, sql, "SELECT %s(%.*s);", *name, count > 0 ? 2 * count - 1 : 0, parameters);
+        code = sqlite3_prepare_v2(bounds.calculator, sql, -1, &kept, nullptr);
     }
-    return 0;
+    *calculation = kept;
+    return code;
 }
 
-int limitRuns(sqlite3 *connection) noexcept
+void callPlain(Bounds &bounds, const char *const *name, sqlite3_context *context, int count,
+               sqlite3_value **values) noexcept
 {
-    auto *limit = static_cast<RunLimit *>(sqlite3_malloc(sizeof(RunLimit)));
-    if (limit == nullptr) {
-        return SQLITE_NOMEM;
+    constexpr int asItIs = -1;
+    sqlite3_stmt *calculation = nullptr;
+    int code = prepareCalculation(bounds, name, count, &calculation);
+    const int longest = sqlite3_limit(bounds.connection, SQLITE_LIMIT_LENGTH, asItIs);
+    if (bounds.calculator != nullptr) {
+        sqlite3_limit(bounds.calculator, SQLITE_LIMIT_LENGTH, longest);
     }
-    *limit = {connection, 0};
-    sqlite3_progress_handler(connection, stepsBetweenChecks, checkRunLimit, limit);
-    return sqlite3_trace_v2(connection, SQLITE_TRACE_STMT | SQLITE_TRACE_CLOSE, followStatements, limit);
+    for (int i = 0; i < count && code == SQLITE_OK; ++i) {
+        code = sqlite3_bind_value(calculation, i + 1, values[i]);
+    }
+    code = code == SQLITE_OK ? sqlite3_step(calculation) : code;
+    // A format of more than the longest value gives null.
+    const bool isCut = code == SQLITE_ROW && name - boundedFunctions >= firstFormatting &&
+                       sqlite3_column_type(calculation, 0) == SQLITE_NULL && count > 0 &&
+                       sqlite3_value_type(values[0]) != SQLITE_NULL;
+    if (isCut) {
+        fail(context, "string or blob too big", SQLITE_TOOBIG);
+    } else if (code == SQLITE_ROW) {
+        sqlite3_result_value(context, sqlite3_column_value(calculation, 0));
+    } else {
+        fail(context, bounds.calculator != nullptr ? sqlite3_errmsg(bounds.calculator) : "out of memory", code);
+    }
+    if (calculation != nullptr) {
+        sqlite3_reset(calculation);
+        sqlite3_clear_bindings(calculation);
+    }
 }
 
-void refuseFunction(sqlite3_context *context, int, sqlite3_value **) noexcept
+// The product of the two longest arguments.
+sqlite3_int64 comparisonsOf(int count, sqlite3_value **values) noexcept
 {
-    sqlite3_result_error(context, "not available to the schema", -1);
+    sqlite3_int64 longest = 1;
+    sqlite3_int64 second = 1;
+    for (int i = 0; i < count; ++i) {
+        const sqlite3_int64 length = sqlite3_value_bytes(values[i]);
+        second = std::max(second, std::min(length, longest));
+        longest = std::max(longest, length);
+    }
+    return longest * second;
 }
 
-// A computed column of a few bytes can keep one of these busy for hours, and nothing stops it before it returns. The
-// engine's statements use none of them.
-void refuseSlowFunctions(sqlite3 *connection) noexcept
+// The numbers in a format, and those of its arguments that it may take for a width or precision.
+sqlite3_int64 repetitionsOf(int count, sqlite3_value **values) noexcept
+{
+    const auto *format = count > 0 ? reinterpret_cast<const char *>(sqlite3_value_text(values[0])) : nullptr;
+    sqlite3_int64 sum = 0;
+    sqlite3_int64 number = 0;
+    bool takesArguments = false;
+    for (; format != nullptr && *format != '\0' && sum <= mostComparisons; ++format) {
+        const bool isDigit = *format >= '0' && *format <= '9';
+        number = isDigit ? std::min(number * 10 + (*format - '0'), mostComparisons + 1) : 0;
+        sum += number;
+        takesArguments = takesArguments || *format == '*';
+    }
+    for (int i = 1; i < count && takesArguments && sum <= mostComparisons; ++i) {
+        const sqlite3_int64 argument = sqlite3_value_int64(values[i]);
+        sum += argument < -mostComparisons ? mostComparisons : std::min(std::abs(argument), mostComparisons);
+        sum += argument > mostComparisons || argument < -mostComparisons ? 1 : 0;
+    }
+    return sum;
+}
+
+void callWithinBounds(sqlite3_context *context, int count, sqlite3_value **values) noexcept
+{
+    const auto *name = static_cast<const char *const *>(sqlite3_user_data(context));
+    Bounds *bounds = boundsOf(sqlite3_context_db_handle(context));
+    const sqlite3_int64 comparisons =
+        name - boundedFunctions < firstFormatting ? comparisonsOf(count, values) : repetitionsOf(count, values);
+    if (count > Bounds::mostArguments) {
+        fail(context, "wrong number of arguments", SQLITE_ERROR);
+    } else if (comparisons > mostComparisons) {
+        bounds->fired = "work of a function";
+        fail(context, "arguments are too long together", SQLITE_TOOBIG);
+    } else if (comparisons > comparisonsWithoutClock && isTimeUp(*bounds)) {
+        fail(context, "interrupted", SQLITE_INTERRUPT);
+    } else {
+        callPlain(*bounds, name, context, count, values);
+    }
+}
+
+int boundFunctions(sqlite3 *connection) noexcept
 {
     constexpr int anyCount = -1;
-    for (const char *name : {"printf", "format", "instr", "replace", "glob", "trim", "ltrim", "rtrim", "json_patch"}) {
-        sqlite3_create_function(connection, name, anyCount, SQLITE_UTF8, nullptr, refuseFunction, nullptr, nullptr);
+    constexpr int flags = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS;
+    int code = SQLITE_OK;
+    for (const char *const &name : boundedFunctions) {
+        if (code == SQLITE_OK) {
+            code = sqlite3_create_function(connection, name, anyCount, flags, const_cast<const char **>(&name),
+                                           callWithinBounds, nullptr, nullptr);
+        }
     }
+    return code;
 }
 
-// Takes away from the file what a plain table does not need. Refused settings leave the connection as SQLite makes it.
-void distrustSchema(sqlite3 *connection) noexcept
+// ---- The schema
+
+// What all texts of the schema say together.
+int readSchema(sqlite3 *connection, SchemaText *schema) noexcept
 {
+    sqlite3_stmt *statement = nullptr;
+    int code =
+        sqlite3_prepare_v2(connection, "SELECT sql FROM sqlite_master WHERE sql IS NOT NULL;", -1, &statement, nullptr);
+    while (code == SQLITE_OK || code == SQLITE_ROW) {
+        code = sqlite3_step(statement);
+        const auto *sql =
+            code == SQLITE_ROW ? reinterpret_cast<const char *>(sqlite3_column_text(statement, 0)) : nullptr;
+        if (sql != nullptr) {
+            const SchemaText text = readSchemaText(sql, static_cast<std::size_t>(sqlite3_column_bytes(statement, 0)));
+            schema->hasCode = schema->hasCode || text.hasCode;
+            schema->hasComputedColumns = schema->hasComputedColumns || text.hasComputedColumns;
+            schema->isMultiplied = schema->isMultiplied || text.isMultiplied;
+        }
+    }
+    sqlite3_finalize(statement);
+    return code == SQLITE_DONE ? SQLITE_OK : code;
+}
+
+int refuseSchema(Bounds &bounds, const char *name) noexcept
+{
+    bounds.fired = name;
+    return SQLITE_TOOBIG;
+}
+
+} // namespace
+
+int hardenConnection(sqlite3 *connection, FileOrigin origin) noexcept
+{
+    Bounds *bounds = boundsOf(connection);
+    if (bounds == nullptr) {
+        return SQLITE_CANTOPEN;
+    }
+    bounds->connection = connection;
+    bounds->origin = origin;
+    beginOperation(*bounds);
     // No SQL functions with side effects in the schema, no writing to it or to the files behind virtual tables.
     sqlite3_db_config(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_db_config(connection, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     // The engine's tables are neither views nor virtual tables. Triggers stay: a data file may have its own.
     sqlite3_db_config(connection, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
     sqlite3_drop_modules(connection, nullptr);
-    // Damaged pages are found when they are read and not only when they mislead.
-    sqlite3_exec(connection, "PRAGMA cell_size_check = ON;", nullptr, nullptr, nullptr);
-    sqlite3_limit(connection, SQLITE_LIMIT_LENGTH, longestValue);
-    refuseSlowFunctions(connection);
+    constexpr int mostInstructions = 8'000;
+    sqlite3_limit(connection, SQLITE_LIMIT_VDBE_OP, mostInstructions);
+    if (origin == FileOrigin::stranger) {
+        sqlite3_limit(connection, SQLITE_LIMIT_LENGTH, longestValueOf(origin));
+    }
+    // Damaged pages are found when they are read and not only when they mislead. Temporary data stay in memory. Refused
+    // settings leave the connection as SQLite makes it.
+    sqlite3_exec(connection, "PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY;", nullptr, nullptr, nullptr);
+    return countSteps(*bounds);
 }
 
-// SQLite's default file layer, but for one kind of file. A rollback journal may name a super-journal, which ties the
-// journals of one transaction over several files together and is deleted with the last of them. The engine's
-// transactions are over one file each, and a journal left beside an update file could name any file to be deleted: a
-// super-journal is never opened, and so never deleted.
-struct FileLayer {
-    sqlite3_vfs *base; // null until the first open
-    sqlite3_vfs layer;
+// Has SQLite read the schema. Then its page tells whether there is more to look at; a page of a write-ahead log does
+// not.
+int lookAtFirstPage(Bounds &bounds) noexcept
+{
+    const int code = sqlite3_table_column_metadata(bounds.connection, "main", "sqlite_master", nullptr, nullptr,
+                                                   nullptr, nullptr, nullptr, nullptr);
+    bounds.isSchemaKnown = code == SQLITE_OK && bounds.isPlain && bounds.log == nullptr;
+    return code;
+}
 
-    ~FileLayer()
-    {
-        if (base != nullptr) {
-            sqlite3_vfs_unregister(&layer);
+int hardenSchema(Bounds &bounds) noexcept
+{
+    if (bounds.origin == FileOrigin::owner) {
+        const int code = lookAtFirstPage(bounds);
+        if (code != SQLITE_OK || bounds.isSchemaKnown) {
+            return code;
         }
     }
-};
-
-FileLayer fileLayer{};
-
-int openFile(sqlite3_vfs *, const char *path, sqlite3_file *file, int flags, int *flagsGiven) noexcept
-{
-    if ((flags & SQLITE_OPEN_SUPER_JOURNAL) != 0) {
-        file->pMethods = nullptr;
-        return SQLITE_CANTOPEN;
+    // A stranger's file keeps the schema that was looked at: the transaction ends with the connection.
+    int code = SQLITE_OK;
+    if (bounds.origin == FileOrigin::stranger && sqlite3_get_autocommit(bounds.connection) != 0) {
+        code = sqlite3_exec(bounds.connection, "BEGIN;", nullptr, nullptr, nullptr);
     }
-    return fileLayer.base->xOpen(fileLayer.base, path, file, flags, flagsGiven);
-}
-
-} // namespace
-
-const char *fileLayerName() noexcept
-{
-    static constexpr char name[] = "velq";
-    if (sqlite3_initialize() != SQLITE_OK) {
-        return name; // opening fails for the same reason
+    SchemaText schema{};
+    code = code == SQLITE_OK ? readSchema(bounds.connection, &schema) : code;
+    if (code != SQLITE_OK) {
+        return code;
     }
-    // One of SQLite's own locks: a local static with a constructor would bind the library to the C++ runtime.
-    sqlite3_mutex *lock = sqlite3_mutex_alloc(SQLITE_MUTEX_STATIC_APP1);
-    sqlite3_mutex_enter(lock);
-    if (fileLayer.base == nullptr) {
-        fileLayer.base = sqlite3_vfs_find(nullptr);
-        if (fileLayer.base != nullptr) { // without any, opening fails as well
-            fileLayer.layer = *fileLayer.base;
-            fileLayer.layer.zName = name;
-            fileLayer.layer.xOpen = openFile;
-            sqlite3_vfs_register(&fileLayer.layer, 0);
-        }
+    if (schema.isMultiplied) {
+        return refuseSchema(bounds, "size of the schema's code");
     }
-    sqlite3_mutex_leave(lock);
-    return name;
-}
-
-int hardenConnection(sqlite3 *connection) noexcept
-{
-    distrustSchema(connection);
-    return limitRuns(connection);
+    if (bounds.origin == FileOrigin::stranger && schema.hasComputedColumns) {
+        return refuseSchema(bounds, "computed columns");
+    }
+    if (bounds.origin == FileOrigin::owner && schema.hasCode) {
+        bounds.hasCode = true;
+        bounds.memory = sqlite3_memory_used();
+        code = boundFunctions(bounds.connection);
+        code = code == SQLITE_OK ? countSteps(bounds) : code;
+    }
+    bounds.isSchemaKnown = code == SQLITE_OK;
+    return code;
 }

@@ -3,11 +3,12 @@
 #ifndef VELQ_DSH_HARDENING_H
 #define VELQ_DSH_HARDENING_H
 
-struct sqlite3;
+#include "VELQ_DSH_Bounds.h"
 
-// The SQLite file layer to open files with; null for SQLite's own when there is none to build on.
-const char *fileLayerName() noexcept;
-// Applies the bounds to a freshly opened connection; an SQLite result code.
-int hardenConnection(sqlite3 *connection) noexcept;
+// Puts the bounds on a freshly opened connection; an SQLite result code.
+int hardenConnection(sqlite3 *connection, FileOrigin origin) noexcept;
+// Looks at the schema before the connection's first statement is compiled, and puts on what code in it needs; an SQLite
+// result code.
+int hardenSchema(Bounds &bounds) noexcept;
 
 #endif

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-int openDatabase(const char *path, VELQ_DSH_Connection **connection) noexcept
+int openDatabase(const char *path, VELQ_DSH_Connection **connection, OpenCall open) noexcept
 {
     *connection = nullptr;
     if (path == nullptr) {
@@ -15,17 +15,17 @@ int openDatabase(const char *path, VELQ_DSH_Connection **connection) noexcept
     if (native == nullptr) {
         return VELQ_DSH_CANTOPEN;
     }
-    const int code = VELQ_DSH_Open(native, connection);
+    const int code = open(native, connection);
     freeMemory(native);
     return code;
 }
 
-ConnectResult connectDatabase(const char *path, VELQ_DSH_Connection *keptOpen,
-                              VELQ_DSH_Connection **connection) noexcept
+ConnectResult connectDatabase(const char *path, VELQ_DSH_Connection *keptOpen, VELQ_DSH_Connection **connection,
+                              OpenCall open) noexcept
 {
     *connection = keptOpen;
     if (keptOpen == nullptr) {
-        const int code = openDatabase(path, connection);
+        const int code = openDatabase(path, connection, open);
         if (code != VELQ_DSH_OK) {
             return {ConnectStep::open, code};
         }
@@ -43,6 +43,21 @@ int prepareSql(VELQ_DSH_Connection *connection, const char *sql, VELQ_DSH_Statem
         *statement = nullptr;
     }
     return code;
+}
+
+bool isBeyondBound(VELQ_DSH_Connection *connection, int code) noexcept
+{
+    const bool isBoundsCode = code == VELQ_DSH_INTERRUPT || code == VELQ_DSH_TOOBIG || code == VELQ_DSH_FULL;
+    return isBoundsCode && VELQ_DSH_Bound(connection) != nullptr;
+}
+
+bool logBound(VELQ_DSH_Connection *connection, int code) noexcept
+{
+    if (!isBeyondBound(connection, code)) {
+        return false;
+    }
+    logError("%s:%d\tError: file beyond a bound: %s\n", VELQ_HERE, VELQ_DSH_Bound(connection));
+    return true;
 }
 
 int executeSql(VELQ_DSH_Connection *connection, const char *sql) noexcept

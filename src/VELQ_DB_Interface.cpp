@@ -214,7 +214,8 @@ static constexpr StoreOperation deleteNumberRecord({
                errorLine("%s:%d\t**********Error:Leave db_DeleteNumberRecord()!********\n")},
 });
 
-int db_DeleteNumberRecord(const VELQ_WideChar *, char *number, std::int32_t kind) noexcept
+// Deletes the rows that match.
+static int deleteMatching(char *number, std::int32_t kind, bool *hasMetBound) noexcept
 {
     static constexpr KindStatements statements = {.white = "DELETE FROM whiteList WHERE number LIKE ?;",
                                                   .black = "DELETE FROM blackList WHERE number LIKE ?;",
@@ -228,7 +229,22 @@ int db_DeleteNumberRecord(const VELQ_WideChar *, char *number, std::int32_t kind
     prepareStatement(session, sql);
     bindText(session, 1, number);
     stepToDone(session);
-    return endStore(session);
+    const int result = endStore(session);
+    *hasMetBound = session.hasMetBound;
+    return result;
+}
+
+int db_DeleteNumberRecord(const VELQ_WideChar *, char *number, std::int32_t kind) noexcept
+{
+    bool hasMetBound = false;
+    return deleteMatching(number, kind, &hasMetBound);
+}
+
+bool db_TakeNumberOff(char *number, std::int32_t kind) noexcept
+{
+    bool hasMetBound = false;
+    deleteMatching(number, kind, &hasMetBound);
+    return !hasMetBound;
 }
 
 static constexpr StoreOperation deleteAllNumberRecords({
@@ -455,7 +471,10 @@ int db_GetNumberList(NumberListNode **head, std::int32_t hidden, std::int32_t ki
         *end = node;
         end = &node->next;
     }
-    if (!hasFailed(session) && *head == nullptr) {
+    if (hasFailed(session)) {
+        freeNumberList(*head);
+        *head = nullptr;
+    } else if (*head == nullptr) {
         logDebug("%s:%d\tNo  number  in DB!\n", VELQ_HERE);
     }
     return endStore(session);
@@ -482,7 +501,10 @@ int db_GetNumberUIDList(UIDListNode **head, std::int32_t hidden, std::int32_t ki
         *end = node;
         end = &node->next;
     }
-    if (!hasFailed(session) && *head == nullptr) {
+    if (hasFailed(session)) {
+        freeUIDList(*head);
+        *head = nullptr;
+    } else if (*head == nullptr) {
         logDebug("%s:%d\tNo number  in DB!\n", VELQ_HERE);
     }
     return endStore(session);

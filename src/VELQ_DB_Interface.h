@@ -33,13 +33,16 @@ void db_NumberLike(VELQ_DSH_Context *context, int count, VELQ_DSH_Value **values
 int db_AddNumberRecord(const VELQ_WideChar *name, char *number, std::int32_t hidden, std::int32_t extendID,
                        std::int32_t kind) noexcept;
 int db_DeleteNumberRecord(const VELQ_WideChar *name, char *number, std::int32_t kind) noexcept;
+// Takes a number off a list before it is put on the other. False when a bound of the access layer has kept it there: it
+// must not stand on both. Any other failure counts as done.
+bool db_TakeNumberOff(char *number, std::int32_t kind) noexcept;
 int db_DeleteAllNumberRecords(std::int32_t hidden, std::int32_t kind) noexcept;
 int db_DeleteNumberByUID(std::int32_t uid, std::int32_t kind) noexcept;
 int db_DeleteNumberByExtendID(std::int32_t extendID, std::int32_t kind) noexcept;
 // All nodes or none. 0, -9 bad hidden or empty list, -8 bad kind, bad node or other failure, -6 database full.
 int db_AddNumberList(const NumberListNode *list, std::int32_t hidden, std::int32_t kind) noexcept;
 
-// ---- Reading. 0 or -2.
+// ---- Reading. 0 or -2. An error in the middle of a list ends it, but a bound fails the call, and nothing is returned.
 
 int db_GetNumberList(NumberListNode **head, std::int32_t hidden, std::int32_t kind) noexcept;
 int db_GetNumberUIDList(UIDListNode **head, std::int32_t hidden, std::int32_t kind) noexcept;

@@ -13,10 +13,10 @@ static void closeMerge(MergeSession &merge) noexcept
 }
 
 // Connects to one of the two files.
-static bool openMergeFile(const char *path, VELQ_DSH_Connection **connection, const FailureTexts &open,
+static bool openMergeFile(const char *path, VELQ_DSH_Connection **connection, OpenCall call, const FailureTexts &open,
                           const FailureTexts &busyHandler) noexcept
 {
-    const ConnectResult result = connectDatabase(path, nullptr, connection);
+    const ConnectResult result = connectDatabase(path, nullptr, connection, call);
     if (result.reached != ConnectStep::connected) {
         logFailure(result.reached == ConnectStep::open ? open : busyHandler, result.code, path);
         return false;
@@ -34,8 +34,8 @@ MergeSession openMerge(const MergeOperation &operation, const char *targetPath, 
     merge.insert.texts = &texts.insert;
     merge.update.texts = &texts.update;
     logText(texts.enter);
-    if (!openMergeFile(updatePath, &merge.source, texts.openSource, texts.busyHandlerOfSource) ||
-        !openMergeFile(targetPath, &merge.target, texts.openTarget, texts.busyHandlerOfTarget)) {
+    if (!openMergeFile(updatePath, &merge.source, VELQ_DSH_OpenForeign, texts.openSource, texts.busyHandlerOfSource) ||
+        !openMergeFile(targetPath, &merge.target, VELQ_DSH_Open, texts.openTarget, texts.busyHandlerOfTarget)) {
         merge.isUnreachable = true;
         closeMerge(merge);
         return merge;
@@ -65,6 +65,7 @@ static bool prepareOn(VELQ_DSH_Connection *connection, MergeSession &merge, Merg
     if (statement.prepared == nullptr) {
         merge.code = prepareSql(connection, statement.texts->sql, &statement.prepared);
         if (merge.code != VELQ_DSH_OK) {
+            logBound(connection, merge.code);
             logText(statement.texts->prepare, merge.code);
         }
     }
@@ -76,7 +77,14 @@ bool nextMergeRow(MergeSession &merge) noexcept
     if (!merge.isOpen || (!isGood(merge) && merge.code != VELQ_DSH_ROW)) {
         return false;
     }
-    return prepareOn(merge.source, merge, merge.rows) && VELQ_DSH_doNext(merge.rows.prepared) == VELQ_DSH_ROW;
+    if (!prepareOn(merge.source, merge, merge.rows)) {
+        return false;
+    }
+    const int code = VELQ_DSH_doNext(merge.rows.prepared);
+    if (code != VELQ_DSH_ROW && code != VELQ_DSH_DONE && logBound(merge.source, code)) {
+        merge.code = code;
+    }
+    return code == VELQ_DSH_ROW;
 }
 
 bool prepareMergeStatement(MergeSession &merge, MergeStatement &statement) noexcept
@@ -118,6 +126,7 @@ bool stepMergeLookup(MergeSession &merge) noexcept
     if (merge.code == VELQ_DSH_DONE) {
         return true;
     }
+    logBound(merge.target, merge.code);
     logText(merge.lookup.texts->step, merge.code);
     return false;
 }
@@ -127,6 +136,7 @@ void runMergeStatement(MergeSession &merge, MergeStatement &statement) noexcept
     merge.code = stepBound(statement);
     VELQ_DSH_Reset(statement.prepared);
     if (merge.code != VELQ_DSH_DONE) {
+        logBound(merge.target, merge.code);
         logText(statement.texts->step, merge.code);
     }
 }
@@ -137,19 +147,33 @@ void rejectMergeRow(MergeSession &merge, const LogText &cause) noexcept
     logText(cause);
 }
 
+// The result of a commit is not examined, but for a bound: then everything is taken back.
+static void commitMerge(MergeSession &merge) noexcept
+{
+    const int code = executeSql(merge.target, commitTransaction);
+    if (code != VELQ_DSH_OK && logBound(merge.target, code)) {
+        merge.code = code;
+        executeSql(merge.target, rollbackTransaction);
+    }
+}
+
 int endMerge(MergeSession &merge) noexcept
 {
     if (merge.isUnreachable) {
         return VELQ_ERR_FAILED;
     }
-    const bool succeeds = isGood(merge);
     if (merge.isOpen) {
         // The update file is done with before the transaction on the target ends.
         VELQ_DSH_Fini(merge.rows.prepared);
         merge.rows.prepared = nullptr;
-        executeSql(merge.target, succeeds ? commitTransaction : rollbackTransaction);
+        if (isGood(merge)) {
+            commitMerge(merge);
+        } else {
+            executeSql(merge.target, rollbackTransaction);
+        }
         closeMerge(merge);
     }
+    const bool succeeds = isGood(merge);
     logText(succeeds ? merge.texts->done : merge.texts->failed, merge.code);
     return succeeds ? 0 : VELQ_ERR_FAILED;
 }

@@ -4,7 +4,8 @@
 //
 //     openMerge, nextMergeRow for each row, endMerge
 //
-// The target's last result code decides how a merge ends. Nothing that happens to the transaction itself fails a merge.
+// The target's last result code decides how a merge ends. A bound of the access layer, on either file, fails the merge;
+// else nothing that happens to the transaction itself does.
 #ifndef VELQ_DB_MERGE_H
 #define VELQ_DB_MERGE_H
 
@@ -28,7 +29,7 @@ struct MergeTexts {
     FailureTexts busyHandlerOfTarget{};
     const char *beforeBegin = nullptr; // SQL run on the target when it is open; null for none
     LogText begin{};
-    MergeStatementTexts rows{};   // of the update; a failed step is taken for their end
+    MergeStatementTexts rows{};   // of the update; a failed step is taken for their end, but for a bound
     MergeStatementTexts lookup{}; // these three run on the target
     MergeStatementTexts insert{};
     MergeStatementTexts update{}; // of a row that the target knows; a failed step is told by the leave line alone
@@ -79,14 +80,14 @@ struct MergeSession {
     MergeStatement update;
     bool isOpen;        // both files are open and the target's transaction has begun
     bool isUnreachable; // a file could not be opened: the merge has failed
-    int code;           // the last result code on the target; it decides how the merge ends
+    int code;           // the last result code on the target, or a bound's; it decides how the merge ends
 };
 
 // Opens both files and begins the transaction on the target. A target that cannot begin gives a merge without rows that
 // succeeds; one that begins, but refused what is to be run before, fails the merge.
 MergeSession openMerge(const MergeOperation &operation, const char *targetPath, const char *updatePath) noexcept;
-// Moves to the next row of the update. False at its end (an error while reading counts as the end) and once the merge
-// has failed. A last result code of row is no failure: the target knew the row before.
+// Moves to the next row of the update. False at its end (an error while reading counts as the end, a bound fails the
+// merge) and once the merge has failed. A last result code of row is no failure: the target knew the row before.
 bool nextMergeRow(MergeSession &merge) noexcept;
 // Makes a statement of the target ready for binding; false when it cannot be prepared, which fails the merge.
 bool prepareMergeStatement(MergeSession &merge, MergeStatement &statement) noexcept;

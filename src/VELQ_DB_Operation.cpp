@@ -16,6 +16,7 @@ static void closeConnection(StoreSession &session) noexcept
 static void failSession(StoreSession &session, StoreStep step) noexcept
 {
     session.failed = step;
+    session.hasMetBound = logBound(session.connection, session.code);
     finishStatement(session);
     if (session.texts->rollsBack && (step == &StoreTexts::step || step == &StoreTexts::commit)) {
         executeSql(session.connection, rollbackTransaction);
@@ -119,7 +120,8 @@ bool stepToRow(StoreSession &session) noexcept
         return false;
     }
     session.code = VELQ_DSH_doNext(session.statement);
-    if (session.code != VELQ_DSH_ROW && session.code != VELQ_DSH_DONE && session.texts->kind != StoreKind::quietRead) {
+    const bool isError = session.code != VELQ_DSH_ROW && session.code != VELQ_DSH_DONE;
+    if (isError && (session.texts->kind != StoreKind::quietRead || isBeyondBound(session.connection, session.code))) {
         failSession(session, &StoreTexts::step);
     }
     return session.code == VELQ_DSH_ROW;

@@ -17,7 +17,8 @@
 // What an operation does decides which steps it runs, and so which failures must have a text.
 enum class StoreKind : std::uint8_t {
     read,      // open, busy handler, prepare, steps to rows
-    quietRead, // the same, but a failed step is taken for the end of the rows
+    quietRead, // the same, but a failed step is taken for the end of the rows; a bound fails it without a text of its
+               // own
     write      // open, busy handler, begin, prepare, a step without row, commit
 };
 
@@ -80,6 +81,7 @@ struct StoreSession {
     VELQ_DSH_Statement *statement;
     bool isKeptOpen;  // a standing connection, never closed by the session
     StoreStep failed; // null while nothing has failed
+    bool hasMetBound; // the failure was a bound of the access layer
     int code;         // the database's result code of the last step
 };
 
@@ -97,7 +99,8 @@ void bindInt(StoreSession &session, int index, int value) noexcept;
 // Bound memory outlives the statement. A text is bound with its terminator.
 void bindText(StoreSession &session, int index, const char *text) noexcept;
 void bindBlob(StoreSession &session, int index, const void *bytes, std::size_t count) noexcept;
-// Steps for a row: true for a row, false when there is none, and on an error, which fails all but a quiet read.
+// Steps for a row: true for a row, false when there is none, and on an error, which fails all but a quiet read; a bound
+// fails that too.
 bool stepToRow(StoreSession &session) noexcept;
 // Steps a statement that returns no row.
 void stepToDone(StoreSession &session) noexcept;

@@ -191,7 +191,7 @@ int32_t VELQ_SetMsgAsSpam(const VELQ_WideChar *body) noexcept
 
 // ---- Editing the number lists
 
-// Takes the number off the other list first, whether or not that succeeds.
+// Takes the number off the other list first, whether or not that succeeds, unless the other file is beyond its bounds.
 static int addNumber(const NumberRecord *record, std::int32_t hidden, std::int32_t extendID, std::int32_t kind) noexcept
 {
     NumberEntry entry;
@@ -199,7 +199,10 @@ static int addNumber(const NumberRecord *record, std::int32_t hidden, std::int32
     if (code != 0) {
         return code;
     }
-    removeNumber(record, kind == NUMBER_LIST_BLACK ? NUMBER_LIST_WHITE : NUMBER_LIST_BLACK);
+    NumberEntry taken = entry; // reversed in place
+    if (!db_TakeNumberOff(taken.number, kind == NUMBER_LIST_BLACK ? NUMBER_LIST_WHITE : NUMBER_LIST_BLACK)) {
+        return VELQ_ERR_FAILED;
+    }
     return db_AddNumberRecord(entry.name, entry.number, hidden, extendID, kind);
 }
 

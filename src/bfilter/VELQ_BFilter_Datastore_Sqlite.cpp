@@ -58,6 +58,7 @@ int db_exec_sql(VELQ_DSH_Connection *connection, const char *sql) noexcept
     char *message = nullptr;
     const int code = VELQ_DSH_Exec(connection, sql, nullptr, nullptr, &message);
     if (code != VELQ_DSH_OK) {
+        logBound(connection, code);
         logError("%s:%d\tError executing \"%s\": %s (#%d)\n", VELQ_HERE, sql, textOrNull(message), code);
         VELQ_DSH_Free(message);
     }
@@ -67,7 +68,9 @@ int db_exec_sql(VELQ_DSH_Connection *connection, const char *sql) noexcept
 VELQ_DSH_Statement *db_prepare_statement(dbh *handle, const char *sql, bool) noexcept
 {
     VELQ_DSH_Statement *statement = nullptr;
-    if (prepareSql(handle->connection, sql, &statement) != VELQ_DSH_OK) {
+    const int code = prepareSql(handle->connection, sql, &statement);
+    if (code != VELQ_DSH_OK) {
+        logBound(handle->connection, code);
         logError("%s:%d\tError: velq3_prepare %s: %s\n", VELQ_HERE, sql, VELQ_DSH_Error(handle->connection));
     }
     return statement;
@@ -88,6 +91,7 @@ static void copyValue(VELQ_DSH_Statement *statement, value_buffer *value) noexce
 
 static void logExecutionFailure(dbh *handle, const char *function, int code) noexcept
 {
+    logBound(handle->connection, code);
     logDebug("%s:%d\t%s: error executing statement on %s: %s (%d)\n", VELQ_HERE, function, handle->path,
              VELQ_DSH_Error(handle->connection), code);
 }

@@ -154,9 +154,8 @@ using velq::test::record;
 using velq::test::Verdict;
 using velq::test::verdictOn;
 
-int VELQ_DSH_Open(const char *path, VELQ_DSH_Connection **connection) noexcept
+static int openRecorded(decltype(&VELQ_DSH_Open) real, const char *path, VELQ_DSH_Connection **connection) noexcept
 {
-    static const auto real = libraryFunction<decltype(&VELQ_DSH_Open)>("VELQ_DSH_Open");
     record("open " + velq::test::fileName(path));
     const Verdict verdict = verdictOn(DshCall::open);
     const int result = finish(verdict, verdict.isForwarded ? real(path, connection) : 0);
@@ -164,6 +163,25 @@ int VELQ_DSH_Open(const char *path, VELQ_DSH_Connection **connection) noexcept
         activeWatch->noteConnection(*connection);
     }
     return result;
+}
+
+int VELQ_DSH_Open(const char *path, VELQ_DSH_Connection **connection) noexcept
+{
+    static const auto real = libraryFunction<decltype(&VELQ_DSH_Open)>("VELQ_DSH_Open");
+    return openRecorded(real, path, connection);
+}
+
+int VELQ_DSH_OpenForeign(const char *path, VELQ_DSH_Connection **connection) noexcept
+{
+    static const auto real = libraryFunction<decltype(&VELQ_DSH_OpenForeign)>("VELQ_DSH_OpenForeign");
+    return openRecorded(real, path, connection);
+}
+
+const char *VELQ_DSH_Bound(VELQ_DSH_Connection *connection) noexcept
+{
+    static const auto real = libraryFunction<decltype(&VELQ_DSH_Bound)>("VELQ_DSH_Bound");
+    const char *forced = activeWatch != nullptr ? activeWatch->bound() : nullptr;
+    return forced != nullptr ? forced : real(connection);
 }
 
 int VELQ_DSH_Close(VELQ_DSH_Connection *connection) noexcept

@@ -23,6 +23,7 @@ struct DshFault {
     std::string sql = {};     // for exec and prepare: only calls with exactly this text match; empty matches all
     bool isForwarded = false; // the library does its work as well, and only the result is replaced
     bool isLasting = false;   // all matching calls from the nth on fail
+    bool isBound = false;     // the layer names a bound, "some bound", once the fault has come about
 };
 
 // Records from its construction to its destruction. At most one exists at a time.
@@ -51,6 +52,11 @@ class DshWatch {
     bool everythingReleased() const
     {
         return openConnections_ == 0 && openStatements_ == 0 && refusedCloses_ == 0;
+    }
+    // The name of the bound that the fault stands for, or null.
+    const char *bound() const
+    {
+        return faultHappened_ && fault_.isBound ? "some bound" : nullptr;
     }
     int connectionsOpened() const
     {

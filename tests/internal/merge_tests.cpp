@@ -217,6 +217,45 @@ TEST_P(ProbabilityMerge, value_that_can_not_be_bound_rolls_back)
     EXPECT_GE(failures, 6);
 }
 
+TEST_P(ProbabilityMerge, bound_on_either_file_is_told_and_rolls_back)
+{
+    const ExpectedLine bound = error("VELQ_DB_Connection\tError: file beyond a bound: some bound");
+    const ExpectedLine stepFailed = error("VELQ_WL_Store\tError: VELQ_DSH_doNext, rc=9");
+    const auto step = [](int nth) { return DshFault{.call = DshCall::step, .code = 9, .nth = nth, .isBound = true}; };
+    const Texts before = contents();
+    for (const Failure &failure : std::vector<Failure>{
+             {"first row", step(1), -2, {probEnter, bound, probFailed}},
+             {"second row", step(4), -2, {probEnter, probFound, bound, probFailed}},
+             {"end", step(7), -2, {probEnter, probFound, probNotFound, bound, probFailed}},
+             {"lookup", step(2), -2, {probEnter, bound, stepFailed, probFailed}},
+             {"update", step(3), -2, {probEnter, probFound, bound, probFailed}},
+             {"preparing the rows",
+              {.call = DshCall::prepare, .code = 9, .sql = "select key, value FROM diffProbTable;", .isBound = true},
+              -2,
+              {probEnter, bound, error("VELQ_WL_Store\tError: VELQ_DSH_Prepare"), probFailed}}}) {
+        const DshWatch watch(failure.fault);
+        EXPECT_EQ(merge(), failure.result) << failure.what;
+        EXPECT_TRUE(watch.everythingReleased()) << failure.what;
+        EXPECT_EQ(engine.newLines(), expectedLog(failure.lines, GetParam())) << failure.what;
+        EXPECT_EQ(contents(), before) << failure.what;
+        EXPECT_EQ(watch.executed(), (Texts{, beginSql, rollbackSql})) << failure.what;
+    }
+}
+
+TEST_P(ProbabilityMerge, bound_at_the_commit_rolls_back)
+{
+    const Texts before = contents();
+    const DshWatch watch({.call = DshCall::exec, .code = VELQ_DSH_FULL, .sql = commitSql, .isBound = true});
+    EXPECT_EQ(merge(), -2);
+    EXPECT_TRUE(watch.everythingReleased());
+    EXPECT_EQ(watch.executed(), (Texts{, beginSql, commitSql, rollbackSql}));
+    EXPECT_EQ(contents(), before);
+    EXPECT_EQ(engine.newLines(),
+              expectedLog({probEnter, probFound, probNotFound,
+                           error("VELQ_DB_Connection\tError: file beyond a bound: some bound"), probFailed},
+                          GetParam()));
+}
+
 TEST_P(ProbabilityMerge, key_without_memory_rolls_back)
 {
     const Texts before = contents();

@@ -564,6 +564,43 @@ TEST(number_operations, list_keeps_what_was_read_before_a_step_failed)
     EXPECT_EQ(lastCount, 1);
 }
 
+TEST(number_operations, bound_in_the_middle_of_a_list_fails_the_read_and_returns_nothing)
+{
+    RunningEngine engine(Trace::off);
+    fillLists(engine.installation);
+    const std::vector<std::string> boundLine = {"VELQ_DB_Connection\tError: file beyond a bound: some bound"};
+    const AllocationGuard allocations(0);
+    for (const auto &read : {readList, readUids}) {
+        const DshWatch watch({.call = DshCall::step, .code = 9, .nth = 2, .isBound = true});
+        EXPECT_EQ(read(NUMBER_LIST_BLACK), VELQ_ERR_FAILED);
+        EXPECT_EQ(lastCount, 0);
+        EXPECT_TRUE(watch.everythingReleased());
+        EXPECT_EQ(engine.newLines(), boundLine);
+    }
+    EXPECT_EQ(allocations.notReleased(), 0);
+}
+
+TEST(number_operations, bound_fails_the_reading_of_a_version)
+{
+    RunningEngine engine(Trace::off);
+    const DshWatch watch({.call = DshCall::step, .code = 9, .isBound = true});
+    EXPECT_EQ(readVersion(0), VELQ_ERR_FAILED);
+}
+
+TEST(number_operations, number_is_added_beside_a_removal_that_failed_unless_for_a_bound)
+{
+    for (const bool isBound : {false, true}) {
+        RunningEngine engine(Trace::off);
+        fillLists(engine.installation);
+        const std::size_t before = engine.installation.numberRows(NumberList::black).size();
+        VELQ_WideChar number[] = VELQ_TEXT("5550123");
+        const NumberRecord record{number, nullptr};
+        const DshWatch watch({.call = DshCall::step, .code = 9, .isBound = isBound});
+        EXPECT_EQ(VELQ_AddBlackNumberSync(&record, 0, 1), isBound ? VELQ_ERR_FAILED : 0);
+        EXPECT_EQ(engine.installation.numberRows(NumberList::black).size(), before + (isBound ? 0 : 1));
+    }
+}
+
 TEST(number_operations, failed_version_step_reads_as_version_zero)
 {
     RunningEngine engine(Trace::off);

@@ -3,18 +3,12 @@
 // beside it keep their content; well-formed parts still work.
 //
 // With VELQ_TEST_JOURNAL=wal in the environment the token stores are in write-ahead mode.
-#include "support/engine_session.h"
-#include "support/installation.h"
+#include "hostile_files.h"
+#include "support/log_reader.h"
 
 #include <algorithm>
-#include <chrono>
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <functional>
 #include <gtest/gtest.h>
-#include <iterator>
-#include <map>
 #include <random>
 #include <set>
 #include <sqlite3.h>
@@ -24,155 +18,6 @@
 using namespace velq::test;
 
 namespace {
-
-// What one export may take on a file of a few kilobytes. A loop would take for ever, a computed gigabyte far more.
-constexpr std::chrono::seconds longestCall{20};
-constexpr sqlite3_int64 mostDatabaseMemory = 64 << 20;
-
-Journal journalOfStores()
-{
-    const char *wanted = std::getenv("VELQ_TEST_JOURNAL");
-    return wanted != nullptr && std::string(wanted) == "wal" ? Journal::writeAhead : Journal::rollback;
-}
-
-const std::string infiniteRows = "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c)";
-
-std::string readFile(const std::filesystem::path &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void writeFile(const std::filesystem::path &path, std::string_view bytes)
-{
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
-
-// Runs one export within the bounds.
-std::int32_t bounded(const std::function<std::int32_t()> &call)
-{
-    sqlite3_memory_highwater(1);
-    const auto start = std::chrono::steady_clock::now();
-    const std::int32_t result = call();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, longestCall);
-    EXPECT_LT(sqlite3_memory_highwater(0), mostDatabaseMemory);
-    return result;
-}
-
-// Every file below a folder with its content, the named ones and logs left out.
-std::map<std::string, std::string> contentsBeside(const std::filesystem::path &folder,
-                                                  const std::set<std::string> &leftOut)
-{
-    std::map<std::string, std::string> contents;
-    for (const auto &entry : std::filesystem::recursive_directory_iterator(folder)) {
-        const std::string name = entry.path().filename().string();
-        if (entry.is_regular_file() && !leftOut.contains(name) && entry.path().extension() != ".log") {
-            contents[entry.path().string()] = readFile(entry.path());
-        }
-    }
-    return contents;
-}
-
-class HostileFiles : public testing::Test {
-  protected:
-    HostileFiles()
-    {
-        installation_.addTokens({{VELQ_TEXT("free"), {9, 1, 0}},
-                                 {VELQ_TEXT("cash"), {8, 1, 0}},
-                                 {VELQ_TEXT("priz"), {7, 0, 0}},
-                                 {VELQ_TEXT("lunc"), {0, 9, 0}}});
-        installation_.setMessageCounts(40, 50);
-        installation_.addNumber(NumberList::white, "13812345678", 0, VELQ_TEXT("friend"), 1);
-        installation_.addNumber(NumberList::black, "13900001111", 0, VELQ_TEXT("spammer"), 1);
-        installation_.setJournal(journalOfStores());
-        writeFile(installation_.folder() / "letter.txt", "not the engine's business\n");
-    }
-
-    std::filesystem::path updatePath() const
-    {
-        return installation_.folder() / "update.db";
-    }
-
-    // Replaces a data file's content by what `sql` makes.
-    void remake(const std::string &file, const std::string &sql)
-    {
-        std::filesystem::remove(installation_.dataFile(file));
-        Database(installation_.dataFile(file), OpenMode::create).exec(sql);
-        if (file == "prob.bin") {
-            installation_.setJournal(journalOfStores());
-        }
-    }
-
-    void makeUpdate(const std::string &sql) const
-    {
-        std::filesystem::remove(updatePath());
-        Database(updatePath(), OpenMode::create).exec(sql);
-    }
-
-    // A table of one row whose first column is stored and whose other columns are computed, without computing them
-    // here.
-    void makeComputedUpdate(const std::string &table, const std::string &columns) const
-    {
-        makeUpdate("CREATE TABLE " + table + "(id); INSERT INTO " + table + " VALUES(1);");
-        Database update(updatePath());
-        update.exec("PRAGMA writable_schema = ON;");
-        update.query("UPDATE sqlite_master SET sql = ?;",
-                     {Value::ofText("CREATE TABLE " + table + "(" + columns + ")")});
-    }
-
-    std::int32_t updateProbabilities() const
-    {
-        const WideText path = widePath(updatePath());
-        return bounded([&path] { return VELQ_UpdateData(path.c_str(), 5, nullptr, 0); });
-    }
-
-    std::int32_t updateWhiteNumbers() const
-    {
-        const WideText path = widePath(updatePath());
-        return bounded([&path] { return VELQ_UpdateData(nullptr, 0, path.c_str(), 6); });
-    }
-
-    Installation installation_;
-};
-
-std::int32_t addNumber(NumberList list, WideText number)
-{
-    const NumberRecord record{number.data(), nullptr};
-    return bounded([list, &record] {
-        return list == NumberList::white ? VELQ_AddWhiteNumberSync(&record, 0, 7)
-                                         : VELQ_AddBlackNumberSync(&record, 0, 7);
-    });
-}
-
-std::int32_t addBatch(WideText number)
-{
-    const NumberListNode node{nullptr, nullptr, number.data(), 7};
-    return bounded([&node] { return VELQ_AddWhiteNumberListSync(&node, 0); });
-}
-
-std::uint32_t rate(const WideText &body, const WideText &number)
-{
-    std::uint32_t rating = 99;
-    EXPECT_EQ(bounded([&] { return VELQ_CheckSpamMsgSync(&rating, body.c_str(), number.c_str()); }), VELQ_SUCCESS);
-    EXPECT_LE(rating, static_cast<std::uint32_t>(VELQ_RATING_UNSURE));
-    return rating;
-}
-
-std::int32_t countList(NumberList list, std::int32_t *nodes)
-{
-    NumberListNode *head = nullptr;
-    const std::int32_t result = bounded([list, &head] {
-        return list == NumberList::white ? VELQ_GetWhiteNumberList(&head, VELQ_HIDDEN_ANY)
-                                         : VELQ_GetBlackNumberList(&head, VELQ_HIDDEN_ANY);
-    });
-    *nodes = 0;
-    for (const NumberListNode *node = head; node != nullptr; node = node->next) {
-        ++*nodes;
-    }
-    VELQ_FreeWhiteNumberList(head);
-    return result;
-}
 
 void expectDocumented(std::int32_t result)
 {
@@ -425,18 +270,6 @@ TEST_F(HostileFiles, values_of_almost_a_megabyte_are_read_by_their_first_bytes)
     EXPECT_EQ(count, 2);
 }
 
-TEST_F(HostileFiles, values_beyond_what_is_read_end_the_update_there)
-{
-    const std::string huge(5'000'000, 'x');
-    makeProbabilityUpdate(updatePath(), {probabilityRow(VELQ_TEXT("ab"), {3, 4, 5}),
-                                         {Value::ofBlob(huge), Value::ofBlob(huge)},
-                                         probabilityRow(VELQ_TEXT("cd"), {3, 4, 5})});
-    const EngineSession session(installation_);
-    EXPECT_EQ(updateProbabilities(), VELQ_SUCCESS);
-    EXPECT_EQ(installation_.token(VELQ_TEXT("ab")), (TokenCounts{3, 4, 5}));
-    EXPECT_FALSE(installation_.token(VELQ_TEXT("cd")).has_value());
-}
-
 // ---- Pages that lead back
 
 TEST_F(HostileFiles, an_update_whose_pages_lead_back_ends)
@@ -670,22 +503,27 @@ TEST_F(HostileFiles, a_journal_left_beside_a_data_file_takes_the_half_written_ch
     EXPECT_FALSE(std::filesystem::exists(installation_.dataFile("wn.bin-journal")));
 }
 
-TEST_F(HostileFiles, a_journal_left_beside_an_update_takes_the_half_written_rows_back)
+TEST_F(HostileFiles, an_update_with_a_half_written_change_is_refused_and_left_as_it_is)
 {
     makeProbabilityUpdate(updatePath(), {probabilityRow(VELQ_TEXT("ab"), {3, 4, 5})});
     leaveHalfWritten(updatePath(), "UPDATE diffProbTable SET value = x'ffffffffffffffff00000000';");
+    const auto before = contentsBeside(installation_.folder(), {});
     const EngineSession session(installation_);
-    EXPECT_EQ(updateProbabilities(), VELQ_SUCCESS);
-    EXPECT_EQ(installation_.token(VELQ_TEXT("ab")), (TokenCounts{3, 4, 5}));
+    EXPECT_EQ(updateProbabilities(), VELQ_ERR_FAILED);
+    EXPECT_FALSE(installation_.token(VELQ_TEXT("ab")).has_value());
+    EXPECT_EQ(contentsBeside(installation_.folder(), {}), before);
+    const std::vector<std::string> log = logLines(installation_.logFile("engine.log"));
+    EXPECT_EQ(countLinesWith(log, "VELQ_DSH_Prepare"), 1U);
 }
 
 TEST_F(HostileFiles, a_journal_that_is_none_is_left_alone)
 {
     makeProbabilityUpdate(updatePath(), {probabilityRow(VELQ_TEXT("ab"), {3, 4, 5})});
     writeFile(updatePath().string() + "-journal", std::string(4000, 'j'));
+    const auto before = contentsBeside(installation_.folder(), {});
     const EngineSession session(installation_);
-    EXPECT_EQ(updateProbabilities(), VELQ_SUCCESS);
-    EXPECT_EQ(installation_.token(VELQ_TEXT("ab")), (TokenCounts{3, 4, 5}));
+    EXPECT_EQ(updateProbabilities(), VELQ_ERR_FAILED);
+    EXPECT_EQ(contentsBeside(installation_.folder(), {}), before);
 }
 
 TEST_F(HostileFiles, a_journal_cannot_have_another_file_deleted)

@@ -13,8 +13,11 @@ directions() {
 velq
 velq_schema
 
-VELQ_DSH_Hardening
-VELQ_DSH                      VELQ_DSH_Hardening
+VELQ_DSH_Bounds
+VELQ_DSH_Schema
+VELQ_DSH_File_Layer           VELQ_DSH_Bounds VELQ_DSH_Schema
+VELQ_DSH_Hardening            VELQ_DSH_Bounds VELQ_DSH_Schema VELQ_DSH_File_Layer
+VELQ_DSH                      VELQ_DSH_Hardening VELQ_DSH_Bounds VELQ_DSH_File_Layer
 platform                      velq
 VELQ_Word                     velq
 VELQ_Util                     velq platform VELQ_DSH VELQ_Word

@@ -44,6 +44,22 @@ TEST(update_inspection, finds_counts_that_would_wrap)
                                         "than the update takes away"}));
 }
 
+TEST(update_inspection, finds_values_that_are_longer_than_the_merge_reads)
+{
+    const Installation installation;
+    const fs::path update = installation.folder() / "update.db";
+    const auto read = [&](std::size_t bytes) {
+        test::makeProbabilityUpdate(update, {{test::Value::ofBlob(test::utf16BytesWithTerminator(VELQ_TEXT("ab"))),
+                                              test::Value::ofBlob(std::string(bytes, '\1'))}});
+        return shown(inspectUpdate(update, {}, {}).problems);
+    };
+    EXPECT_EQ(read(1'048'576), std::vector<std::string>{});
+    EXPECT_EQ(read(1'048'577), std::vector<std::string>{"row 1: the value has 1048577 bytes; at most 1048576 are read"});
+    const test::EngineSession session(installation);
+    const test::WideText path = test::widePath(update);
+    EXPECT_EQ(VELQ_UpdateData(path.c_str(), 5, nullptr, 0), VELQ_ERR_FAILED);
+}
+
 TEST(update_inspection, finds_token_rows_on_which_the_merge_fails)
 {
     const Installation installation;

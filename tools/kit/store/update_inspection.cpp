@@ -25,10 +25,28 @@ std::string rowName(std::uint64_t number, std::string_view keyBytes)
     return rowName(number) + " (" + keyText(StoredValue::ofBlob(keyBytes)) + ")";
 }
 
+// The engine reads no longer value of an update: the merge fails as a whole.
+constexpr std::size_t mostDeliveredBytes = 1'048'576;
+
+// True when the merge stops at the value.
+bool isTooLong(UpdateReport &report, std::uint64_t row, const char *what, const StoredValue &value)
+{
+    const bool stops = value.bytes.size() > mostDeliveredBytes;
+    if (stops) {
+        report.problems.push_back({rowName(row), std::string("the ") + what + " has " +
+                                                     std::to_string(value.bytes.size()) + " bytes; at most " +
+                                                     std::to_string(mostDeliveredBytes) + " are read"});
+    }
+    return stops;
+}
+
 void inspectTokenRow(UpdateReport &report, const StoredRow &row, std::map<std::string, TokenWords> &counts,
                      bool againstStore)
 {
     const std::uint64_t number = ++report.tokenRows;
+    if (isTooLong(report, number, "key", row[0]) || isTooLong(report, number, "value", row[1])) {
+        return;
+    }
     const std::optional<std::size_t> end = zeroUnitIn(row[0].bytes);
     if (!end) {
         report.problems.push_back({rowName(number), "the key is not ended by a zero unit"});
@@ -74,6 +92,9 @@ void inspectTokens(UpdateReport &report, Database &file, const std::filesystem::
 // False when the merge stops at the text.
 bool inspectText(UpdateReport &report, std::uint64_t row, const char *what, const StoredValue &text)
 {
+    if (isTooLong(report, row, what, text)) {
+        return false;
+    }
     const std::optional<std::size_t> end = zeroUnitIn(text.bytes);
     if (!end) {
         report.problems.push_back({rowName(row), std::string("the ") + what + " is not ended by a zero unit"});
