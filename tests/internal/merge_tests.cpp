@@ -238,7 +238,7 @@ TEST_P(ProbabilityMerge, bound_on_either_file_is_told_and_rolls_back)
         EXPECT_TRUE(watch.everythingReleased()) << failure.what;
         EXPECT_EQ(engine.newLines(), expectedLog(failure.lines, GetParam())) << failure.what;
         EXPECT_EQ(contents(), before) << failure.what;
-        EXPECT_EQ(watch.executed(), (Texts{, beginSql, rollbackSql})) << failure.what;
+        EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginSql, rollbackSql})) << failure.what;
     }
 }
 
@@ -248,7 +248,7 @@ TEST_P(ProbabilityMerge, bound_at_the_commit_rolls_back)
     const DshWatch watch({.call = DshCall::exec, .code = VELQ_DSH_FULL, .sql = commitSql, .isBound = true});
     EXPECT_EQ(merge(), -2);
     EXPECT_TRUE(watch.everythingReleased());
-    EXPECT_EQ(watch.executed(), (Texts{, beginSql, commitSql, rollbackSql}));
+    EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginSql, commitSql, rollbackSql}));
     EXPECT_EQ(contents(), before);
     EXPECT_EQ(engine.newLines(),
               expectedLog({probEnter, probFound, probNotFound,
