@@ -51,7 +51,7 @@ kit/base                      velq
 kit/engine                    velq velq_schema kit/base
 kit/reading                   velq kit/base kit/engine
 kit/store                     velq kit/base kit/engine kit/reading
-kit/messages                  velq kit/base kit/engine kit/reading
+kit/messages                  velq velq_text kit/base kit/engine kit/reading
 kit/learning                  velq kit/base kit/engine kit/reading kit/store kit/messages
 kit/evaluation                velq kit/base kit/engine kit/reading kit/store kit/messages kit/learning
 kit/hooks                     velq kit/base kit/engine kit/reading kit/store kit/messages
