@@ -4,6 +4,7 @@
 //   segment   the same message cut into tokens
 //   list      a number that is on neither list, among 10, 1,000 and 100,000 entries; and one that is listed last
 //   update    merges of 100,000 rows
+//   prepare   texts of 160 characters; no floor, for it asks no database
 //   schema    token lookups in the delivered table layout and in SQLite's default one
 // Ends with a table of the ratios of workload and floor, from the medians of one run.
 #include "VELQ_DB_Interface.h"
@@ -11,6 +12,7 @@
 #include "dataset.h"
 #include "floor.h"
 #include "velq.h"
+#include "velq_text.h"
 
 #include <algorithm>
 #include <benchmark/benchmark.h>
@@ -152,6 +154,29 @@ static void listFloor(benchmark::State &state, bool hit)
 
 static constexpr std::size_t updateRows = 100'000;
 
+// Texts of 160 characters: English in small letters, with accents, in full-width letters, and with look-alikes in every
+// word. Both calls, as a host makes them.
+static void prepareText(benchmark::State &state, const char *part)
+{
+    constexpr std::size_t characters = 160;
+    WideText body;
+    while (body.size() < characters) {
+        body += test::wide(part);
+    }
+    body.resize(characters);
+    WideText prepared(2 * characters, 0);
+    for (auto _ : state) {
+        const std::size_t needed = velq_prepare_text(body.c_str(), nullptr, 0);
+        benchmark::DoNotOptimize(velq_prepare_text(body.c_str(), prepared.data(), needed));
+        benchmark::ClobberMemory();
+    }
+    std::uint64_t answer = 0;
+    for (const VELQ_WideChar unit : prepared) {
+        answer = answer * 31 + unit;
+    }
+    record(std::string("prepare ") + part, answer);
+}
+
 // Runs `merge` on a fresh copy of `file` in every round.
 template <typename Merge>
 static void mergeRounds(benchmark::State &state, const Installation &installation, const char *file, Merge merge)
@@ -283,6 +308,11 @@ static void registerAll()
     }
     RegisterBenchmark("segment/engine", segmentEngine);
     RegisterBenchmark("segment/floor", segmentFloor);
+    RegisterBenchmark("prepare_plain/engine", prepareText, "come home for dinner at eight, call me ");
+    RegisterBenchmark("prepare_accents/engine", prepareText, "Für über schön żółw Đường ПРИВЕТ Ёлка ");
+    RegisterBenchmark("prepare_full_width/engine", prepareText, "ＦＲＥＥ Ｐｒｉｚｅ ｃａｌｌ ０８００ ");
+    RegisterBenchmark("prepare_look_alikes/engine", prepareText,
+                      "P\u0430yP\u0430l \u0441\u0430ll \u0397ELLO mo\u03B7ey ");
     for (const bool hit : {false, true}) {
         const std::string workload = hit ? "list_hit" : "list_miss";
         RegisterBenchmark((workload + "/engine").c_str(), listEngine, hit)->Arg(10)->Arg(1000)->Arg(100'000);

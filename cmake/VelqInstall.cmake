@@ -4,12 +4,13 @@ include(CMakePackageConfigHelpers)
 
 set(VELQ_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/velq)
 
-install(TARGETS velq kdsh EXPORT velqTargets
+install(TARGETS velq kdsh velqtext EXPORT velqTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES ${CMAKE_SOURCE_DIR}/include/velq.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(FILES ${CMAKE_SOURCE_DIR}/include/velq.h ${CMAKE_SOURCE_DIR}/include/velq_text.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 install(EXPORT velqTargets NAMESPACE velq:: DESTINATION ${VELQ_CMAKE_DIR} COMPONENT development)
 
 configure_package_config_file(${CMAKE_SOURCE_DIR}/cmake/velqConfig.cmake.in ${CMAKE_BINARY_DIR}/velqConfig.cmake
@@ -20,7 +21,7 @@ install(FILES ${CMAKE_BINARY_DIR}/velqConfig.cmake ${CMAKE_BINARY_DIR}/velqConfi
 
 # The pkg-config files find their prefix from where they lie, so that an installation can be moved.
 file(RELATIVE_PATH VELQ_PC_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-foreach(library velq kdsh)
+foreach(library velq kdsh velqtext)
   configure_file(${CMAKE_SOURCE_DIR}/cmake/${library}.pc.in ${CMAKE_BINARY_DIR}/${library}.pc @ONLY)
   install(FILES ${CMAKE_BINARY_DIR}/${library}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endforeach()

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the Debian packages libvelq1, libvelq-dev, velq and velq-data from this tree as it stands. Installs the packages
+# Builds the Debian packages libvelq1, libvelqtext1, libvelq-dev, velq and velq-data from this tree as it stands. Installs the packages
 # that the build needs. Usage: build.sh [FOLDER]; the packages go to FOLDER (default build-packages in the tree).
 set -euo pipefail
 source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)

@@ -45,7 +45,7 @@ field() { dpkg-deb -f "$work/packages/$1"_*.deb "$2"; }
 
 echo "== system"
 # What the packages ask for beside each other, and what building a C program takes.
-needs=$(for name in libvelq1 velq; do field $name Depends | tr ',' '\n' | sed 's/^ *//; s/ .*//'; done |
+needs=$(for name in libvelq1 libvelqtext1 velq; do field $name Depends | tr ',' '\n' | sed 's/^ *//; s/ .*//'; done |
   grep -vE '^(lib)?velq' | sort -u | paste -sd,)
 base=$cache/system-$(sha256sum <<<"$needs" | cut -c1-12).tar
 find "$cache" -maxdepth 1 -name 'system-*.tar' -mtime +7 -delete 2>/dev/null || true
@@ -83,7 +83,8 @@ for package in "$work"/packages/*.deb; do
   case $package in *-dbgsym_*) ;; *) cp "$package" "$test_folder/packages" ;; esac
 done
 cp "$work"/next/*.deb "$test_folder/next"
-cp "$source_root"/tests/packages/in_fresh_system.sh "$source_root/examples/host.c" "$test_folder"
+cp "$source_root"/tests/packages/in_fresh_system.sh "$source_root"/examples/{host,prepare}.c \
+  "$test_folder"
 cp -r "$source_root/tests/consumer" "$test_folder"
 
 echo "== install, use, upgrade, remove"

@@ -9,7 +9,7 @@ source scripts/package-groups.sh
 install_packages build check
 
 mapfile -t sources < <(git ls-files '*.cpp' '*.h' '*.c')
-mapfile -t analysed < <(git ls-files 'src/*.cpp' 'kdsh/*.cpp' 'tools/*.cpp' | grep -v platform_win32)
+mapfile -t analysed < <(git ls-files 'src/*.cpp' 'kdsh/*.cpp' 'text/*.cpp' 'tools/*.cpp' | grep -v platform_win32)
 
 layout() {
   clang-format-14 --dry-run --Werror "${sources[@]}"
@@ -31,7 +31,7 @@ clang_tidy() {
 cppcheck_all() {
   local options=(--std=c++20 --language=c++ --inline-suppr --error-exitcode=1 --suppress=missingIncludeSystem
     --suppress=unusedStructMember --quiet -I src -I include -I kdsh)
-  cppcheck --enable=warning,performance,portability,style "${options[@]}" src kdsh -i src/platform/platform_win32.cpp &&
+  cppcheck --enable=warning,performance,portability,style "${options[@]}" src kdsh text -i src/platform/platform_win32.cpp &&
     cppcheck --enable=warning,performance,portability "${options[@]}" -I tools tools
 }
 

@@ -2,7 +2,7 @@
 # of them.
 # shellcheck shell=bash
 
-libraries="libcli11-dev libcsv-dev libgsl-dev libsqlite3-dev libutfcpp-dev nlohmann-json3-dev"
+libraries="libcli11-dev libcsv-dev libgsl-dev libsqlite3-dev libutf8proc-dev libutfcpp-dev nlohmann-json3-dev"
 declare -A package_groups=(
   # What building and testing take.
   [build]="g++ cmake ninja-build $libraries libgtest-dev libbenchmark-dev binutils pkg-config python3 groff-base"

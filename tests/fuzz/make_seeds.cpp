@@ -210,6 +210,22 @@ void writeCallSeeds()
               "\x05\x02" + text("7\x84") + text("x") + text("8") + text("") + "\x0b" + std::string("\x00\x02\xfe", 3));
 }
 
+void writePreparationSeeds()
+{
+    writeSeed("prepare", "plain", "FREE Prize, call 0800 123");
+    writeSeed("prepare", "look-alikes",
+              "P\x80yP\x80l \x84\x80ll \x8f"
+              "ELLO \x92x\x9a\x9b\xa0\xa1 z\x95\x96 \x99");
+    writeSeed("prepare", "accents-and-invisible",
+              "\xb3\xb2\xa2"
+              "e\xa2\xa3 fr\xa6"
+              "ee\xa8\xa9\xaa 1\xa9\xa5");
+    writeSeed("prepare", "forms", "\xb8\xb9\xba\xbb\xbc\xbd\xbe\xbf\xb5\xb4\xb1\xb6\xb7");
+    writeSeed("prepare", "pairs",
+              "\xc6\xc7 \xc8\xc9 \xca\xcb \xcc\xcd \xc6 \xc7 \xc6\xa6\xc7 \xff\xd8\x01\xff\xdc\x01");
+    writeSeed("prepare", "other-scripts", "\xc0\xc1\xc2\xc3\xc4\xc5 \xb8\xb9 \xff\x06\x27");
+}
+
 // ---- Inputs of the targets that read foreign text with the kit.
 
 void writeStoreTextSeeds()
@@ -332,6 +348,7 @@ int main(int argc, char **argv)
     writeDataFileSeeds();
     writeUpdateSeeds();
     writeCallSeeds();
+    writePreparationSeeds();
     writeStoreTextSeeds();
     writeCsvSeeds();
     writeCorpusSeeds();

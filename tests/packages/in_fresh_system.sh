@@ -27,7 +27,7 @@ files() {
   find / -xdev \( -path /test -o -path /proc -o -path /sys -o -path /dev -o -path /var/lib/dpkg -o -path /var/log \
     -o -path /var/cache -o -path /tmp \) -prune -o -print | LC_ALL=C sort
 }
-versions() { dpkg-query -W -f='${Version}\n' libvelq1 libvelq-dev velq velq-data | sort -u; }
+versions() { dpkg-query -W -f='${Version}\n' libvelq1 libvelqtext1 libvelq-dev velq velq-data | sort -u; }
 
 # rates PROGRAM: the example host starts on the installation, rates, and blocks the sender.
 rates() {
@@ -36,14 +36,18 @@ rates() {
   echo "$answer"
   grep -qx 'black list: 13900002222 (contact 42)' <<<"$answer"
 }
+prepares() { [ "$("$1")" = "fur all: call now" ]; }
 build_with_cmake() {
   rm -rf build
-  cmake -S consumer -B build -DHOST_SOURCE=/test/host.c && cmake --build build && rates build/host
+  cmake -S consumer -B build -DHOST_SOURCE=/test/host.c -DPREPARE_SOURCE=/test/prepare.c && cmake --build build &&
+    rates build/host && prepares build/prepare
 }
 build_with_pkg_config() {
   local flags
   read -ra flags <<<"$(pkg-config --cflags --libs velq)"
-  cc -std=c11 -o host host.c "${flags[@]}" && rates ./host
+  cc -std=c11 -o host host.c "${flags[@]}" && rates ./host || return 1
+  read -ra flags <<<"$(pkg-config --cflags --libs velqtext)"
+  cc -std=c11 -o prepare prepare.c "${flags[@]}" && prepares ./prepare
 }
 command_rates() {
   rm -rf installation
@@ -63,7 +67,7 @@ finds_no_search_path() { ! grep -aq "/test" /usr/bin/velq && ldconfig -p | grep 
 same_files() { files >/test/after && diff /test/before /test/after; }
 has_documents() {
   local name
-  for name in libvelq1 libvelq-dev velq velq-data; do
+  for name in libvelq1 libvelqtext1 libvelq-dev velq velq-data; do
     [ -s "/usr/share/doc/$name/copyright" ] && gzip -t "/usr/share/doc/$name"/changelog*.gz || return 1
   done
 }
@@ -76,8 +80,8 @@ check "each package has a copyright file and a changelog" has_documents
 check "the command has a manual page" gzip -t /usr/share/man/man1/velq.1.gz
 check "the command lays out an installation and rates by the operator rule" command_rates
 check "the starter store knows spam" command_knows_words
-check "a C program builds with CMake and rates" build_with_cmake
-check "a C program builds with pkg-config and rates" build_with_pkg_config
+check "a C program builds with CMake, rates and prepares" build_with_cmake
+check "a C program builds with pkg-config, rates and prepares" build_with_pkg_config
 
 cp host old-host
 check "all packages upgrade" dpkg -i next/*.deb
@@ -86,7 +90,7 @@ check "a program built before the upgrade still rates" rates ./old-host
 check "an installation made before the upgrade is kept" test -s installation/Quenlibra/Tarvolent/data/prob.bin
 
 check "the library stays while the command needs it" bash -c '! dpkg -r libvelq1'
-check "all packages are removed" dpkg -P velq velq-data libvelq-dev libvelq1
+check "all packages are removed" dpkg -P velq velq-data libvelq-dev libvelqtext1 libvelq1
 check "the loader forgets the library" bash -c '! ldconfig -p | grep -q libvelq'
 check "nothing is left behind" same_files
 

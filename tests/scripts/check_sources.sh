@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Checks that the operating system is reached through the platform files only, that includes run one way, in the engine
-# and between the rooms of the kit, and that the kit's files stay short. Usage: check_sources.sh SOURCE_DIR
+# Checks that the operating system is reached through the platform files only, that includes run one way, in the engine,
+# in the text preparation and between the rooms of the kit, and that the kit's files stay short. Usage: check_sources.sh SOURCE_DIR
 set -euo pipefail
 cd "$1"
 failures=0
@@ -41,11 +41,20 @@ VELQ_Update                   velq VELQ_Util VELQ_DB_Operation VELQ_WL_Store VEL
 VELQ_Rating_Manager           velq VELQ_Util VELQ_Word_Seg VELQ_BFilter_Register VELQ_BFilter_Interface VELQ_DB_Interface
 VELQ_Interface                velq VELQ_Util VELQ_DB_Connection VELQ_BFilter_Register VELQ_DB_Interface VELQ_Update VELQ_Rating_Manager
 
+velq_text                     velq
+text_tables
+written_tables                text_tables
+scripts                       text_tables
+foldings                      scripts
+look_alikes                   text_tables scripts foldings
+make_text_tables              text_tables scripts foldings look_alikes
+prepare_text                  velq_text text_tables written_tables
+
 kit/base                      velq
 kit/engine                    velq velq_schema kit/base
 kit/reading                   velq kit/base kit/engine
 kit/store                     velq kit/base kit/engine kit/reading
-kit/messages                  velq kit/base kit/engine kit/reading
+kit/messages                  velq velq_text kit/base kit/engine kit/reading
 kit/learning                  velq kit/base kit/engine kit/reading kit/store kit/messages
 kit/evaluation                velq kit/base kit/engine kit/reading kit/store kit/messages kit/learning
 kit/hooks                     velq kit/base kit/engine kit/reading kit/store kit/messages
@@ -109,8 +118,9 @@ long_files() {
     awk -v most="$longest_kit_file" '$2 != "total" && $1 > most { print $2 ": " $1 " lines" }'
 }
 
-mapfile -t engine < <(find src kdsh include -name '*.cpp' -o -name '*.h' | grep -v '^src/platform/' | sort)
-mapfile -t all < <(find src kdsh include tools -name '*.cpp' -o -name '*.h' | sort)
+mapfile -t engine < <(find src kdsh include text -name '*.cpp' -o -name '*.h' |
+  grep -vE '^(src/platform/|text/(make_text_tables|foldings|look_alikes|scripts)\.)' | sort)
+mapfile -t all < <(find src kdsh include text tools -name '*.cpp' -o -name '*.h' | sort)
 mapfile -t engine_but_access < <(printf '%s\n' "${engine[@]}" | grep -v '^kdsh/')
 mapfile -t all_but_front < <(find src -name '*.cpp' | grep -v 'src/VELQ_Interface.cpp' | sort)
 

@@ -22,7 +22,7 @@ from typing import Iterable, Iterator
 from . import _library
 from ._library import as_pointer, from_wide, to_wide
 
-__all__ = ["DataKind", "Engine", "Entry", "NumberList", "Rating", "VelqError", "WhiteList"]
+__all__ = ["DataKind", "Engine", "Entry", "NumberList", "Rating", "VelqError", "WhiteList", "prepare"]
 __version__ = "1.0.0"
 
 _ANY = -1
@@ -60,6 +60,19 @@ class VelqError(RuntimeError):
     def __init__(self, call: str, code: int) -> None:
         super().__init__(f"{call}: {_MEANINGS.get(code, 'unknown result')} ({code})")
         self.code = code
+
+
+def prepare(text: str) -> str:
+    """The text in the form that the engine reads best: libvelqtext says what changes. Needs no engine.
+
+    A zero character ends the text, as it does for the engine.
+    """
+    function = _library.load_text().velq_prepare_text
+    body = to_wide(text)
+    needed = function(body, None, 0)
+    prepared = (ctypes.c_uint16 * needed)()
+    function(body, prepared, needed)
+    return from_wide(prepared)
 
 
 def _check(call: str, code: int) -> None:

@@ -1,11 +1,12 @@
-"""The C interface of libvelq through ctypes: loading, record layouts, signatures, wide text."""
+"""The C interfaces of libvelq and libvelqtext through ctypes: loading, record layouts, signatures, wide text."""
 
 from __future__ import annotations
 
 import ctypes
 import ctypes.util
+import functools
 import os
-from ctypes import POINTER, Structure, c_int32, c_uint16, c_uint32, c_void_p
+from ctypes import POINTER, Structure, c_int32, c_size_t, c_uint16, c_uint32, c_void_p
 
 WideText = POINTER(c_uint16)
 
@@ -73,6 +74,16 @@ def load(path: str | None = None) -> ctypes.CDLL:
             function = getattr(library, pattern.format(list=kind))
             function.restype = result
             function.argtypes = arguments
+    return library
+
+
+@functools.lru_cache(maxsize=None)
+def load_text() -> ctypes.CDLL:
+    """Loads libvelqtext: the file that VELQ_TEXT_LIBRARY names, or the installed one."""
+    name = os.environ.get("VELQ_TEXT_LIBRARY") or ctypes.util.find_library("velqtext") or "libvelqtext.so.1"
+    library = ctypes.CDLL(name)
+    library.velq_prepare_text.restype = c_size_t
+    library.velq_prepare_text.argtypes = [WideText, WideText, c_size_t]
     return library
 
 

@@ -24,6 +24,8 @@ TEST_F(CliTest, explain_begins_with_verdict_and_step_and_lists_the_tokens)
     expectDone(result);
     const std::string expected = "unsure  classifier: spam from 0.9 on, ham up to 0.45\n"
                                  "  message     prize winner, claim it 你好\n"
+                                 "  prepared    prize winner, claim it 你好\n"
+                                 "  dropped     prize[ ]winner,[ ]claim[ ]it[ ]你好  (in brackets)\n"
                                  "  filtered    prizewinner,claimit你好  (21 characters)\n"
                                  "\n"
                                  "  token       position     spam      ham  probability  counted\n"
@@ -36,6 +38,33 @@ TEST_F(CliTest, explain_begins_with_verdict_and_step_and_lists_the_tokens)
     EXPECT_NE(result.out.find("spam tail   "), std::string::npos);
     EXPECT_NE(result.out.find("ham tail    "), std::string::npos);
     EXPECT_NE(result.out.find("(4 of 4 tokens counted)"), std::string::npos);
+}
+
+TEST_F(CliTest, explain_shows_the_text_prepared_and_with_raw_as_it_is)
+{
+    const std::string text = "PRIZE w\u0456nner, cl\u00E1im IT";
+    const CommandResult prepared = run({"explain", text});
+    expectDone(prepared);
+    EXPECT_NE(prepared.out.find("  message     " + text +
+                                "\n"
+                                "  prepared    prize winner, claim it\n"
+                                "  dropped     prize[ ]winner,[ ]claim[ ]it  (in brackets)\n"
+                                "  filtered    prizewinner,claimit  (19 characters)\n"),
+              std::string::npos)
+        << prepared.out;
+    const CommandResult raw = run({"explain", "--raw", text});
+    expectDone(raw);
+    EXPECT_NE(raw.out.find("  message     " + text +
+                           "\n"
+                           "  dropped     [PRIZE w]\u0456nner,[ ]cl[\u00E1]im[ IT]  (in brackets)\n"
+                           "  filtered    \u0456nner,clim  (10 characters)\n"),
+              std::string::npos)
+        << raw.out;
+    const json report = json::parse(run({"explain", "--json", text}).out)[0];
+    EXPECT_EQ(report["message"], text);
+    EXPECT_EQ(report["prepared"], "prize winner, claim it");
+    EXPECT_EQ(report["dropped"], "prize[ ]winner,[ ]claim[ ]it");
+    EXPECT_TRUE(json::parse(run({"explain", "--json", "--raw", text}).out)[0]["prepared"].is_null());
 }
 
 TEST_F(CliTest, explain_json_carries_the_figures_by_hand)

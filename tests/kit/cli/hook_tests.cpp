@@ -65,6 +65,15 @@ TEST_F(HookCommand, spam_is_moved_and_logged)
     EXPECT_EQ(logged(), "smstools\tspam\t+4512345678\tGSM1.abc\tmoved to " + (spam / "GSM1.abc").string());
 }
 
+TEST_F(HookCommand, text_is_prepared_unless_it_is_to_be_raw)
+{
+    const std::string message = (inbox / "GSM1.abc").string();
+    EXPECT_EQ(smstools("PRIZE WINNER, CLAIM IT", {"--raw", "RECEIVED", message}).status, 0);
+    EXPECT_TRUE(fs::exists(message));
+    EXPECT_EQ(smstools("PRIZE WINNER, CLAIM IT").status, 0);
+    EXPECT_TRUE(fs::exists(spam / "GSM1.abc"));
+}
+
 TEST_F(HookCommand, unsure_message_is_moved_to_its_own_folder)
 {
     EXPECT_EQ(smstools("nothing that it knows of").status, 0);

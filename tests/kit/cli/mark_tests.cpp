@@ -19,6 +19,16 @@ TEST_F(CliTest, mark_spam_moves_words_to_the_spam_side)
     EXPECT_EQ(installation.messageCounts(), (TokenCounts{101, 99}));
 }
 
+TEST_F(CliTest, mark_prepares_texts_unless_they_are_to_be_raw)
+{
+    expectDone(run({"mark", "spam", "--raw", "HELLO HELLO"}));
+    EXPECT_EQ(installation.token(VELQ_TEXT("hell")), (TokenCounts{1, 90}));
+    expectDone(run({"mark", "spam", "HELLO HELLO"}));
+    EXPECT_EQ(installation.token(VELQ_TEXT("hell")), (TokenCounts{2, 89}));
+    expectDone(run({"mark", "ham", "PR\u0406ZE"}));
+    EXPECT_EQ(installation.token(VELQ_TEXT("priz")), (TokenCounts{89, 2}));
+}
+
 TEST_F(CliTest, mark_ham_moves_words_and_takes_the_sender_off_the_black_list)
 {
     installation.addNumber(NumberList::black, "13912345678");

@@ -45,6 +45,14 @@ TEST_F(rate_pipe, names_each_deciding_step)
     EXPECT_EQ(ask("neut, ral1, mid2")["rating"], "ham");
 }
 
+TEST_F(rate_pipe, prepares_bodies_unless_they_are_to_be_raw)
+{
+    EXPECT_EQ(ask("PRIZE WINNER, CLAIM IT")["rating"], "spam");
+    const CommandResult raw = run({"rate", "--raw", "--json-lines"}, R"({"body":"PRIZE WINNER, CLAIM IT"})");
+    expectDone(raw);
+    EXPECT_EQ(json::parse(raw.out)["reason"], "length");
+}
+
 TEST_F(rate_pipe, answers_have_five_members_in_order)
 {
     const CommandResult result = run({"rate", "--json-lines"}, R"({"id":"a","body":"hello","more":[1,{"x":2}]})");

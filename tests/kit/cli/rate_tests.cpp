@@ -19,6 +19,14 @@ TEST_F(CliTest, rate_prints_rating_and_text_for_each_argument)
     EXPECT_EQ(result.err, "");
 }
 
+TEST_F(CliTest, rate_prepares_texts_and_prints_them_as_given)
+{
+    const std::string disguised = "PR\u0406ZE winner, Cl\u00E1im it";
+    EXPECT_EQ(run({"rate", disguised}).out, "spam\t" + disguised + "\n");
+    EXPECT_EQ(run({"rate", "--raw", disguised}).out, "unsure\t" + disguised + "\n");
+    EXPECT_EQ(json::parse(run({"rate", "--json", disguised}).out)[0]["text"], disguised);
+}
+
 TEST_F(CliTest, rate_reads_lines_with_and_without_label)
 {
     const CommandResult result = run({"rate"}, "spam\t" + hamText + "\r\n\n" + spamText + "\nother\ttab");

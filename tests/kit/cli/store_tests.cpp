@@ -45,6 +45,30 @@ TEST_F(store_command, builds_the_text_form_by_name_or_on_request)
     EXPECT_EQ(readFile(path("b.bin")), dumped);
 }
 
+TEST_F(store_command, builds_of_prepared_messages_or_of_raw_ones)
+{
+    std::string disguised;
+    std::string plain;
+    for (int i = 0; i < 20; ++i) {
+        const std::string number = std::to_string(100 + i);
+        disguised += "spam\tFR\u00C9E pr\u0456ze" + number + "\nham\tSOON home" + number + "\n";
+        plain += "spam\tfree prize" + number + "\nham\tsoon home" + number + "\n";
+    }
+    const auto build = [&](const std::string &messages, const std::vector<std::string> &more, const char *mode) {
+        std::vector<std::string> arguments = {"store", "build", "-", "-o", path("x.txt")};
+        arguments.emplace_back(mode);
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const CommandResult result = velq(arguments, messages);
+        EXPECT_EQ(result.status, 0) << result.err;
+        return test::readFile(path("x.txt"));
+    };
+    for (const char *mode : {"--plain", "--seed=1"}) {
+        EXPECT_EQ(build(disguised, {}, mode), build(plain, {}, mode)) << mode;
+        EXPECT_EQ(build(plain, {"--raw"}, mode), build(plain, {}, mode)) << mode;
+        EXPECT_NE(build(disguised, {"--raw"}, mode), build(disguised, {}, mode)) << mode;
+    }
+}
+
 TEST_F(store_command, builds_from_standard_input_and_other_formats)
 {
     const std::string messages = inventedMessages(120, 1);

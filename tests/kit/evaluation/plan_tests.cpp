@@ -48,6 +48,21 @@ void expectRefused(const EvaluationRequest &request, Status status, const std::s
 
 class plan : public testing::Test, protected test::TestFiles {};
 
+TEST_F(plan, prepares_texts_and_says_where_they_are_as_they_were)
+{
+    const std::string input = "spam\tFR\u00C9E\nham\tsoon\nspam\tNOW\nham\tLater\n";
+    EvaluationRequest request = requestFor();
+    request.folds = 2;
+    request.randomFolds = true;
+    const EvaluationPlan prepared = planFrom(request, input);
+    EXPECT_EQ(prepared.messages[0].text, u"free");
+    EXPECT_EQ(prepared.method, "2 stratified folds, seed 1");
+    request.form = TextForm::raw;
+    const EvaluationPlan raw = planFrom(request, input);
+    EXPECT_EQ(raw.messages[0].text, u"FR\u00C9E");
+    EXPECT_EQ(raw.method, "2 stratified folds, seed 1; texts as they are");
+}
+
 TEST_F(plan, folds_test_each_message_once)
 {
     EvaluationRequest request = requestFor();

@@ -31,6 +31,18 @@ TEST(text_filter, drops_punctuation_and_isolated_letters)
     }
 }
 
+TEST(text_filter, marks_what_it_drops)
+{
+    const std::vector<std::pair<std::u16string, std::u16string>> cases = {
+        {u"", u""},           {u"hi!!! ok", u"hi[!!! ]ok"}, {u"Hi", u"h[i]"},
+        {u"AB", u"[AB]"},     {u"a!b", u"[a!b]"},           {u"[a]", u"[[a]]"},
+        {u"plain", u"plain"}, {u"you!", u"you[!]"},         {u"\u4E2D\uFF0C\u6587", u"\u4E2D[\uFF0C]\u6587"}};
+    for (const auto &[body, marked] : cases) {
+        EXPECT_EQ(markDropped(body), marked) << std::string(body.begin(), body.end());
+    }
+    EXPECT_EQ(markDropped(std::u16string_view(u"left\0right", 10)), u"left");
+}
+
 TEST(text_filter, stops_at_a_zero_unit)
 {
     EXPECT_EQ(filterText(std::u16string_view(u"left\0right", 10)), u"left");

@@ -113,6 +113,7 @@ void addEvaluateCommand(CLI::App &root, Context &context)
         ->type_name("FILE.html");
     addCountOption(*command, "--report-errors", options->reportErrors, "Errors of each kind shown on the page (500)");
     addFormatOption(*command, options->format);
+    addRawFlag(*command, options->form);
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     addExamples(*command, {"velq evaluate en.tsv", "velq evaluate --leave-one-source-out en_*.tsv",

@@ -6,6 +6,7 @@
 #include "kit/engine/rating.h"
 #include "kit/messages/input_messages.h"
 #include "kit/reading/explanation.h"
+#include "kit/reading/text_filter.h"
 #include "velq.h"
 
 #include <algorithm>
@@ -26,6 +27,14 @@ struct ExplainOptions {
     std::string install;
     std::string number;
     std::vector<std::string> texts;
+    TextForm form = TextForm::prepared;
+};
+
+// A message as it was given, and as it goes to the engine.
+struct ExplainedMessage {
+    std::string text;
+    WideText body;
+    TextForm form = TextForm::prepared;
 };
 
 } // namespace
@@ -98,7 +107,7 @@ static void printTokens(std::ostream &out, const Explanation &explanation)
     out << '\n';
 }
 
-static void printReport(std::ostream &out, const std::string &text, const std::string &number,
+static void printReport(std::ostream &out, const ExplainedMessage &message, const std::string &number,
                         const Explanation &explanation)
 {
     out << ratingName(explanation.rating) << "  " << stepSentence(explanation.step) << '\n';
@@ -112,7 +121,11 @@ static void printReport(std::ostream &out, const std::string &text, const std::s
     if (!number.empty()) {
         out << "  number      " << oneLine(number) << '\n';
     }
-    out << "  message     " << oneLine(text) << '\n';
+    out << "  message     " << oneLine(message.text) << '\n';
+    if (message.form == TextForm::prepared) {
+        out << "  prepared    " << oneLine(utf8FromWide(message.body)) << '\n';
+    }
+    out << "  dropped     " << oneLine(utf8FromUtf16(markDropped(utf16FromWide(message.body)))) << "  (in brackets)\n";
     out << "  filtered    " << oneLine(utf8FromUtf16(explanation.filtered)) << "  (" << explanation.filtered.size()
         << " characters)\n";
     printTokens(out, explanation);
@@ -134,7 +147,7 @@ static Json finite(double value)
     return std::isfinite(value) ? Json(value) : Json(nullptr);
 }
 
-static Json reportJson(const std::string &text, const std::string &number, const Explanation &explanation)
+static Json reportJson(const ExplainedMessage &message, const std::string &number, const Explanation &explanation)
 {
     Json entry;
     if (explanation.entry) {
@@ -154,7 +167,9 @@ static Json reportJson(const std::string &text, const std::string &number, const
                 {"reason", stepName(explanation.step)},
                 {"entry", entry},
                 {"number", number},
-                {"message", text},
+                {"message", message.text},
+                {"prepared", message.form == TextForm::prepared ? Json(utf8FromWide(message.body)) : Json(nullptr)},
+                {"dropped", utf8FromUtf16(markDropped(utf16FromWide(message.body)))},
                 {"filtered", utf8FromUtf16(explanation.filtered)},
                 {"tokens", tokens},
                 {"spamMessages", explanation.totals.spamMessages},
@@ -182,16 +197,17 @@ static void runExplain(const ExplainOptions &options, Context &context)
     bool first = true;
     std::uint64_t count = 0;
     Progress progress(context.err, "explaining", options.texts.size(), context.progressBesideOutput());
-    forEachMessage(options.texts, context.in, [&](const InputMessage &message) {
+    forEachMessage(options.texts, context.in, [&](const InputMessage &input) {
         progress.reached(++count);
-        const WideText body = wideArgument(message.text, "the message");
-        const Explanation explanation = explainOnCopy(installation, body, number);
+        const ExplainedMessage message{input.text, inForm(options.form, wideArgument(input.text, "the message")),
+                                       options.form};
+        const Explanation explanation = explainOnCopy(installation, message.body, number);
         if (context.json) {
-            reports.push_back(reportJson(message.text, options.number, explanation));
+            reports.push_back(reportJson(message, options.number, explanation));
             return;
         }
         context.out << (first ? "" : "\n");
-        printReport(context.out, message.text, options.number, explanation);
+        printReport(context.out, message, options.number, explanation);
         first = false;
     });
     if (context.json) {
@@ -207,10 +223,12 @@ void addExplainCommand(CLI::App &root, Context &context)
     addInstallOption(*command, options->install);
     addTextOption(*command, "--number", "NUMBER", options->number, "The sender of the messages");
     addTextArgument(*command, "TEXT", options->texts, "The messages; without any, one a line on standard input");
+    addRawFlag(*command, options->form);
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     addExamples(*command, {"velq explain --install ~/filter 'Claim your free prize now, call 13912345678'",
-                           "velq explain --install ~/filter --number 13912345678 --json 'call me back'"});
+                           "velq explain --install ~/filter --number 13912345678 --json 'call me back'",
+                           "velq explain --install ~/filter --raw 'FREE prize'"});
     command->callback([options, &context] { runExplain(*options, context); });
 }
 

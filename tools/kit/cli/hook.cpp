@@ -60,6 +60,7 @@ static std::vector<CLI::Option *> addHookOptions(CLI::App &command, HookOptions 
     addFileOption(command, "--log", options.log,
                   "Append a line for each message: time, host, rating, sender, files, action; standard error when "
                   "not given");
+    addRawFlag(command, options.form);
     return {spam, unsure};
 }
 

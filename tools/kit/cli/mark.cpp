@@ -16,6 +16,7 @@ struct MarkOptions {
     std::string install;
     std::string number;
     std::vector<std::string> texts;
+    TextForm form = TextForm::prepared;
 };
 
 } // namespace
@@ -33,7 +34,7 @@ static void runMark(const MarkOptions &options, Label label, Context &context)
     std::optional<Progress> progress; // its bar is gone before the closing message
     progress.emplace(context.err, "marking", options.texts.size(), context.progress());
     forEachMessage(options.texts, context.in, [&](const InputMessage &message) {
-        const WideText body = wideArgument(message.text, "the message");
+        const WideText body = inForm(options.form, wideArgument(message.text, "the message"));
         const std::int32_t code =
             label == Label::ham ? VELQ_SetMsgAsHam(body.c_str(), number.c_str()) : VELQ_SetMsgAsSpam(body.c_str());
         engine.check(code, "marking message " + std::to_string(marked + 1) + " failed");
@@ -60,6 +61,7 @@ static void addVerdict(CLI::App &mark, Label label, Context &context)
         addTextOption(*command, "--number", "NUMBER", options->number, "The sender, taken off the black list");
     }
     addTextArgument(*command, "TEXT", options->texts, "The messages; without any, one a line on standard input");
+    addRawFlag(*command, options->form);
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     if (ham) {

@@ -135,6 +135,13 @@ void addFormatOption(CLI::App &command, CorpusFormat &format)
         ->type_name("FORMAT");
 }
 
+void addRawFlag(CLI::App &command, TextForm &form)
+{
+    command.add_flag_callback(
+        "--raw", [&form] { form = TextForm::raw; },
+        "Take texts as they are, for what an application gets that does not prepare them");
+}
+
 void addExamples(CLI::App &command, std::initializer_list<std::string> examples)
 {
     std::string text = examples.size() == 1 ? "Example:" : "Examples:";

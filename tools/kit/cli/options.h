@@ -5,6 +5,7 @@
 
 #include "kit/base/progress.h"
 #include "kit/messages/corpus.h"
+#include "kit/messages/text_form.h"
 
 #include <CLI/App.hpp>
 #include <concepts>
@@ -89,6 +90,7 @@ CLI::Option *addInstallOption(CLI::App &command, std::string &folder); // --inst
 CLI::Option *addJsonFlag(CLI::App &command, Context &context);         // --json
 void addQuietFlag(CLI::App &command, Context &context);                // --quiet
 void addFormatOption(CLI::App &command, CorpusFormat &format);         // --format tsv|csv|jsonl
+void addRawFlag(CLI::App &command, TextForm &form);                    // --raw
 
 // Closes the help text: at most eight examples of one line each, without the prompt.
 void addExamples(CLI::App &command, std::initializer_list<std::string> examples);

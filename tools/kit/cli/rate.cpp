@@ -19,6 +19,7 @@ struct RateOptions {
     std::string install;
     std::string number;
     std::vector<std::string> texts;
+    TextForm form = TextForm::prepared;
     bool jsonLines = false;
     bool exitCode = false;
 };
@@ -85,7 +86,7 @@ static void runRate(const RateOptions &options, Context &context)
     Progress progress(context.err, "rating", options.texts.size(), context.progressBesideOutput());
     forEachToRate(options, context, [&](const InputMessage &message) {
         progress.reached(++count);
-        const WideText body = wideArgument(message.text, "the message");
+        const WideText body = inForm(options.form, wideArgument(message.text, "the message"));
         if (!explainer) {
             rated = rate(engine, body, number);
             context.out << ratingName(rated.rating) << '\t' << oneLine(message.text) << std::endl;
@@ -127,6 +128,7 @@ void addRateCommand(CLI::App &root, Context &context)
     CLI::Option *texts = addTextArgument(
         *command, "TEXT", options->texts,
         "The messages; without any, one a line on standard input, where a line may begin with ham or spam and a tab");
+    addRawFlag(*command, options->form);
     CLI::Option *json = addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     CLI::Option *pipe =
@@ -143,7 +145,7 @@ void addRateCommand(CLI::App &root, Context &context)
                            "velq rate --install ~/filter --exit-code 'Claim your free prize now' || echo not wanted"});
     command->callback([options, &context] {
         if (options->jsonLines) {
-            runRatePipe(options->install, context);
+            runRatePipe(options->install, options->form, context);
         } else {
             runRate(*options, context);
         }

@@ -45,7 +45,7 @@ static Json answerTo(const Engine &engine, Explainer &explainer, const RateReque
     }
 }
 
-void runRatePipe(const std::string &install, Context &context)
+void runRatePipe(const std::string &install, TextForm form, Context &context)
 {
     const Installation installation(install);
     checkDataFiles(installation);
@@ -60,7 +60,8 @@ void runRatePipe(const std::string &install, Context &context)
         if (result == LineResult::line && line.empty()) {
             continue;
         }
-        const RateRequest request = parseRateRequest(line, result);
+        RateRequest request = parseRateRequest(line, result);
+        request.body = inForm(form, request.body);
         answer(context, request, answerTo(engine, explainer, request, lines.number()));
     }
     checkReadToEnd(input.stream(), input.name());

@@ -10,7 +10,7 @@ namespace velq::kit {
 
 // Answers each line of standard input with a line before it reads the next. A line that cannot be rated is answered
 // with its fault. Throws Error where the installation or a stream ends the whole run.
-void runRatePipe(const std::string &install, Context &context);
+void runRatePipe(const std::string &install, TextForm form, Context &context);
 
 } // namespace velq::kit
 

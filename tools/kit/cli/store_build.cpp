@@ -20,6 +20,7 @@ namespace {
 struct BuildCommandOptions {
     std::vector<std::string> corpora;
     CorpusFormat format = CorpusFormat::byName;
+    TextForm form = TextForm::prepared;
     bool plain = false;
     bool text = false;
     std::uint64_t seed = 1;
@@ -43,16 +44,16 @@ static std::string namesOf(const std::vector<std::string> &corpora)
     return names;
 }
 
-// Hands on every message of the corpora. Returns their number.
+// Hands on every message of the corpora, with its text in the form asked for. Returns their number.
 static std::uint64_t readMessages(const BuildCommandOptions &options, Context &context,
-                                  const std::function<void(bool spam, const std::string &text)> &take)
+                                  const std::function<void(bool spam, const std::u16string &text)> &take)
 {
     std::uint64_t all = 0;
     std::uint64_t spam = 0;
     Progress progress(context.err, "reading", 0, context.progress());
     for (const std::string &corpus : options.corpora) {
         readCorpus(corpus, options.format, context.in, [&](LabelledMessage &&message) {
-            take(message.label == Label::spam, message.text);
+            take(message.label == Label::spam, utf16InForm(options.form, message.text));
             spam += message.label == Label::spam ? 1 : 0;
             progress.reached(++all);
         });
@@ -69,9 +70,8 @@ static std::uint64_t readMessages(const BuildCommandOptions &options, Context &c
 static Built buildTuned(const BuildCommandOptions &options, const BuildProgress &progress, Context &context)
 {
     TrainingSet training(options.seed);
-    const std::uint64_t read = readMessages(options, context, [&training](bool spam, const std::string &text) {
-        training.add(spam, utf16FromUtf8(text).value_or(u""));
-    });
+    const std::uint64_t read = readMessages(
+        options, context, [&training](bool spam, const std::u16string &text) { training.add(spam, text); });
     return {buildStore(training, progress), read, training.size()};
 }
 
@@ -80,8 +80,8 @@ static Built buildTuned(const BuildCommandOptions &options, const BuildProgress 
 static Built buildPlain(const BuildCommandOptions &options, const BuildProgress &progress, Context &context)
 {
     MessageSpool spool;
-    const std::uint64_t read =
-        readMessages(options, context, [&spool](bool spam, const std::string &text) { spool.add(spam, text); });
+    const std::uint64_t read = readMessages(
+        options, context, [&spool](bool spam, const std::u16string &text) { spool.add(spam, utf8FromUtf16(text)); });
     return {buildPlainStore([&spool](const MessageTaker &take) { spool.forEach(take); }, progress), read, read};
 }
 
@@ -116,6 +116,7 @@ void addStoreBuild(CLI::App &store, Context &context)
     command->add_flag("--text", options->text, "Write the text form whatever the file's name");
     addCountOption(*command, "--seed", options->seed, "Seed of everything random (1)");
     addFormatOption(*command, options->format);
+    addRawFlag(*command, options->form);
     addQuietFlag(*command, context);
     addExamples(*command, {"velq store build en.tsv zh.tsv -o prob.bin", "velq store build --plain en.tsv -o en.txt",
                            "zcat all.tsv.gz | velq store build - -o prob.bin"});

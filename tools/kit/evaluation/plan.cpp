@@ -2,7 +2,6 @@
 #include "kit/evaluation/plan.h"
 
 #include "kit/base/status.h"
-#include "kit/base/wide_text.h"
 #include "kit/messages/near_duplicates.h"
 
 #include <algorithm>
@@ -22,7 +21,7 @@ void readMessages(EvaluationPlan &plan, const std::string &file, const Evaluatio
     plan.corpora.push_back(file);
     readCorpus(file, request.format, standardInput, [&](LabelledMessage &&message) {
         plan.messages.push_back(
-            {message.label == Label::spam, utf16FromUtf8(message.text).value_or(u""), corpus, message.line});
+            {message.label == Label::spam, utf16InForm(request.form, message.text), corpus, message.line});
     });
 }
 
@@ -153,6 +152,9 @@ EvaluationPlan makePlan(const EvaluationRequest &request, std::istream &standard
         planRandomFolds(plan, request);
     } else {
         planFolds(plan, request);
+    }
+    if (request.form == TextForm::raw) {
+        plan.method += "; texts as they are";
     }
     if (plan.splits.front().test.empty()) {
         throw Error(Status::badData, "no messages are left to test on; train on fewer than " + std::to_string(given));

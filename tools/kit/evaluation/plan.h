@@ -5,6 +5,7 @@
 #include "kit/evaluation/test_message.h"
 #include "kit/messages/corpus.h"
 #include "kit/messages/sampling.h"
+#include "kit/messages/text_form.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -18,6 +19,7 @@ namespace velq::kit {
 struct EvaluationRequest {
     std::vector<std::string> corpora; // files
     CorpusFormat format = CorpusFormat::byName;
+    TextForm form = TextForm::prepared;
     std::size_t folds = 5;
     bool randomFolds = false;       // near-duplicates may stand on both sides
     bool leaveOneSourceOut = false; // train on all files but one, test on that one, for each

@@ -4,6 +4,7 @@
 #define VELQ_KIT_HOOKS_HOOK_H
 
 #include "kit/base/wide_text.h"
+#include "kit/messages/text_form.h"
 
 #include <filesystem>
 #include <fstream>
@@ -20,6 +21,7 @@ struct HookOptions {
     std::string spamFolder;   // where spam goes; empty: it stays
     std::string unsureFolder; // the same for unsure messages
     std::string log;          // empty: standard error
+    TextForm form = TextForm::prepared;
 };
 
 struct HookMessage {

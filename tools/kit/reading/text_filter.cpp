@@ -48,6 +48,19 @@ bool hasLetterNeighbour(std::u16string_view body, std::size_t at)
     return isSmallLetter(body[at - 1]) || (at < last && isSmallLetter(body[at + 1]));
 }
 
+// What is left of a unit, or 0.
+char16_t filteredUnit(std::u16string_view body, std::size_t at)
+{
+    char16_t unit = body[at];
+    if (isPunctuation(unit)) {
+        return 0;
+    }
+    if (unit >= u'A' && unit <= u'Z') {
+        unit = static_cast<char16_t>(unit + (u'a' - u'A'));
+    }
+    return !isSmallLetter(unit) || hasLetterNeighbour(body, at) ? unit : u'\0';
+}
+
 } // namespace
 
 bool isDigitUnit(char16_t unit)
@@ -61,18 +74,30 @@ std::u16string filterText(std::u16string_view body)
     std::u16string filtered;
     filtered.reserve(body.size());
     for (std::size_t at = 0; at < body.size(); ++at) {
-        char16_t unit = body[at];
-        if (isPunctuation(unit)) {
-            continue;
-        }
-        if (unit >= u'A' && unit <= u'Z') {
-            unit = static_cast<char16_t>(unit + (u'a' - u'A'));
-        }
-        if (!isSmallLetter(unit) || hasLetterNeighbour(body, at)) {
+        if (const char16_t unit = filteredUnit(body, at)) {
             filtered.push_back(unit);
         }
     }
     return filtered;
+}
+
+std::u16string markDropped(std::u16string_view body)
+{
+    body = body.substr(0, body.find(u'\0'));
+    std::u16string marked;
+    bool isDropping = false;
+    for (std::size_t at = 0; at < body.size(); ++at) {
+        const char16_t unit = filteredUnit(body, at);
+        if (isDropping != (unit == 0)) {
+            isDropping = !isDropping;
+            marked.push_back(isDropping ? u'[' : u']');
+        }
+        marked.push_back(isDropping ? body[at] : unit);
+    }
+    if (isDropping) {
+        marked.push_back(u']');
+    }
+    return marked;
 }
 
 bool hasDigitRun(std::u16string_view filtered)

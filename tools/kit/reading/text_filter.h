@@ -14,6 +14,8 @@ inline constexpr std::size_t digitRunLength = 7;
 bool isDigitUnit(char16_t unit); // ASCII and full-width
 // The body without punctuation, capitals and isolated letters, up to its first zero unit.
 std::u16string filterText(std::u16string_view body);
+// The body up to its first zero unit, with what the filter drops in square brackets, which are never left: "a[!]b".
+std::u16string markDropped(std::u16string_view body);
 // At least `digitRunLength` ASCII digits on end.
 bool hasDigitRun(std::u16string_view filtered);
 
