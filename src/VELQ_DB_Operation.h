@@ -99,6 +99,8 @@ void bindText(StoreSession &session, int index, const char *text) noexcept;
 void bindBlob(StoreSession &session, int index, const void *bytes, std::size_t count) noexcept;
 // Steps for a row: true for a row, false when there is none, and on an error, which fails all but a quiet read.
 bool stepToRow(StoreSession &session) noexcept;
+// The same for a step that the operation took itself, by its result code.
+bool acceptRow(StoreSession &session, int code) noexcept;
 // Steps a statement that returns no row.
 void stepToDone(StoreSession &session) noexcept;
 // Fails the session in its step for want of memory.
