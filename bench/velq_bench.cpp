@@ -2,7 +2,7 @@
 //   rate      one message of 70 characters, verdicts that train and that do not, both ways of starting the engine, both
 //             modes of the token store's journal
 //   segment   the same message cut into tokens
-//   list      a number that is on neither list, among 10, 1,000 and 100,000 entries; and one that is listed last
+//   list      a number that is on neither list, among 10 to 100,000 entries; and one that is listed last
 //   update    merges of 100,000 rows
 //   prepare   texts of 160 characters; no floor, for it asks no database
 //   schema    token lookups in the delivered table layout and in SQLite's default one
@@ -315,8 +315,13 @@ static void registerAll()
                       "P\u0430yP\u0430l \u0441\u0430ll \u0397ELLO mo\u03B7ey ");
     for (const bool hit : {false, true}) {
         const std::string workload = hit ? "list_hit" : "list_miss";
-        RegisterBenchmark((workload + "/engine").c_str(), listEngine, hit)->Arg(10)->Arg(1000)->Arg(100'000);
-        RegisterBenchmark((workload + "/floor").c_str(), listFloor, hit)->Arg(10)->Arg(1000)->Arg(100'000);
+        auto *engine = RegisterBenchmark((workload + "/engine").c_str(), listEngine, hit);
+        auto *floor = RegisterBenchmark((workload + "/floor").c_str(), listFloor, hit);
+        // 1,100 entries are some more than a lookup visits before it asks the index.
+        for (const std::int64_t entries : {10, 100, 1'000, 1'100, 100'000}) {
+            engine->Arg(entries);
+            floor->Arg(entries);
+        }
     }
     const auto unit = benchmark::kMillisecond;
     RegisterBenchmark("update_probabilities/engine", mergeProbabilitiesEngine)->Unit(unit)->UseRealTime();

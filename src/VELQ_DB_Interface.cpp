@@ -3,6 +3,7 @@
 #include "VELQ_DB_Interface.h"
 
 #include "VELQ_DB_Operation.h"
+#include "VELQ_Number_Match.h"
 #include "VELQ_Word_Seg.h"
 #include "bfilter/VELQ_BFilter_Interface.h"
 
@@ -81,40 +82,110 @@ static constexpr StoreOperation searchNumberList({
              errorLine("%s:%d\t**********Error:Leave db_SearchNumberList()!********\n")},
 });
 
+namespace {
+
+// A lookup that stops at the row at which as many as this did not match. From there on it is cheaper to ask the list's
+// index, and where that does not tell, the time it took is little beside the rows'.
+constexpr std::uint32_t rowsBeforePause = 1024;
+
+// The lookup of this thread that runs up to its pause; none while no rows are left to it.
+struct PausingLookup {
+    const char *key;
+    std::uint32_t rowsLeft;
+};
+
+thread_local PausingLookup pausingLookup{};
+
+} // namespace
+
+// The rule for one row of a pausing lookup. The row of the pause counts as a match, which ends the step; no result is
+// no match.
+static void visitRow(VELQ_DSH_Context *context, VELQ_DSH_Value *number) noexcept
+{
+    const auto *text = reinterpret_cast<const char *>(VELQ_DSH_resultText(number));
+    const bool matches = text != nullptr && matchKeys(pausingLookup.key, text) == KeyMatch::equal;
+    if (matches || --pausingLookup.rowsLeft == 0) {
+        VELQ_DSH_returnInt(context, 1);
+    }
+}
+
 void db_NumberLike(VELQ_DSH_Context *context, int, VELQ_DSH_Value **values) noexcept
 {
-    // Long numbers match by their last 11 characters, whatever the international prefix: 13812345678 as +8613812345678.
-    constexpr std::size_t matchedLength = 11;
+    if (pausingLookup.rowsLeft != 0) {
+        visitRow(context, values[1]);
+        return;
+    }
     const auto *first = reinterpret_cast<const char *>(VELQ_DSH_resultText(values[0]));
     const auto *second = reinterpret_cast<const char *>(VELQ_DSH_resultText(values[1]));
     if (first == nullptr || second == nullptr) {
         return;
     }
-    const std::size_t firstLength = std::strlen(first);
-    const std::size_t secondLength = std::strlen(second);
-    if (firstLength >= matchedLength) {
-        const bool matches = secondLength >= matchedLength && std::memcmp(first, second, matchedLength) == 0;
-        VELQ_DSH_returnInt(context, matches ? 1 : 0);
-    } else if (firstLength != secondLength) {
-        VELQ_DSH_returnInt(context, 0);
-    } else if (firstLength > 0) { // two empty numbers get no result, which is no match
-        VELQ_DSH_returnInt(context, std::memcmp(first, second, firstLength) == 0 ? 1 : 0);
+    const KeyMatch match = matchKeys(first, second);
+    if (match != KeyMatch::bothEmpty) { // two empty numbers get no result, which is no match
+        VELQ_DSH_returnInt(context, match == KeyMatch::equal ? 1 : 0);
     }
+}
+
+// Steps to the first row that matches, or to the pause; true for the pause. The database's result code is `*code`.
+static bool stepToPause(const StoreSession &session, const char *number, int *code) noexcept
+{
+    pausingLookup = {number, rowsBeforePause};
+    *code = VELQ_DSH_doNext(session.statement);
+    const bool isPause = pausingLookup.rowsLeft == 0;
+    pausingLookup = {};
+    return isPause;
+}
+
+static void prepareLookup(StoreSession &session, const char *sql, const char *number) noexcept
+{
+    prepareStatement(session, sql);
+    bindText(session, 1, number);
+}
+
+// Whether the prepared lookup has a row. On a long list the index is asked; where it does not tell, the lookup goes on.
+static bool hasRow(StoreSession &session, const char *sql, const char *indexSql, const char *number) noexcept
+{
+    int code = VELQ_DSH_OK;
+    if (!stepToPause(session, number, &code)) {
+        return acceptRow(session, code);
+    }
+    // Reading the other columns of the row of the pause may have failed, which is nothing to a lookup without it.
+    const IndexAnswer answer =
+        code == VELQ_DSH_ROW ? askNumberIndex(session.connection, indexSql, number) : IndexAnswer::failed;
+    switch (answer) {
+    case IndexAnswer::listed:
+        return true;
+    case IndexAnswer::notListed:
+        return false;
+    case IndexAnswer::unusable:
+        break;
+    case IndexAnswer::failed:
+        finishStatement(session);
+        prepareLookup(session, sql, number);
+        break;
+    }
+    return stepToRow(session);
 }
 
 int db_SearchNumberList(std::uint8_t *found, const char *number, std::int32_t kind) noexcept
 {
     static constexpr KindStatements statements = {.white = "select * FROM whiteList WHERE number LIKE ?;",
                                                   .black = "select * FROM blackList WHERE number LIKE ?;"};
+    // Do not compile where the index is missing or leaves out rows.
+    static constexpr KindStatements indexStatements = {
+        .white = "SELECT number, CAST('1' AS BLOB) = x'31' FROM whiteList INDEXED BY whiteListNumber"
+                 " WHERE number < ? COLLATE BINARY ORDER BY number COLLATE BINARY DESC;",
+        .black = "SELECT number, CAST('1' AS BLOB) = x'31' FROM blackList INDEXED BY blackListNumber"
+                 " WHERE number < ? COLLATE BINARY ORDER BY number COLLATE BINARY DESC;"};
     if (!isUserList(kind)) {
         return VELQ_ERR_FAILED;
     }
     VELQ_DSH_Connection *keptOpen = kind == NUMBER_LIST_WHITE ? engineState.whiteListConn : engineState.blackListConn;
     StoreSession session = openStore(searchNumberList, pathFor(kind), keptOpen);
-    prepareStatement(session, statementFor(statements, kind));
-    bindText(session, 1, number);
+    const char *sql = statementFor(statements, kind);
+    prepareLookup(session, sql, number);
     if (!hasFailed(session)) {
-        *found = stepToRow(session) ? 1 : 0;
+        *found = hasRow(session, sql, statementFor(indexStatements, kind), number) ? 1 : 0;
     }
     return endStore(session);
 }

@@ -116,10 +116,15 @@ void bindBlob(StoreSession &session, int index, const void *bytes, std::size_t c
 
 bool stepToRow(StoreSession &session) noexcept
 {
+    return !hasFailed(session) && acceptRow(session, VELQ_DSH_doNext(session.statement));
+}
+
+bool acceptRow(StoreSession &session, int code) noexcept
+{
     if (hasFailed(session)) {
         return false;
     }
-    session.code = VELQ_DSH_doNext(session.statement);
+    session.code = code;
     const bool isError = session.code != VELQ_DSH_ROW && session.code != VELQ_DSH_DONE;
     if (isError && (session.texts->kind != StoreKind::quietRead || isBeyondBound(session.connection, session.code))) {
         failSession(session, &StoreTexts::step);

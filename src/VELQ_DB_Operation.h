@@ -102,6 +102,8 @@ void bindBlob(StoreSession &session, int index, const void *bytes, std::size_t c
 // Steps for a row: true for a row, false when there is none, and on an error, which fails all but a quiet read; a bound
 // fails that too.
 bool stepToRow(StoreSession &session) noexcept;
+// The same for a step that the operation took itself, by its result code.
+bool acceptRow(StoreSession &session, int code) noexcept;
 // Steps a statement that returns no row.
 void stepToDone(StoreSession &session) noexcept;
 // Fails the session in its step for want of memory.

@@ -34,7 +34,8 @@ VELQ_BFilter_Score            VELQ_Util VELQ_BFilter_WordList VELQ_Word_Seg
 VELQ_BFilter_Register         VELQ_Util VELQ_BFilter_WordList VELQ_Word_Seg
 VELQ_BFilter_Interface        VELQ_Util VELQ_BFilter_WordList VELQ_BFilter_Score VELQ_BFilter_Register
 VELQ_Number_Records           velq VELQ_Util
-VELQ_DB_Interface             VELQ_Util VELQ_DB_Operation VELQ_Number_Records VELQ_Word_Seg VELQ_BFilter_Interface
+VELQ_Number_Match             VELQ_DSH VELQ_DB_Connection
+VELQ_DB_Interface             VELQ_Util VELQ_DB_Operation VELQ_Number_Match VELQ_Number_Records VELQ_Word_Seg VELQ_BFilter_Interface
 VELQ_WL_Store                 VELQ_Util VELQ_DB_Merge VELQ_BFilter_DataStore
 VELQ_WN_Store                 VELQ_Util VELQ_DB_Merge
 VELQ_Update                   velq VELQ_Util VELQ_DB_Operation VELQ_WL_Store VELQ_WN_Store

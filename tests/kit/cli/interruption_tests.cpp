@@ -47,5 +47,49 @@ TEST_F(interruption, leaves_no_temporary_folder_behind)
     EXPECT_EQ(names(), (std::vector<std::string>{"messages.tsv", "scratch"}));
 }
 
+// Both lists, read as the next program would find them.
+std::vector<std::string> listsOf(const Installation &installation)
+{
+    std::vector<std::string> lines = installation.open("bn.bin").dump();
+    const std::vector<std::string> white = installation.open("wn.bin").dump();
+    lines.insert(lines.end(), white.begin(), white.end());
+    return lines;
+}
+
+TEST_F(interruption, import_that_is_killed_has_changed_both_lists_or_neither)
+{
+    std::string csv = "number\n";
+    Rows rows;
+    for (int i = 0; i < 12'000; ++i) {
+        const std::string number = std::to_string(13'000'000'000 + i);
+        csv += number + "\n";
+        if (i % 4 == 0) {
+            rows.push_back({Value::ofText(storedNumber(number))});
+        }
+    }
+    const std::string numbers = file("numbers.csv", csv);
+    const Installation installation;
+    installation.open("wn.bin").execForEach("INSERT INTO whiteList(number) VALUES(?);", rows);
+    const std::vector<std::string> before = listsOf(installation);
+    std::size_t endings = 0;
+    for (int wait = 0; wait < 50; ++wait) {
+        const int nothing = openOrThrow("/dev/null", O_RDWR);
+        const pid_t child = startProgram(
+            velqProgram(), {"list", "black", "import", "--quiet", "--install", rootOf(installation), numbers}, nothing,
+            nothing, nothing);
+        close(nothing);
+        std::this_thread::sleep_for(std::chrono::milliseconds(6 * wait));
+        kill(child, wait % 2 == 0 ? SIGKILL : SIGINT);
+        endings += waitFor(child) > 128 ? 1 : 0;
+        const std::vector<std::string> after = listsOf(installation);
+        if (after != before) {
+            ASSERT_EQ(installation.numberRows(NumberList::black).size(), 12'000U);
+            ASSERT_TRUE(installation.numberRows(NumberList::white).empty());
+            return;
+        }
+    }
+    EXPECT_GT(endings, 0U);
+}
+
 } // namespace
 } // namespace velq::test

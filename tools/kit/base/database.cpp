@@ -153,6 +153,25 @@ void Database::setJournal(Journal journal)
     }
 }
 
+static void runTest(sqlite3_context *context, int, sqlite3_value **values)
+{
+    const auto *text = reinterpret_cast<const char *>(sqlite3_value_text(values[0]));
+    if (text != nullptr) {
+        const auto *test = static_cast<const std::function<bool(std::string_view)> *>(sqlite3_user_data(context));
+        sqlite3_result_int(context, (*test)(text) ? 1 : 0);
+    }
+}
+
+void Database::addTest(const std::string &name, const std::function<bool(std::string_view)> &test)
+{
+    auto *data = const_cast<std::function<bool(std::string_view)> *>(&test);
+    const int code = sqlite3_create_function_v2(connection_, name.c_str(), 1, SQLITE_UTF8 | SQLITE_DIRECTONLY, data,
+                                                runTest, nullptr, nullptr, nullptr);
+    if (code != SQLITE_OK) {
+        fail(code);
+    }
+}
+
 Query::Query(Database &database, std::string_view sql) : database_(database)
 {
     const int code =
@@ -176,6 +195,11 @@ void Query::bindText(int parameter, std::string_view bytes)
 {
     sqlite3_bind_text64(statement_, parameter, bytes.empty() ? "" : bytes.data(), bytes.size(), SQLITE_STATIC,
                         SQLITE_UTF8);
+}
+
+void Query::bindInteger(int parameter, std::int64_t value)
+{
+    sqlite3_bind_int64(statement_, parameter, value);
 }
 
 bool Query::step()

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -49,6 +50,9 @@ class Database {
     bool hasTable(std::string_view table);
     // Nobody else may have the file open.
     void setJournal(Journal journal);
+    // Makes `name(value)` known to the connection's statements: whether `test` holds for the value's text up to its
+    // first zero byte; NULL for NULL. `test` does not throw, and lives as long as a statement uses it.
+    void addTest(const std::string &name, const std::function<bool(std::string_view)> &test);
 
     const std::filesystem::path &file() const
     {
@@ -76,6 +80,7 @@ class Query {
     // The bytes must live until the next reset.
     void bindBlob(int parameter, std::string_view bytes);
     void bindText(int parameter, std::string_view bytes);
+    void bindInteger(int parameter, std::int64_t value);
 
     // True for a row.
     bool step();

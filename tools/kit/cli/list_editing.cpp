@@ -2,6 +2,7 @@
 #include "kit/base/input.h"
 #include "kit/base/status.h"
 #include "kit/cli/list.h"
+#include "kit/reading/number_import.h"
 
 #include <nlohmann/json.hpp>
 
@@ -57,22 +58,25 @@ static void clear(const ListOptions &options, Context &context)
     reportRemoved(options, context, before, countList(engine, *options.calls));
 }
 
+// How many were added.
+static std::size_t addImported(const ListOptions &options, Context &context, const std::vector<ListEntry> &entries)
+{
+    const Installation installation(options.install);
+    const Engine engine(installation);
+    if (options.batch) {
+        const std::int32_t before = countList(engine, *options.calls);
+        addWhiteBatch(engine, entries);
+        return static_cast<std::size_t>(countList(engine, *options.calls) - before);
+    }
+    Progress progress(context.err, "importing", entries.size(), context.progress());
+    return importNumbers(installation, *options.calls, entries, progress);
+}
+
 static void importEntries(const ListOptions &options, Context &context)
 {
     InputFile input(options.file, context.in);
     const std::vector<ListEntry> entries = readEntries(input.stream(), input.name());
-    const Engine engine{Installation(options.install)};
-    const std::int32_t before = countList(engine, *options.calls);
-    if (options.batch) {
-        addWhiteBatch(engine, entries);
-    } else {
-        Progress progress(context.err, "importing", entries.size(), context.progress());
-        for (std::size_t i = 0; i < entries.size(); ++i) {
-            addEntry(engine, *options.calls, entries[i]);
-            progress.reached(i + 1);
-        }
-    }
-    const std::int32_t added = countList(engine, *options.calls) - before;
+    const std::size_t added = addImported(options, context, entries);
     if (context.json) {
         context.out << nlohmann::ordered_json{{"rows", entries.size()}, {"added", added}} << '\n';
     }
@@ -107,10 +111,10 @@ void addListEditing(CLI::App &list, const SharedListOptions &options, Context &c
     addQuietFlag(*command, context);
     addExamples(*command, {listExample(options, "clear --install ~/filter --hidden 1")});
 
-    command = addListAction(
-        list, "import",
-        "Add the numbers of a CSV file with the columns number, name, hidden, extendID; takes them off the other list",
-        options, context, importEntries);
+    command = addListAction(list, "import",
+                            "Add the numbers of a CSV file with the columns number, name, hidden, extendID, all or "
+                            "none; takes them off the other list",
+                            options, context, importEntries);
     addFileArgument(*command, "FILE", options->file, "The file, - for standard input; all but number may be missing")
         ->required();
     if (options->calls == &whiteListCalls) {

@@ -11,7 +11,6 @@
 namespace velq::kit {
 
 static constexpr std::size_t longestNarrowNumber = 39;
-static constexpr std::size_t comparedCharacters = 11;
 
 static std::string narrow(WideView number)
 {

@@ -5,6 +5,7 @@
 #include "kit/base/database.h"
 #include "kit/base/wide_text.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -12,6 +13,9 @@
 #include <unordered_map>
 
 namespace velq::kit {
+
+// How many characters of a key decide whether it matches; a shorter one matches itself alone.
+inline constexpr std::size_t comparedCharacters = 11;
 
 // The form of a number by which lists find it: narrow, last character first, and of that the part that is compared.
 // Empty for a number that matches nothing.
