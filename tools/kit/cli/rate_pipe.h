@@ -8,9 +8,11 @@
 
 namespace velq::kit {
 
-// Answers each line of standard input with a line before it reads the next. A line that cannot be rated is answered
-// with its fault. Throws Error where the installation or a stream ends the whole run.
-void runRatePipe(const std::string &install, Context &context);
+// Answers each line of standard input with a line before it reads the next. A line that cannot be rated, and an empty
+// one, is answered with its fault. With `dryRun` nothing is learned, and lists and counts are those of the start. Waits
+// some seconds for files that are in use at the start. Throws Error where the installation or a stream ends the whole
+// run.
+void runRatePipe(const std::string &install, bool dryRun, Context &context);
 
 } // namespace velq::kit
 
