@@ -72,7 +72,7 @@ LC_ALL=C start_daemon gammu-smsd -c "$work/smsd.conf"
 wait_for_handlers 10
 wait_for_text "velq: the daemon's character set"
 stop_daemon
-says 'the log warns of the C locale' "$log" "$(printf '\tgammu\twarning\t')the daemon's character set is ANSI_X3.4-1968"
+says 'the log warns of the C locale' "$log" "$(printf '\tgammu\twarning\t\t\t')the daemon's character set is ANSI_X3.4-1968"
 says 'the daemon logs the warning' "$daemon_log" "velq: the daemon's character set is ANSI_X3.4-1968"
 logs 'English spam is moved in the C locale' spam +4512345678 'moved to '
 if grep -qa "$(printf '\tspam\t+4512345677\t')" "$log"; then
@@ -87,7 +87,14 @@ message +4512345679 'prize winner, claim it tomorrow'
 LC_ALL=C.UTF-8 start_daemon gammu-smsd -c "$work/smsd.conf"
 wait_for_handlers 11
 stop_daemon
-says 'the log tells of the failure' "$log" "$(printf '\tgammu\tfailed\t')no installation in $work/var/lib/velq"
+logs 'the log tells of the failure' failed +4512345679 "no installation in $work/var/lib/velq"
 says 'the daemon reports the exit status' "$daemon_log" 'Process failed with exit status 66'
 holds "$spool/inbox" 1
+
+# What could not be rated is rated when the installation is back.
+mv "$work/var/lib/away" "$work/var/lib/velq"
+"$velq" hook gammu --install "$work/var/lib/velq" --inbox "$spool/inbox" --spam-folder "$spool/spam" --log "$log" \
+  --retry "$spool/inbox"
+logs 'the message that had failed is rated again' spam +4512345679 'moved to '
+holds "$spool/inbox" 0
 finish

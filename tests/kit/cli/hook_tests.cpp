@@ -125,7 +125,8 @@ TEST_F(HookCommand, malformed_message_stays_untouched_and_untrained)
     EXPECT_EQ(result.status, 65);
     EXPECT_EQ(std::ranges::count(result.err, '\n'), 1) << result.err;
     EXPECT_NE(result.err.find("odd: the file has no Alphabet header"), std::string::npos) << result.err;
-    EXPECT_TRUE(logged().starts_with("smstools\tfailed\t"));
+    EXPECT_TRUE(logged().starts_with("smstools\tfailed\t\todd\t" + (inbox / "odd").string() + ": the file has no"))
+        << logged();
     EXPECT_EQ(readFile(inbox / "odd"), "From: 1\n\nprize winner, claim it");
     EXPECT_EQ(readFile(installation.dataFile("prob.bin")), store);
 }
@@ -150,6 +151,92 @@ TEST_F(HookCommand, what_cannot_be_acted_on_is_not_rated)
               73);
     EXPECT_TRUE(fs::exists(inbox / "GSM1.abc"));
     EXPECT_EQ(readFile(installation.dataFile("prob.bin")), store);
+}
+
+TEST_F(HookCommand, failure_is_logged_with_sender_and_file)
+{
+    writeFile(spam, "a file where the folder should be");
+    EXPECT_EQ(smstools("prize winner, claim it").status, 73);
+    EXPECT_TRUE(logged().starts_with("smstools\tfailed\t+4512345678\tGSM1.abc\tcannot make the folder ")) << logged();
+}
+
+TEST_F(HookCommand, what_cannot_be_logged_is_not_filed)
+{
+    if (!fs::exists("/dev/full")) {
+        GTEST_SKIP() << "no device that is always full";
+    }
+    writeFile(inbox / "GSM1.abc", fileOf("Alphabet: UTF-8", "prize winner, claim it"));
+    const CommandResult result = velq({"hook", "smstools", "--install", rootOf(installation), "--spam-folder",
+                                       spam.string(), "--log", "/dev/full", "RECEIVED", (inbox / "GSM1.abc").string()});
+    expectFailure(result, cannotCreate, "cannot append to the log /dev/full; the message stays where it is");
+    EXPECT_TRUE(fs::exists(inbox / "GSM1.abc"));
+    EXPECT_TRUE(fs::is_empty(spam));
+}
+
+TEST_F(HookCommand, log_that_cannot_grow_files_nothing)
+{
+    // The file may not grow: as on a full disk, whoever the user is.
+    writeFile(inbox / "GSM1.abc", fileOf("Alphabet: UTF-8", "prize winner, claim it"));
+    writeFile(log, std::string(2048, 'x') + "\n");
+    const std::string before = readFile(log);
+    const std::string store = readFile(installation.dataFile("prob.bin"));
+    const CommandResult result =
+        runProgram("bash", {"-c", "trap '' XFSZ; ulimit -f 2 && exec \"$@\"", "bash", velqProgram(), "hook", "smstools",
+                            "--install", rootOf(installation), "--spam-folder", spam.string(), "--log", log.string(),
+                            "RECEIVED", (inbox / "GSM1.abc").string()});
+    EXPECT_EQ(result.status, cannotCreate) << result.err;
+    EXPECT_TRUE(fs::exists(inbox / "GSM1.abc"));
+    EXPECT_TRUE(!fs::exists(spam) || fs::is_empty(spam));
+    EXPECT_EQ(readFile(installation.dataFile("prob.bin")), store);
+    EXPECT_EQ(readFile(log), before);
+}
+
+TEST_F(HookCommand, line_that_a_full_disk_cut_is_ended_first)
+{
+    writeFile(log, "2024-01-01T00:00:00Z\tsmstools\tsp");
+    EXPECT_EQ(smstools("hello, seven o'clock with cake").status, 0);
+    const std::string text = readFile(log);
+    EXPECT_TRUE(text.starts_with("2024-01-01T00:00:00Z\tsmstools\tsp\n20")) << text;
+    EXPECT_TRUE(text.ends_with("\tsmstools\tham\t+4512345678\tGSM1.abc\tkept\n")) << text;
+}
+
+TEST_F(HookCommand, retry_rates_what_could_not_be_rated_and_nothing_else)
+{
+    const auto retry = [&] {
+        return velq({"hook", "smstools", "--install", rootOf(installation), "--spam-folder", spam.string(), "--log",
+                     log.string(), "--retry", inbox.string()});
+    };
+    EXPECT_EQ(smstools("hello, seven o'clock with cake").status, 0); // GSM1.abc: rated, stays
+    writeFile(inbox / "GSM1.failed", fileOf("Alphabet: UTF-8", "prize winner, claim it"));
+    writeFile(inbox / "GSM1.unseen", fileOf("Alphabet: UTF-8", "hello, cake at seven again"));
+    fs::rename(installation.dataFile("prob.bin"), installation.folder() / "away");
+    EXPECT_EQ(smstools("", {"RECEIVED", (inbox / "GSM1.failed").string()}).status, 66);
+    fs::rename(installation.folder() / "away", installation.dataFile("prob.bin"));
+    const CommandResult result = retry();
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "velq: 2 messages rated again\n");
+    EXPECT_TRUE(fs::exists(spam / "GSM1.failed"));
+    EXPECT_TRUE(fs::exists(inbox / "GSM1.unseen"));
+    EXPECT_EQ(retry().err, "velq: 0 messages rated again\n");
+    const std::string text = readFile(log);
+    EXPECT_EQ(std::ranges::count(text, '\n'), 4) << text;
+    EXPECT_EQ(std::ranges::count(text, '\t'), 4 * 5) << text;
+}
+
+TEST_F(HookCommand, retry_goes_on_after_a_failure_and_reports_it)
+{
+    writeFile(log, "");
+    writeFile(inbox / "a", "From: 1\n\nno alphabet");
+    writeFile(inbox / "b", fileOf("Alphabet: UTF-8", "prize winner, claim it"));
+    const std::vector<std::string> retry = {"hook",          "smstools",    "--install", rootOf(installation),
+                                            "--spam-folder", spam.string(), "--log",     log.string(),
+                                            "--retry",       inbox.string()};
+    expectFailure(velq(retry), badData, "1 message of 2 could not be rated; the first: " + (inbox / "a").string());
+    EXPECT_TRUE(fs::exists(inbox / "a"));
+    EXPECT_TRUE(fs::exists(spam / "b"));
+    expectFailure(velq({"hook", "smstools", "--install", rootOf(installation), "--retry", inbox.string()}), badUsage,
+                  "--log");
+    expectFailure(velq({"hook", "smstools", "--install", rootOf(installation)}), badUsage, "EVENT");
 }
 
 // Through env, which sets what the daemon would.
@@ -204,6 +291,26 @@ TEST_F(GammuCommand, service_without_files_is_rated_and_logged)
     EXPECT_EQ(logged(), "gammu\tspam\t+4512345678\t\tkept");
 }
 
+TEST_F(GammuCommand, retry_puts_parts_together_and_takes_the_sender_from_their_names)
+{
+    installation.addNumber(NumberList::black, "+4500000001");
+    writeFile(log, "");
+    writeFile(inbox / "IN20240229_235959_00_+4512345678_00.txt", "prize win");
+    writeFile(inbox / "IN20240229_235959_00_+4512345678_01.txt", "ner, claim it");
+    writeFile(inbox / "IN20240301_000000_00_+4500000001_00.txt", "hello, seven o'clock with cake");
+    writeFile(inbox / "notes.txt", "no message");
+    const CommandResult result =
+        gammu({"LC_ALL=C"}, {"--inbox", inbox.string(), "--spam-folder", spam.string(), "--retry", inbox.string()});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "velq: 2 messages rated again\n");
+    EXPECT_TRUE(fs::exists(spam / "IN20240229_235959_00_+4512345678_01.txt"));
+    EXPECT_TRUE(fs::exists(spam / "IN20240301_000000_00_+4500000001_00.txt"));
+    EXPECT_TRUE(fs::exists(inbox / "notes.txt"));
+    EXPECT_NE(readFile(log).find("\tgammu\tspam\t+4512345678\tIN20240229_235959_00_+4512345678_00.txt, "),
+              std::string::npos)
+        << readFile(log);
+}
+
 TEST_F(GammuCommand, folders_need_the_inbox)
 {
     const CommandResult result = gammu(message, {"--spam-folder", spam.string()});
@@ -219,7 +326,7 @@ TEST_F(GammuCommand, locale_that_is_not_utf8_or_not_installed_is_warned_of)
         const CommandResult result = gammu(variables, {});
         EXPECT_EQ(result.status, 0) << result.err;
         EXPECT_TRUE(result.err.starts_with("velq: the daemon's character set is ")) << result.err;
-        EXPECT_NE(readFile(log).find("\tgammu\twarning\tthe daemon's character set is "), std::string::npos);
+        EXPECT_NE(readFile(log).find("\tgammu\twarning\t\t\tthe daemon's character set is "), std::string::npos);
     }
 }
 

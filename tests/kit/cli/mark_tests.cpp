@@ -9,6 +9,15 @@ namespace {
 
 using nlohmann::json;
 
+class Mark : public CliTest {
+  protected:
+    // The whole store as text.
+    std::string dump() const
+    {
+        return velq({"store", "dump", installation.dataFile("prob.bin").string()}).out;
+    }
+};
+
 TEST_F(CliTest, mark_spam_moves_words_to_the_spam_side)
 {
     const CommandResult result = run({"mark", "spam", "hello hello"});
@@ -53,6 +62,76 @@ TEST_F(CliTest, mark_refuses_long_numbers_and_bad_text_and_learns_nothing)
     expectFailure(run({"mark", "spam", "\xFF"}), 64, "not UTF-8");
     expectFailure(run({"mark", "spam", "--number", "1", "a"}), 64, "--number");
     EXPECT_EQ(installation.messageCounts(), (TokenCounts{100, 100}));
+}
+
+// Lets no file grow beyond one KiB, which is what a full disk is to a store: whoever the user is and wherever the test
+// runs.
+CommandResult velqWithoutRoom(const std::vector<std::string> &arguments)
+{
+    std::vector<std::string> shell = {"-c", "trap '' XFSZ; ulimit -f 1 && exec \"$@\"", "bash", velqProgram()};
+    shell.insert(shell.end(), arguments.begin(), arguments.end());
+    return runProgram("bash", shell);
+}
+
+TEST_F(Mark, fails_when_the_store_took_nothing)
+{
+    const std::string before = dump();
+    for (const std::string label : {"spam", "ham"}) {
+        const CommandResult result =
+            velqWithoutRoom({"mark", label, "--install", rootOf(installation), "hello hello", "prize prize"});
+        expectFailure(result, inputOutput, "marking message 1 failed");
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(dump(), before);
+    }
+    expectFailure(velqWithoutRoom({"mark", "spam", "--install", rootOf(installation), "hello hello"}), inputOutput,
+                  "the store did not take it; check the space left");
+    expectDone(run({"mark", "spam", "hello hello"}));
+}
+
+TEST_F(Mark, undo_brings_the_counts_back_also_those_that_stood_at_0)
+{
+    installation.addTokens({{VELQ_TEXT("only"), {7, 0}}, {VELQ_TEXT("none"), {0, 0}}});
+    const std::string before = dump();
+    for (const std::string label : {"spam", "ham"}) {
+        expectDone(run({"mark", label, "hello prize only none", "only", "only none", "unknown words"}));
+        EXPECT_NE(dump(), before);
+        const CommandResult undone = run({"mark", "--undo"});
+        expectDone(undone);
+        EXPECT_TRUE(undone.err.starts_with("velq: taken back: 4 messages marked as " + label)) << undone.err;
+        EXPECT_EQ(dump(), before) << label;
+    }
+    expectFailure(run({"mark", "--undo"}), noInput, "nothing to take back");
+}
+
+TEST_F(Mark, undo_keeps_what_was_learned_since)
+{
+    expectDone(run({"mark", "spam", "hello hello"}));
+    installation.setMessageCounts(111, 99);
+    const CommandResult result = run({"mark", "--undo", "--json"});
+    expectDone(result);
+    EXPECT_EQ(json::parse(result.out), (json{{"takenBack", 1}, {"as", "spam"}}));
+    EXPECT_EQ(installation.messageCounts(), (TokenCounts{110, 100}));
+    EXPECT_EQ(installation.token(VELQ_TEXT("hell")), (TokenCounts{1, 90}));
+}
+
+TEST_F(Mark, undo_takes_back_the_part_of_a_run_that_failed)
+{
+    const std::string before = dump();
+    expectFailure(run({"mark", "spam"}, "hello there\n\xFF\n"), badData, "UTF-8");
+    EXPECT_NE(dump(), before);
+    expectDone(run({"mark", "--undo"}));
+    EXPECT_EQ(dump(), before);
+}
+
+TEST_F(Mark, refuses_undo_with_a_verdict_and_a_damaged_record)
+{
+    const std::string before = dump();
+    expectFailure(velq({"mark", "--install", rootOf(installation)}), badUsage, "say ham or spam, or --undo");
+    expectFailure(velq({"mark", "--undo"}), badUsage, "--install");
+    expectFailure(velq({"mark", "--undo", "spam", "--install", rootOf(installation), "hello"}), badUsage, "--undo");
+    EXPECT_EQ(dump(), before);
+    writeFile(installation.programFolder() / "last-mark.json", "{\"verdict\":");
+    expectFailure(run({"mark", "--undo"}), badData, "last-mark.json is damaged");
 }
 
 } // namespace

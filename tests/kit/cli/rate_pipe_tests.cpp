@@ -1,8 +1,11 @@
 // velq rate --json-lines: answers, deciding steps, broken requests.
 #include "cli/fixtures.h"
+#include "support/database.h"
 
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <thread>
 
 namespace velq::test {
 namespace {
@@ -107,6 +110,8 @@ TEST_F(rate_pipe, answers_bad_lines_with_errors_and_goes_on)
         EXPECT_EQ(error["line"], 3 * i + 1) << line;
         ASSERT_TRUE(std::getline(lines, line)) << i;
         EXPECT_EQ(json::parse(line)["id"], "ok") << line;
+        ASSERT_TRUE(std::getline(lines, line)) << i;
+        EXPECT_EQ(json::parse(line), (json{{"id", nullptr}, {"error", "the line is empty"}, {"line", 3 * i + 3}}));
     }
     EXPECT_FALSE(std::getline(lines, line));
 }
@@ -170,6 +175,64 @@ TEST_F(rate_pipe, follows_lists_that_change_meanwhile)
     conversation.say(request);
     EXPECT_EQ(json::parse(conversation.hear())["reason"], "classifier");
     EXPECT_EQ(conversation.finish(), 0);
+}
+
+TEST_F(rate_pipe, store_that_is_locked_at_the_start_is_waited_for)
+{
+    HeldLock lock(installation.dataFile("prob.bin"));
+    Conversation conversation({"rate", "--install", rootOf(installation), "--json-lines"});
+    conversation.say(json{{"body", spamText}}.dump());
+    std::this_thread::sleep_for(std::chrono::milliseconds(600)); // longer than one attempt
+    lock.release();
+    EXPECT_EQ(json::parse(conversation.hear())["rating"], "spam");
+    EXPECT_EQ(conversation.finish(), 0);
+}
+
+TEST_F(rate_pipe, store_that_stays_locked_is_a_clear_error)
+{
+    const HeldLock lock(installation.dataFile("prob.bin"));
+    const CommandResult result = run({"rate", "--json-lines"}, json{{"body", spamText}}.dump() + "\n");
+    expectFailure(result, inputOutput, "prob.bin was in use by another program for 5 seconds");
+    EXPECT_EQ(result.out, "");
+}
+
+TEST_F(rate_pipe, message_that_meets_a_lock_is_answered_with_what_a_pipe_can_do)
+{
+    Conversation conversation({"rate", "--install", rootOf(installation), "--json-lines"});
+    conversation.say(json{{"body", spamText}}.dump());
+    EXPECT_EQ(json::parse(conversation.hear())["rating"], "spam");
+    {
+        const HeldLock lock(installation.dataFile("prob.bin"));
+        conversation.say(json{{"id", 7}, {"body", spamText}}.dump());
+        const json answer = json::parse(conversation.hear());
+        EXPECT_EQ(answer["id"], 7);
+        EXPECT_EQ(answer["line"], 2);
+        const std::string error = answer["error"].get<std::string>();
+        EXPECT_TRUE(error.ends_with("prob.bin is in use by another program; send the line again")) << error;
+    }
+    conversation.say(json{{"body", spamText}}.dump());
+    EXPECT_EQ(json::parse(conversation.hear())["rating"], "spam");
+    EXPECT_EQ(conversation.finish(), 0);
+}
+
+TEST_F(rate_pipe, dry_run_learns_nothing)
+{
+    const auto before = files();
+    std::string input;
+    for (int i = 0; i < 20; ++i) {
+        input += json{{"id", i}, {"body", spamText}}.dump() + "\n";
+    }
+    const CommandResult result = run({"rate", "--json-lines", "--dry-run"}, input);
+    expectDone(result);
+    std::istringstream lines(result.out);
+    json first;
+    for (std::string line; std::getline(lines, line);) {
+        const json answer = json::parse(line);
+        first = first.is_null() ? answer["spamicity"] : first;
+        EXPECT_EQ(answer["rating"], "spam");
+        EXPECT_EQ(answer["spamicity"], first);
+    }
+    EXPECT_EQ(files(), before);
 }
 
 TEST_F(rate_pipe, id_comes_back_as_it_went_in)

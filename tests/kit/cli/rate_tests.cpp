@@ -94,6 +94,22 @@ TEST_F(CliTest, rate_learns_as_the_engine_does)
     EXPECT_EQ(installation.token(VELQ_TEXT("priz")), (TokenCounts{91, 1}));
 }
 
+TEST_F(CliTest, rate_dry_run_rates_alike_and_leaves_every_byte)
+{
+    installation.addNumber(NumberList::white, "13700000001");
+    installation.addNumber(NumberList::black, "13700000002");
+    const auto before = files();
+    const std::string lines = spamText + "\n" + hamText + "\n" + unsureLongText + "\n" + spamText + "\n";
+    const CommandResult dry = run({"rate", "--dry-run"}, lines);
+    expectDone(dry);
+    expectDone(run({"rate", "--dry-run", "--number", "13700000001"}, lines));
+    expectDone(run({"rate", "--dry-run", "--number", "13700000002", "--json"}, lines));
+    EXPECT_EQ(run({"rate", "--dry-run", "--exit-code", spamText}).status, 1);
+    EXPECT_EQ(files(), before);
+    EXPECT_EQ(run({"rate"}, lines).out, dry.out);
+    EXPECT_NE(files(), before);
+}
+
 TEST_F(CliTest, plain_lines_are_answered_one_by_one_too)
 {
     Conversation conversation({"rate", "--install", rootOf(installation)});

@@ -191,24 +191,50 @@ TEST_F(store_command, stats_agree_as_text_and_json)
     EXPECT_NE(text.find("prior in millionths\t300000\n"), std::string::npos) << text;
 }
 
-TEST_F(store_command, diff_makes_an_update_and_says_what_it_cannot)
+TEST_F(store_command, diff_adds_only_and_says_what_it_cannot)
 {
-    const std::string before = store("old.bin", "messages\t5\t5\ntokens\nab\t3\t1\ngone\t1\t1\n");
-    const std::string after = store("new.bin", "messages\t6\t5\ntokens\nab\t2\t1\ncd\t1\t0\n");
-    const CommandResult result = velq({"store", "diff", before, after, "-o", path("u.db")});
+    const std::string before = store("old.bin", "messages\t50\t50\ntokens\nab\t3\t1\ngone\t1\t1\n");
+    const std::string after = store("new.bin", "messages\t60\t50\ntokens\nab\t6\t2\ncd\t1\t0\n");
+    const CommandResult result =
+        velq({"store", "diff", before, after, "-o", path("u.db"), "--merged", path("merged.txt")});
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, "gone\tthe token cannot be removed; its counts become 0, and texts are still cut at it\n");
-    EXPECT_NE(result.err.find("1 row added, 2 changed, 1 set to 0"), std::string::npos) << result.err;
-    EXPECT_NE(result.err.find("2 rows with lower counts"), std::string::npos) << result.err;
+    EXPECT_EQ(result.out, "gone\tthe token cannot be removed; it becomes neutral, and texts are still cut at it\n");
+    EXPECT_NE(result.err.find("1 row added, 3 changed, 1 made neutral"), std::string::npos) << result.err;
+    EXPECT_EQ(result.err.find("lower counts"), std::string::npos) << result.err;
+    EXPECT_EQ(readFile(path("merged.txt")),
+              "velq-store 1\nmessages\t60\t50\ntokens\nab\t6\t2\ncd\t1\t0\ngone\t30\t25\nend\n");
 
     const Json json = Json::parse(velq({"store", "diff", "--json", before, after, "-o", path("u2.db")}).out);
     EXPECT_EQ(json["rows"], 4);
+    EXPECT_EQ(json["neutral"], 1);
+    EXPECT_EQ(json["factor"], 1);
+    EXPECT_EQ(json["lowered"], 0);
     EXPECT_EQ(json["deviations"].size(), 1U);
     EXPECT_EQ(readFile(path("u.db")), readFile(path("u2.db")));
     EXPECT_EQ(velq({"update", "inspect", path("u.db")}).out, "token counts\t4 rows, 4 new, 0 known\n");
 
     expectFailure(velq({"store", "diff", before, path("none"), "-o", path("x")}), noInput, "none");
     expectFailure(velq({"store", "diff", before, after}), badUsage, "--output");
+    expectFailure(velq({"store", "diff", before, after, "-o", path("x"), "--merged", before}), badUsage, "input");
+    expectFailure(velq({"store", "diff", before, store("none.bin", "tokens\nab\t1\t1\n"), "-o", path("x")}), badData,
+                  "--exact");
+    EXPECT_FALSE(fs::exists(path("x")));
+}
+
+TEST_F(store_command, diff_takes_counts_away_only_when_asked_and_warns)
+{
+    const std::string before = store("old.bin", "messages\t5\t5\ntokens\nab\t3\t1\ngone\t1\t1\n");
+    const std::string after = store("new.bin", "messages\t6\t5\ntokens\nab\t2\t1\ncd\t1\t0\n");
+    const CommandResult result =
+        velq({"store", "diff", "--exact", before, after, "-o", path("u.db"), "--merged", path("merged.txt")});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "gone\tthe token cannot be removed; its counts become 0, and texts are still cut at it\n");
+    EXPECT_NE(result.err.find("1 row added, 2 changed, 1 set to 0"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("2 rows with lower counts"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("full spam tokens"), std::string::npos) << result.err;
+    EXPECT_EQ(readFile(path("merged.txt")),
+              "velq-store 1\nmessages\t6\t5\ntokens\nab\t2\t1\ncd\t1\t0\ngone\t0\t0\nend\n");
+    EXPECT_NE(velq({"store", "diff", "--help"}).out.find("Dangerous"), std::string::npos);
 }
 
 TEST_F(store_inputs, store_in_text_form_is_read_from_a_pipe)

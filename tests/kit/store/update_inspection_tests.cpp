@@ -36,12 +36,39 @@ TEST(update_inspection, tells_new_tokens_from_known_ones)
 TEST(update_inspection, finds_counts_that_would_wrap)
 {
     const Installation installation;
-    replaceStore(installation, storeOf("tokens\ndown\t2\t9\n"));
+    replaceStore(installation, storeOf("tokens\ndown\t2\t9\nhigh\t2000000000\t1\n"));
     const fs::path update = installation.folder() / "update.db";
-    writeProbabilityUpdate(update, {{bytesOfUnits(u"down"), {static_cast<std::uint32_t>(-7), 1, 0}}});
-    EXPECT_EQ(shown(inspectUpdate(update, installation.dataFile("prob.bin"), {}).remarks),
+    const auto wraps = [&](const ProbabilityRow &row) {
+        writeProbabilityUpdate(update, {row});
+        return shown(inspectUpdate(update, installation.dataFile("prob.bin"), {}).wraps);
+    };
+    EXPECT_EQ(wraps({bytesOfUnits(u"down"), {static_cast<std::uint32_t>(-7), 1, 0}}),
               (std::vector<std::string>{"row 1 (down): the counts become 4294967291 spam, 10 ham: the store has less "
                                         "than the update takes away"}));
+    EXPECT_EQ(wraps({bytesOfUnits(u"high"), {200000000, 0, 0}}),
+              (std::vector<std::string>{
+                  "row 1 (high): the counts become 2200000000 spam, 1 ham: more than the engine can add up"}));
+    EXPECT_EQ(wraps({bytesOfUnits(u"new1"), {static_cast<std::uint32_t>(-7), 0, 0}}),
+              (std::vector<std::string>{
+                  "row 1 (new1): the counts become 4294967289 spam, 0 ham: more than the engine can add up"}));
+    EXPECT_TRUE(
+        wraps({bytesOfUnits(u"down"), {static_cast<std::uint32_t>(-2), static_cast<std::uint32_t>(-9), 0}}).empty());
+    EXPECT_TRUE(wraps({bytesOfUnits(u"high"), {100000000, 5, 0}}).empty());
+}
+
+TEST(update_inspection, tells_whether_a_merge_changes_the_store)
+{
+    const Installation installation;
+    replaceStore(installation, storeOf("tokens\ndown\t2\t9\n"));
+    const fs::path update = installation.folder() / "update.db";
+    const auto changes = [&](const std::vector<ProbabilityRow> &rows) {
+        writeProbabilityUpdate(update, rows);
+        return inspectUpdate(update, installation.dataFile("prob.bin"), {}).changesCounts;
+    };
+    EXPECT_FALSE(changes({}));
+    EXPECT_FALSE(changes({{bytesOfUnits(u"down"), {0, 0, 5}}}));
+    EXPECT_TRUE(changes({{bytesOfUnits(u"down"), {0, 1, 0}}}));
+    EXPECT_TRUE(changes({{bytesOfUnits(u"new1"), {0, 0, 0}}}));
 }
 
 TEST(update_inspection, finds_values_that_are_longer_than_the_merge_reads)

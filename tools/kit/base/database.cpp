@@ -1,11 +1,10 @@
 // SQLite connections and statements of the kit.
 #include "kit/base/database.h"
 
-#include "kit/base/status.h"
-
 #include <array>
 #include <fstream>
 #include <sqlite3.h>
+#include <thread>
 
 namespace velq::kit {
 
@@ -31,6 +30,27 @@ Journal journalOf(const std::filesystem::path &file)
     const bool isDatabase = in.gcount() == static_cast<std::streamsize>(start.size()) &&
                             std::string_view(start.data(), databaseStart.size()) == databaseStart;
     return isDatabase && start[versionOffset] == writeAheadVersion ? Journal::writeAhead : Journal::rollback;
+}
+
+InUse::InUse(const std::filesystem::path &file)
+    : Error(Status::inputOutput, file.string() + " is in use by another program; run the command again"), file_(file)
+{
+}
+
+void waitWhileInUse(std::chrono::milliseconds longest, const std::function<void()> &work)
+{
+    const auto end = std::chrono::steady_clock::now() + longest;
+    while (true) {
+        try {
+            work();
+            return;
+        } catch (const InUse &) {
+            if (std::chrono::steady_clock::now() >= end) {
+                throw;
+            }
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
 }
 
 static int openFlags(DatabaseMode mode)
@@ -106,7 +126,7 @@ void Database::fail(int code) const
     case SQLITE_ERROR:
         throw Error(Status::badData, file_.string() + ": " + problem + "; it is not the data file that is needed here");
     case SQLITE_BUSY:
-        throw Error(Status::inputOutput, file_.string() + " is in use by another program; run the command again");
+        throw InUse(file_);
     case SQLITE_CANTOPEN:
     case SQLITE_READONLY:
         if (journalOf(file_) == Journal::writeAhead) {

@@ -2,6 +2,9 @@
 #ifndef VELQ_KIT_BASE_DATABASE_H
 #define VELQ_KIT_BASE_DATABASE_H
 
+#include "kit/base/status.h"
+
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -32,6 +35,23 @@ Journal journalOf(const std::filesystem::path &file);
 // Throws Error (cannotCreate) when the log or journal of another file lies where `file` is to be made: it would be
 // taken for this one's.
 void requireNoLogBeside(const std::filesystem::path &file);
+
+// A file that another program holds for longer than a connection waits: an Error (inputOutput) that may pass.
+class InUse : public Error {
+  public:
+    explicit InUse(const std::filesystem::path &file);
+
+    const std::filesystem::path &file() const
+    {
+        return file_;
+    }
+
+  private:
+    std::filesystem::path file_;
+};
+
+// Does `work`, again and again for so long while it throws InUse.
+void waitWhileInUse(std::chrono::milliseconds longest, const std::function<void()> &work);
 
 // One connection. Failures throw Error with the file's name: noInput for a missing file, cannotCreate, badData for a
 // file that is no database, inputOutput for the rest. A locked file is waited for at most as long as the engine waits.

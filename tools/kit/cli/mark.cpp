@@ -1,7 +1,8 @@
-// velq mark: the user's verdict on messages.
+// velq mark: the user's verdict on messages, and taking the last one back.
 #include "kit/cli/commands.h"
 #include "kit/engine/engine.h"
 #include "kit/messages/input_messages.h"
+#include "kit/store/correction.h"
 #include "velq.h"
 
 #include <nlohmann/json.hpp>
@@ -17,9 +18,77 @@ struct MarkOptions {
     std::string number;
     std::vector<std::string> texts;
     TextForm form = TextForm::prepared;
+    bool undo = false;
+};
+
+// Marks messages and keeps what each changed, for the engine does not say whether it could store anything.
+class Marking {
+  public:
+    Marking(const Installation &installation, Label label, WideText number)
+        : engine_(installation), store_(installation.dataFile("prob.bin")), label_(label), number_(std::move(number))
+    {
+        correction_.verdict = labelName(label);
+    }
+
+    void mark(const WideText &body)
+    {
+        const MessageCounts before = countsOf(store_, body);
+        const std::int32_t code =
+            label_ == Label::ham ? VELQ_SetMsgAsHam(body.c_str(), number_.c_str()) : VELQ_SetMsgAsSpam(body.c_str());
+        const MessageCounts after = countsOf(store_, body);
+        correction_.add(before, after);
+        const std::string what = "marking message " + std::to_string(correction_.messages + 1) + " failed";
+        engine_.check(code, what);
+        if (countedMessages(after) <= countedMessages(before)) {
+            throw Error(Status::inputOutput,
+                        what + ": the store did not take it" +
+                            (before == after ? "" : " (it was taken off the other side only; see --undo)") +
+                            "; check the space left; " + engine_.reason());
+        }
+        ++correction_.messages;
+    }
+
+    const Correction &correction() const
+    {
+        return correction_;
+    }
+
+  private:
+    std::uint32_t countedMessages(const MessageCounts &counts) const
+    {
+        const TokenWords &messages = counts.at(std::string(messageCountKey()));
+        return label_ == Label::ham ? messages.ham : messages.spam;
+    }
+
+    Engine engine_;
+    StoredTokens store_;
+    Label label_;
+    WideText number_;
+    Correction correction_;
 };
 
 } // namespace
+
+static void keepForUndo(const CorrectionRecord &record, const Correction &correction, Context &context)
+{
+    if (correction.changes.empty()) {
+        return;
+    }
+    try {
+        record.write(correction);
+    } catch (const Error &error) {
+        context.message(std::string("this cannot be taken back with --undo: ") + error.what());
+    }
+}
+
+static void markAll(Marking &marking, const MarkOptions &options, Context &context)
+{
+    Progress progress(context.err, "marking", options.texts.size(), context.progress());
+    forEachMessage(options.texts, context.in, [&](const InputMessage &message) {
+        marking.mark(inForm(options.form, wideArgument(message.text, "the message")));
+        progress.reached(marking.correction().messages);
+    });
+}
 
 static void runMark(const MarkOptions &options, Label label, Context &context)
 {
@@ -29,25 +98,49 @@ static void runMark(const MarkOptions &options, Label label, Context &context)
     }
     const Installation installation(options.install);
     checkDataFiles(installation);
-    const Engine engine(installation);
-    std::uint64_t marked = 0;
-    std::optional<Progress> progress; // its bar is gone before the closing message
-    progress.emplace(context.err, "marking", options.texts.size(), context.progress());
-    forEachMessage(options.texts, context.in, [&](const InputMessage &message) {
-        const WideText body = inForm(options.form, wideArgument(message.text, "the message"));
-        const std::int32_t code =
-            label == Label::ham ? VELQ_SetMsgAsHam(body.c_str(), number.c_str()) : VELQ_SetMsgAsSpam(body.c_str());
-        engine.check(code, "marking message " + std::to_string(marked + 1) + " failed");
-        progress->reached(++marked);
-    });
-    progress.reset();
+    const CorrectionRecord record(installation);
+    Marking marking(installation, label, number);
+    record.remove(); // so that a run that is ended half-way leaves no older one to take back
+    try {
+        markAll(marking, options, context);
+    } catch (...) {
+        keepForUndo(record, marking.correction(), context);
+        throw;
+    }
+    keepForUndo(record, marking.correction(), context);
+    const std::uint64_t marked = marking.correction().messages;
     if (context.json) {
         context.out << nlohmann::ordered_json{{"marked", marked}, {"as", labelName(label)}} << '\n';
     }
     context.message(plural(marked, "message") + " marked as " + std::string(labelName(label)));
 }
 
-static void addVerdict(CLI::App &mark, Label label, Context &context)
+static void runUndo(const std::string &install, Context &context)
+{
+    const Installation installation(install);
+    checkDataFiles(installation);
+    const CorrectionRecord record(installation);
+    const std::optional<Correction> correction = record.read();
+    if (!correction) {
+        throw Error(Status::noInput, "there is nothing to take back in " + install +
+                                         ": velq mark has marked nothing since the last time; mark the message as "
+                                         "the other kind instead");
+    }
+    record.remove(); // before the counts: a run that is ended in between must not be repeated
+    try {
+        takeBack(*correction, installation.dataFile("prob.bin"));
+    } catch (...) {
+        keepForUndo(record, *correction, context);
+        throw;
+    }
+    if (context.json) {
+        context.out << nlohmann::ordered_json{{"takenBack", correction->messages}, {"as", correction->verdict}} << '\n';
+    }
+    context.message("taken back: " + plural(correction->messages, "message") + " marked as " + correction->verdict +
+                    (correction->verdict == "ham" ? "; a number that this took off the black list stays off" : ""));
+}
+
+static CLI::App *addVerdict(CLI::App &mark, Label label, Context &context)
 {
     auto options = std::make_shared<MarkOptions>();
     const bool ham = label == Label::ham;
@@ -72,16 +165,35 @@ static void addVerdict(CLI::App &mark, Label label, Context &context)
                                "velq mark spam --install ~/filter < unwanted.txt"});
     }
     command->callback([options, label, &context] { runMark(*options, label, context); });
+    return command;
 }
 
 void addMarkCommand(CLI::App &root, Context &context)
 {
+    auto options = std::make_shared<MarkOptions>();
     CLI::App *command = addCommand(root, "mark", "Tell the engine what messages are");
-    command->require_subcommand(1);
+    command->require_subcommand(0, 1);
+    addInstallOption(*command, options->install)->required(false);
+    CLI::Option *undo = command->add_flag("--undo", options->undo,
+                                          "Take back what the last run of velq mark changed: its counts become what "
+                                          "they were, what was learned since stays");
+    addJsonFlag(*command, context);
+    addQuietFlag(*command, context);
     addExamples(*command, {"velq mark ham --install ~/filter 'see you at seven'",
-                           "velq mark spam --install ~/filter 'Claim your free prize now'"});
-    addVerdict(*command, Label::ham, context);
-    addVerdict(*command, Label::spam, context);
+                           "velq mark spam --install ~/filter 'Claim your free prize now'",
+                           "velq mark --undo --install ~/filter"});
+    addVerdict(*command, Label::ham, context)->excludes(undo);
+    addVerdict(*command, Label::spam, context)->excludes(undo);
+    command->callback([options, command, &context] {
+        if (!command->get_subcommands().empty()) {
+            return;
+        }
+        if (!options->undo || options->install.empty()) {
+            throw Error(Status::usage, options->undo ? "--install is required; see velq mark --help"
+                                                     : "say ham or spam, or --undo; see velq mark --help");
+        }
+        runUndo(options->install, context);
+    });
 }
 
 } // namespace velq::kit

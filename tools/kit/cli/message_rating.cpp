@@ -8,6 +8,18 @@
 
 namespace velq::kit {
 
+RatedInstallation::RatedInstallation(const std::string &install, bool dryRun) : installation_(install)
+{
+    checkDataFiles(installation_);
+    if (dryRun) {
+        const Installation own = installation_;
+        copy_.emplace();
+        installation_ = Installation(copy_->path());
+        copyInstallation(own, installation_);
+        setTraining(installation_, false);
+    }
+}
+
 Rated rate(const Engine &engine, const WideText &body, const WideText &number)
 {
     using Clock = std::chrono::steady_clock;

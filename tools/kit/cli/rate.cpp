@@ -22,6 +22,7 @@ struct RateOptions {
     TextForm form = TextForm::prepared;
     bool jsonLines = false;
     bool exitCode = false;
+    bool dryRun = false;
 };
 
 // The objects of one array as they come. Closed whatever happens in between: standard output stays one document.
@@ -72,8 +73,8 @@ static void forEachToRate(const RateOptions &options, Context &context,
 static void runRate(const RateOptions &options, Context &context)
 {
     const WideText number = wideArgument(options.number, "the number");
-    const Installation installation(options.install);
-    checkDataFiles(installation);
+    const RatedInstallation place(options.install, options.dryRun);
+    const Installation &installation = place.installation();
     const Engine engine(installation, Engine::Connections::kept);
     std::optional<Explainer> explainer;
     std::optional<PrintedArray> printed;
@@ -137,15 +138,17 @@ void addRateCommand(CLI::App &root, Context &context)
                           "{\"id\",\"rating\",\"reason\",\"spamicity\",\"microseconds\"}");
     CLI::Option *exitCode =
         command->add_flag("--exit-code", options->exitCode, "Of a single message: exit with " + verdictList());
+    command->add_flag("--dry-run", options->dryRun,
+                      "Learn nothing: rate on a copy of the installation, which stays as it is byte for byte");
     pipe->excludes(texts)->excludes(number)->excludes(exitCode)->excludes(json);
     addExamples(*command, {"velq rate --install ~/filter 'Claim your free prize now' 'see you at seven'",
                            "velq rate --install ~/filter --number 13912345678 'call me back'",
-                           "velq rate --install ~/filter < messages.txt",
+                           "velq rate --install ~/filter --dry-run < messages.txt",
                            "velq rate --install ~/filter --json-lines < requests.jsonl > answers.jsonl",
                            "velq rate --install ~/filter --exit-code 'Claim your free prize now' || echo not wanted"});
     command->callback([options, &context] {
         if (options->jsonLines) {
-            runRatePipe(options->install, options->form, context);
+            runRatePipe(options->install, {options->form, options->dryRun}, context);
         } else {
             runRate(*options, context);
         }

@@ -1,10 +1,14 @@
 // Requests in, answers out, one line each.
 #include "kit/cli/rate_pipe.h"
 
+#include "kit/base/database.h"
 #include "kit/base/input.h"
 #include "kit/cli/message_rating.h"
 #include "kit/cli/rate_request.h"
 #include "kit/messages/input_messages.h"
+
+#include <chrono>
+#include <optional>
 
 namespace velq::kit {
 
@@ -40,29 +44,56 @@ static Json answerTo(const Engine &engine, Explainer &explainer, const RateReque
     }
     try {
         return rateRequest(engine, explainer, request);
+    } catch (const InUse &error) {
+        return {{"error", oneLine(error.file().string()) + " is in use by another program; send the line again"},
+                {"line", line}};
     } catch (const Error &error) {
         return {{"error", oneLine(error.what())}, {"line", line}};
     }
 }
 
-void runRatePipe(const std::string &install, TextForm form, Context &context)
+static RateRequest requestOf(const std::string &line, LineResult result)
 {
-    const Installation installation(install);
-    checkDataFiles(installation);
-    const Engine engine(installation, Engine::Connections::kept);
-    Explainer explainer(installation);
+    RateRequest request;
+    if (result == LineResult::line && line.empty()) {
+        request.fault = "the line is empty";
+        return request;
+    }
+    return parseRateRequest(line, result);
+}
+
+// A pipe is started along with other programs, one of which may be busy with the files for a while.
+static void openInstallation(std::optional<RatedInstallation> &installation, std::optional<Explainer> &explainer,
+                             const std::string &install, bool dryRun)
+{
+    constexpr std::chrono::seconds longest{5};
+    try {
+        waitWhileInUse(longest, [&] {
+            installation.emplace(install, dryRun);
+            explainer.emplace(installation->installation());
+        });
+    } catch (const InUse &error) {
+        throw Error(Status::inputOutput, error.file().string() +
+                                             " was in use by another program for 5 seconds; end that program, or start "
+                                             "the pipe again when it is done");
+    }
+}
+
+void runRatePipe(const std::string &install, const PipeOptions &options, Context &context)
+{
+    std::optional<RatedInstallation> installation;
+    std::optional<Explainer> explainer;
+    openInstallation(installation, explainer, install, options.dryRun);
+    const Engine engine(installation->installation(), Engine::Connections::kept);
     InputFile input("-", context.in);
     LineReader lines(input.stream(), longestMessageLine);
     std::string line;
     Progress progress(context.err, "rating", 0, context.progressBesideOutput());
     for (LineResult result = lines.next(line); result != LineResult::end; result = lines.next(line)) {
         progress.reached(lines.number());
-        if (result == LineResult::line && line.empty()) {
-            continue;
-        }
-        RateRequest request = parseRateRequest(line, result);
-        request.body = inForm(form, request.body);
-        answer(context, request, answerTo(engine, explainer, request, lines.number()));
+        RateRequest request = requestOf(line, result);
+        request.body = inForm(options.form, request.body);
+        answer(context, request, answerTo(engine, *explainer, request, lines.number()));
     }
     checkReadToEnd(input.stream(), input.name());
 }

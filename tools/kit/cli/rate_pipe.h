@@ -8,9 +8,15 @@
 
 namespace velq::kit {
 
-// Answers each line of standard input with a line before it reads the next. A line that cannot be rated is answered
-// with its fault. Throws Error where the installation or a stream ends the whole run.
-void runRatePipe(const std::string &install, TextForm form, Context &context);
+struct PipeOptions {
+    TextForm form = TextForm::prepared;
+    bool dryRun = false; // nothing is learned, and lists and counts are those of the start
+};
+
+// Answers each line of standard input with a line before it reads the next. A line that cannot be rated, and an empty
+// one, is answered with its fault. Waits some seconds for files that are in use at the start. Throws Error where the
+// installation or a stream ends the whole run.
+void runRatePipe(const std::string &install, const PipeOptions &options, Context &context);
 
 } // namespace velq::kit
 

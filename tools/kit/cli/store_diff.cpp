@@ -2,7 +2,7 @@
 #include "kit/base/output.h"
 #include "kit/cli/commands.h"
 #include "kit/cli/problems.h"
-#include "kit/store/probability_update.h"
+#include "kit/store/additive_update.h"
 #include "kit/store/store_check.h"
 #include "kit/store/store_form.h"
 
@@ -16,6 +16,8 @@ struct DiffOptions {
     std::string before;
     std::string after;
     std::string output;
+    std::string merged;
+    bool exact = false;
 };
 
 } // namespace
@@ -26,6 +28,9 @@ static Json differenceJson(const StoreDifference &difference)
     json["rows"] = difference.rows.size();
     json["added"] = difference.added;
     json["changed"] = difference.changed;
+    json["neutral"] = difference.neutral;
+    json["factor"] = difference.factor;
+    json["heavier"] = difference.heavier;
     json["zeroed"] = difference.zeroed;
     json["lowered"] = difference.lowered;
     json["changesPrior"] = difference.changesPrior;
@@ -33,46 +38,78 @@ static Json differenceJson(const StoreDifference &difference)
     return json;
 }
 
-static void runDiff(const DiffOptions &options, Context &context)
+static std::string summary(const DiffOptions &options, const StoreDifference &difference)
 {
-    checkNotAnInput(options.output, {options.before, options.after});
-    const StoreContents before = readStore(options.before, context.in);
-    const StoreContents after = readStore(options.after, context.in);
-    checkKeysAreUnique(before, options.before);
-    checkKeysAreUnique(after, options.after);
-    const StoreDifference difference = differenceOf(before, after);
-    writeProbabilityUpdate(options.output, difference.rows);
-    if (context.json) {
-        context.out << differenceJson(difference).dump() << '\n';
-        return;
+    return options.output + ": " + plural(difference.added, "row") + " added, " + std::to_string(difference.changed) +
+           " changed, " +
+           (options.exact ? std::to_string(difference.zeroed) + " set to 0"
+                          : std::to_string(difference.neutral) + " made neutral") +
+           "; the merged store differs from " + options.after + " in " + plural(difference.deviations.size(), "row");
+}
+
+static void sayWhatToKnow(const DiffOptions &options, const StoreDifference &difference, Context &context)
+{
+    if (difference.factor > 1) {
+        context.message("all counts of " + options.after + " are taken " + std::to_string(difference.factor) +
+                        " times, for most tokens could not keep their shares otherwise; a correction weighs so much "
+                        "less");
     }
-    printProblems(context.out, difference.deviations);
-    context.message(options.output + ": " + plural(difference.added, "row") + " added, " +
-                    std::to_string(difference.changed) + " changed, " + std::to_string(difference.zeroed) +
-                    " set to 0; the merged store differs from " + options.after + " in " +
-                    plural(difference.deviations.size(), "row"));
+    if (difference.heavier > 0) {
+        context.message(plural(difference.heavier, "token") + " with more counts than their share, to change a lean by "
+                                                              "adding; corrections move them less");
+    }
     if (difference.lowered > 0) {
         context.message(plural(difference.lowered, "row") + " with lower counts: right for " + options.before +
-                        " itself; where a store has meanwhile unlearned more than is left, a count wraps");
+                        " itself; where a store has meanwhile unlearned more than is left, a count wraps to about 4 "
+                        "billion, and tokens at 0 become full spam tokens with the first spam that holds them");
     }
     if (difference.changesPrior) {
         context.message("the prior changes: programs see it when they load the engine the next time");
     }
 }
 
+static void runDiff(const DiffOptions &options, Context &context)
+{
+    checkNotAnInput(options.output, {options.before, options.after});
+    checkNotAnInput(options.merged, {options.before, options.after});
+    const StoreContents before = readStore(options.before, context.in);
+    const StoreContents after = readStore(options.after, context.in);
+    checkKeysAreUnique(before, options.before);
+    checkKeysAreUnique(after, options.after);
+    const StoreDifference difference = options.exact ? differenceOf(before, after) : additionsBetween(before, after);
+    writeProbabilityUpdate(options.output, difference.rows);
+    if (!options.merged.empty()) {
+        writeStore(options.merged, merged(before, difference.rows), isTextFormName(options.merged));
+    }
+    if (context.json) {
+        context.out << differenceJson(difference).dump() << '\n';
+        return;
+    }
+    printProblems(context.out, difference.deviations);
+    context.message(summary(options, difference));
+    sayWhatToKnow(options, difference, context);
+}
+
 void addStoreDiff(CLI::App &store, Context &context)
 {
     auto options = std::make_shared<DiffOptions>();
     CLI::App *command = addCommand(store, "diff",
-                                   "Make the probability update that turns one token store into another, as far as "
-                                   "added counts can, and list the rows where they cannot");
+                                   "Make the probability update that turns one token store into another by adding "
+                                   "counts only, and list the rows where that cannot reach it");
     addFileArgument(*command, "OLD", options->before, "The store to start from, prob.bin or text form")->required();
     addFileArgument(*command, "NEW", options->after, "The store to arrive at")->required();
     addFileOption(*command, "-o,--output", options->output, "The update file to write")->required();
+    addFileOption(*command, "--merged", options->merged,
+                  "Write the store that the merge makes of OLD, too: the OLD of the next update; a name that ends in "
+                  ".txt, .text or .tsv means text form");
+    command->add_flag("--exact", options->exact,
+                      "Reach the counts of NEW themselves, by sums that wrap. Dangerous: a store that has unlearned "
+                      "since OLD, or merges the file twice, gets counts near 4 billion, and a token that NEW lacks is "
+                      "left at 0, so that the first spam with it makes it a full spam token");
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
-    addExamples(*command,
-                {"velq store diff old.bin new.bin -o update.db", "velq store diff v1.txt v2.txt -o update.db"});
+    addExamples(*command, {"velq store diff old.bin new.bin -o update.db", "velq store diff v1.txt v2.txt -o update.db",
+                           "velq store diff old.bin new.bin -o update.db --merged next-old.bin"});
     command->callback([options, &context] { runDiff(*options, context); });
 }
 

@@ -1,13 +1,17 @@
-// velq update: merges update files into an installation.
+// velq update: merges update files into an installation, once it has looked at what they would do.
 #include "kit/base/database.h"
 #include "kit/cli/commands.h"
 #include "kit/cli/versions.h"
 #include "kit/engine/engine.h"
+#include "kit/store/store_file.h"
 #include "kit/store/update_inspection.h"
+#include "kit/store/update_record.h"
+#include "kit/store/white_update.h"
 #include "velq.h"
 
 #include <charconv>
 #include <cstdint>
+#include <vector>
 
 namespace velq::kit {
 
@@ -19,6 +23,19 @@ struct UpdateOptions {
     std::string white;
     std::int32_t probVersion = 0;
     std::int32_t whiteVersion = 0;
+    bool force = false;
+};
+
+// One of the two files, with what is known of it before it is merged.
+struct Delivery {
+    UpdateKind kind;
+    std::string file;
+    std::int32_t version;
+    const char *table;
+    std::filesystem::path target;
+    WideText path = {};
+    UpdateReport report = {};
+    std::string fingerprint = {};
 };
 
 } // namespace
@@ -51,22 +68,110 @@ static void checkMerge(const std::string &file, const char *table, const std::fi
 
 // The merge takes all rows or none and says nothing of the reason; what is known to make it fail is found here before
 // anything is merged.
-static void checkRows(const std::string &file, const Installation &installation)
+static UpdateReport checkedRows(const Delivery &delivery, const Installation &installation)
 {
-    const UpdateReport report = inspectUpdate(file, {}, installation.dataFile("wn.bin"));
+    UpdateReport report =
+        inspectUpdate(delivery.file, installation.dataFile("prob.bin"), installation.dataFile("wn.bin"));
     const bool one = report.hasTokens != report.hasNumbers; // of two tables, only one is merged
     if (one && !report.problems.empty()) {
-        throw Error(Status::badData, file + " cannot be merged, nothing was changed: " + report.problems.front().where +
-                                         ": " + report.problems.front().what + "; velq update inspect " + file +
-                                         " lists what is wrong");
+        throw Error(Status::badData, delivery.file + " cannot be merged, nothing was changed: " +
+                                         report.problems.front().where + ": " + report.problems.front().what +
+                                         "; velq update inspect " + delivery.file + " lists what is wrong");
+    }
+    return report;
+}
+
+// ---- What a merge would do that nobody wants
+
+static std::string versionObjection(const Delivery &delivery, std::int32_t installed)
+{
+    if (delivery.version > installed) {
+        return {};
+    }
+    const std::string versions = "version " + std::to_string(installed) + " is installed, and " + delivery.file +
+                                 " is given as " + std::to_string(delivery.version);
+    return delivery.version == installed
+               ? versions + ": an update that is merged twice counts twice"
+               : versions + ": older data would be added to newer, and programs would see the older version";
+}
+
+static std::string repeatObjection(const Delivery &delivery, const UpdateRecord &record)
+{
+    const auto before = record.find(delivery.kind, delivery.fingerprint);
+    return before ? delivery.file + " was merged already, as version " + before->version + " at " + before->time +
+                        ": everything in it would count twice"
+                  : std::string();
+}
+
+static std::string wrapObjection(const Delivery &delivery)
+{
+    const auto &wraps = delivery.report.wraps;
+    if (delivery.kind != UpdateKind::probability || wraps.empty()) {
+        return {};
+    }
+    const std::string others = wraps.size() > 1 ? " and " + plural(wraps.size() - 1, "row") + " more" : "";
+    return delivery.file + " would ruin counts: " + wraps.front().where + ": " + wraps.front().what + others +
+           " (velq update inspect " + delivery.file + " --store " + delivery.target.string() + ")";
+}
+
+static void look(Delivery &delivery, const UpdateOptions &options, const Installation &installation,
+                 std::int32_t installed, Context &context)
+{
+    checkMerge(delivery.file, delivery.table, delivery.target);
+    delivery.report = checkedRows(delivery, installation);
+    delivery.fingerprint = fingerprintOf(delivery.file, delivery.kind);
+    const UpdateRecord record(installation);
+    record.checkWritable();
+    std::string objections;
+    for (const std::string &objection :
+         {versionObjection(delivery, installed), repeatObjection(delivery, record), wrapObjection(delivery)}) {
+        objections += objection.empty() || objections.empty() ? objection : "; " + objection;
+    }
+    if (!objections.empty() && !options.force) {
+        throw Error(Status::badData, objections + "; nothing was changed; --force merges it all the same");
+    }
+    if (!objections.empty()) {
+        context.message("forced: " + objections);
     }
 }
 
-static std::string mergeFailure(const UpdateOptions &options, const std::string &file)
+// ---- The merge
+
+// What a merge changes, to see whether it did.
+static bool changes(const Delivery &delivery)
 {
-    const std::string before =
-        file == options.white && !options.prob.empty() ? " (" + options.prob + " was merged before it)" : "";
-    return "merging " + file + " failed and changed nothing" + before;
+    return delivery.kind == UpdateKind::probability ? delivery.report.changesCounts : delivery.report.newNumbers > 0;
+}
+
+static std::vector<StoreRow> rowsOf(const Delivery &delivery)
+{
+    if (delivery.kind == UpdateKind::probability) {
+        return readStoreContents(delivery.target).rows;
+    }
+    std::vector<StoreRow> rows;
+    for (const std::string &number : deliveredNumbers(delivery.target)) {
+        rows.push_back({StoredValue::ofBlob(number), {}});
+    }
+    return rows;
+}
+
+// The engine reports a failed commit as success, and a version that could not be recorded as a failed merge.
+static void merge(const Delivery &delivery, const Engine &engine, const Installation &installation,
+                  const std::string &before)
+{
+    const std::vector<StoreRow> rows = rowsOf(delivery);
+    const bool tokens = delivery.kind == UpdateKind::probability;
+    const std::int32_t code = tokens ? VELQ_UpdateData(delivery.path.c_str(), delivery.version, nullptr, 0)
+                                     : VELQ_UpdateData(nullptr, 0, delivery.path.c_str(), delivery.version);
+    const bool stored = !changes(delivery) || rowsOf(delivery) != rows;
+    if (!stored) {
+        engine.check(code, "merging " + delivery.file + " failed and changed nothing" + before);
+        throw Error(Status::inputOutput, "merging " + delivery.file + " changed nothing" + before +
+                                             ", though its version was recorded; " + "check the space left for " +
+                                             delivery.target.string() + ", then merge it with --force");
+    }
+    UpdateRecord(installation).add(delivery.kind, delivery.version, delivery.fingerprint, delivery.file);
+    engine.check(code, delivery.file + " was merged" + before + ", but its version could not be recorded");
 }
 
 // Versions count from 1: a lower one would make every later update look old or unset.
@@ -95,26 +200,27 @@ static void runUpdate(const UpdateOptions &options, Context &context)
     if (options.prob.empty() && options.white.empty()) {
         throw Error(Status::usage, "nothing to merge; give --prob FILE or --white FILE");
     }
-    const WideText prob = updatePath(options.prob);
-    const WideText white = updatePath(options.white);
     const Installation installation(options.install);
-    const Engine engine(installation);
+    std::vector<Delivery> deliveries;
     if (!options.prob.empty()) {
-        checkMerge(options.prob, "diffProbTable", installation.dataFile("prob.bin"));
-        checkRows(options.prob, installation);
+        deliveries.push_back({UpdateKind::probability, options.prob, options.probVersion, "diffProbTable",
+                              installation.dataFile("prob.bin"), updatePath(options.prob)});
     }
     if (!options.white.empty()) {
-        checkMerge(options.white, "diffWnTable", installation.dataFile("wn.bin"));
-        checkRows(options.white, installation);
+        deliveries.push_back({UpdateKind::whiteNumbers, options.white, options.whiteVersion, "diffWnTable",
+                              installation.dataFile("wn.bin"), updatePath(options.white)});
+    }
+    const Engine engine(installation);
+    for (Delivery &delivery : deliveries) {
+        const bool tokens = delivery.kind == UpdateKind::probability;
+        look(delivery, options, installation,
+             installedVersion(engine, tokens ? VELQ_DATA_PROBABILITY : VELQ_DATA_WHITE_NUMBERS), context);
     }
     // One call for each file: a call for both returns the second result only.
-    if (!options.prob.empty()) {
-        engine.check(VELQ_UpdateData(prob.c_str(), options.probVersion, nullptr, 0),
-                     mergeFailure(options, options.prob));
-    }
-    if (!options.white.empty()) {
-        engine.check(VELQ_UpdateData(nullptr, 0, white.c_str(), options.whiteVersion),
-                     mergeFailure(options, options.white));
+    std::string before;
+    for (const Delivery &delivery : deliveries) {
+        merge(delivery, engine, installation, before);
+        before = " (" + delivery.file + " was merged before it)";
     }
     printVersions(engine, context);
 }
@@ -131,6 +237,10 @@ void addUpdateCommand(CLI::App &root, Context &context)
     CLI::Option *white =
         addFileOption(*command, "--white", options->white, "White-number update file: delivered numbers");
     addVersionOption(*command, "--white-version", options->whiteVersion, *white);
+    command->add_flag(
+        "--force", options->force,
+        "Merge also what is refused otherwise: a version that is not above the installed one, a file that "
+        "was merged already, one that would wrap a count");
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     addExamples(*command, {"velq update --install ~/filter --prob words.upd --prob-version 7",

@@ -30,6 +30,7 @@ static Json reportJson(const UpdateReport &report)
             : Json(nullptr);
     json["problems"] = problemsJson(report.problems);
     json["remarks"] = problemsJson(report.remarks);
+    json["wraps"] = problemsJson(report.wraps);
     return json;
 }
 
@@ -44,12 +45,14 @@ static void printReport(std::ostream &out, const UpdateReport &report)
     if (report.hasNumbers) {
         line("white numbers", report.numberRows, report.newNumbers, report.knownNumbers);
     }
-    for (const StoreProblem &problem : report.problems) {
-        out << "problem\t" << problem.where << '\t' << oneLine(problem.what) << '\n';
-    }
-    for (const StoreProblem &remark : report.remarks) {
-        out << "remark\t" << remark.where << '\t' << oneLine(remark.what) << '\n';
-    }
+    const auto list = [&out](const char *kind, const std::vector<StoreProblem> &problems) {
+        for (const StoreProblem &problem : problems) {
+            out << kind << '\t' << problem.where << '\t' << oneLine(problem.what) << '\n';
+        }
+    };
+    list("problem", report.problems);
+    list("wraps", report.wraps);
+    list("remark", report.remarks);
 }
 
 static void runInspect(const InspectOptions &options, Context &context)
@@ -69,11 +72,12 @@ static void runInspect(const InspectOptions &options, Context &context)
 void addUpdateInspect(CLI::App &update, Context &context)
 {
     auto options = std::make_shared<InspectOptions>();
-    CLI::App *command =
-        addCommand(update, "inspect", "Show what an update file holds and what would make its merge fail");
+    CLI::App *command = addCommand(
+        update, "inspect",
+        "Show what an update file holds, what would make its merge fail, and which counts of a store it would wrap");
     addFileArgument(*command, "FILE", options->update, "An update file of token counts or white numbers")->required();
     addFileOption(*command, "--store", options->store,
-                  "The prob.bin to be updated, to tell new tokens from known ones");
+                  "The prob.bin to be updated, to tell new tokens from known ones and to find counts that would wrap");
     addFileOption(*command, "--white-list", options->whiteList,
                   "The wn.bin to be updated, to tell new numbers from known");
     addJsonFlag(*command, context);

@@ -8,7 +8,7 @@
 
 namespace velq::kit {
 
-static std::int32_t installedVersion(const Engine &engine, std::int32_t kind)
+std::int32_t installedVersion(const Engine &engine, std::int32_t kind)
 {
     VersionRecord record{kind, 0};
     engine.check(VELQ_GetCurVersion(&record), "reading the versions failed");

@@ -23,11 +23,10 @@ class Engine {
 
     // Throws Error (inputOutput) that says what failed and where the log is, unless `code` is 0.
     void check(int code, const std::string &what) const;
-
-  private:
     // Where to look for the reason of a failure.
     std::string reason() const;
 
+  private:
     Connections connections_;
     Installation installation_;
     std::string log_; // where the engine writes its failures

@@ -192,6 +192,16 @@ void copyInstallation(const Installation &from, const Installation &to)
     }
 }
 
+void setTraining(const Installation &installation, bool on)
+{
+    Database file(installation.dataFile("prob.bin"), DatabaseMode::write);
+    file.exec(on ? "DROP TRIGGER IF EXISTS passOverUpdate; DROP TRIGGER IF EXISTS passOverInsert;"
+                 : "CREATE TRIGGER IF NOT EXISTS passOverUpdate BEFORE UPDATE ON velqTable BEGIN SELECT RAISE(IGNORE); "
+                   "END;"
+                   "CREATE TRIGGER IF NOT EXISTS passOverInsert BEFORE INSERT ON velqTable BEGIN SELECT RAISE(IGNORE); "
+                   "END;");
+}
+
 fs::path starterStore()
 {
     std::error_code ignored;

@@ -61,6 +61,10 @@ void checkTokenStore(const std::filesystem::path &file);
 // a file.
 void checkDataFiles(const Installation &installation);
 
+// Off: what the engine trains is dropped by the store itself (triggers that pass over each write), so that every rating
+// sees the store as it is. The engine does all its work and meets no failure. For installations that nobody else uses.
+void setTraining(const Installation &installation, bool on);
+
 // The delivered starter token store beside the program (../share/velq or, in a build folder, ../data); empty when there
 // is none.
 std::filesystem::path starterStore();

@@ -2,7 +2,6 @@
 #include "kit/evaluation/engine_runs.h"
 
 #include "kit/base/child_process.h"
-#include "kit/base/database.h"
 #include "kit/base/status.h"
 #include "kit/base/wide_text.h"
 #include "kit/engine/engine.h"
@@ -76,12 +75,7 @@ EvaluationInstallation::EvaluationInstallation(const StoreContents &store)
 
 void EvaluationInstallation::setTraining(bool on)
 {
-    Database file(installation_.dataFile("prob.bin"), DatabaseMode::write);
-    file.exec(on ? "DROP TRIGGER IF EXISTS passOverUpdate; DROP TRIGGER IF EXISTS passOverInsert;"
-                 : "CREATE TRIGGER IF NOT EXISTS passOverUpdate BEFORE UPDATE ON velqTable BEGIN SELECT RAISE(IGNORE); "
-                   "END;"
-                   "CREATE TRIGGER IF NOT EXISTS passOverInsert BEFORE INSERT ON velqTable BEGIN SELECT RAISE(IGNORE); "
-                   "END;");
+    kit::setTraining(installation_, on);
 }
 
 EngineRun EvaluationInstallation::rate(const std::vector<const TestMessage *> &messages) const

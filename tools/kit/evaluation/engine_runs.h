@@ -35,8 +35,7 @@ class EvaluationInstallation {
   public:
     explicit EvaluationInstallation(const StoreContents &store);
 
-    // Off: what the engine trains is dropped by the store itself (triggers that pass over each write), so that every
-    // rating sees the store as it is. The engine does all its work and meets no failure. On at first.
+    // On at first.
     void setTraining(bool on);
 
     EngineRun rate(const std::vector<const TestMessage *> &messages) const;

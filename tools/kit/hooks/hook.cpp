@@ -2,14 +2,19 @@
 #include "kit/hooks/hook.h"
 
 #include "kit/base/status.h"
+#include "kit/base/utc_time.h"
 #include "kit/engine/engine.h"
 #include "kit/engine/installation.h"
 #include "kit/engine/rating.h"
 #include "velq.h"
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
 
 namespace velq::kit {
 
@@ -17,56 +22,88 @@ namespace fs = std::filesystem;
 
 // ---- The log
 
-static std::string timeInUtc()
+static bool endsInsideLine(const std::string &file)
 {
-    using namespace std::chrono;
-    const auto now = floor<seconds>(system_clock::now());
-    const auto day = floor<days>(now);
-    const year_month_day date(day);
-    const hh_mm_ss time(now - day);
-    char text[48];
-    std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
-                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                  static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
-                  static_cast<int>(time.seconds().count()));
-    return text;
+    std::error_code ignored;
+    if (!fs::is_regular_file(file, ignored)) {
+        return false;
+    }
+    std::ifstream in(file, std::ios::binary | std::ios::ate);
+    if (!in || in.tellg() <= 0) {
+        return false;
+    }
+    in.seekg(-1, std::ios::end);
+    return in.get() != '\n';
 }
 
-HookLog::HookLog(std::string_view host, const std::string &file, std::ostream &err) : host_(host), err_(err)
+HookLog::HookLog(std::string_view host, const std::string &file, std::ostream &err)
+    : host_(host), name_(file), err_(err)
 {
     if (file.empty()) {
         return;
     }
+    const bool broken = endsInsideLine(file); // a full disk has cut it
     file_.open(file, std::ios::app | std::ios::binary);
+    if (broken) {
+        file_ << '\n';
+    }
     if (!file_) {
         throw Error(Status::cannotCreate, "cannot append to the log " + file + "; the message stays where it is");
     }
 }
 
-void HookLog::line(const std::vector<std::string> &fields)
+void HookLog::makeRoom() const
+{
+    constexpr off_t room = 4096;
+    const int file = name_.empty() ? -1 : ::open(name_.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file < 0) {
+        return;
+    }
+    struct stat status {};
+    const bool plain = ::fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+    const bool reserved = !plain || ::fallocate(file, FALLOC_FL_KEEP_SIZE, status.st_size, room) == 0;
+    const int reason = errno;
+    ::close(file);
+    if (!reserved && (reason == ENOSPC || reason == EDQUOT || reason == EFBIG)) {
+        throw Error(Status::cannotCreate, "cannot append to the log " + name_ + ": " + std::strerror(reason) +
+                                              "; the message stays where it is");
+    }
+}
+
+void HookLog::line(const HookLine &fields)
 {
     std::string text = timeInUtc() + '\t' + host_;
-    for (const std::string &field : fields) {
+    for (const std::string *field : {&fields.rating, &fields.sender, &fields.files, &fields.action}) {
         text += '\t';
-        text += oneLine(field);
+        text += oneLine(*field);
     }
     text += '\n';
     std::ostream &out = file_.is_open() ? file_ : err_;
     out << text << std::flush;
+    if (!out) {
+        throw Error(Status::cannotCreate, "cannot append to " +
+                                              (name_.empty() ? "standard error" : "the log " + name_) +
+                                              "; the message stays where it is");
+    }
 }
 
 void HookLog::warn(const std::string &text)
 {
-    line({"warning", text});
+    line({"warning", {}, {}, text});
     if (file_.is_open()) {
         err_ << "velq: " << oneLine(text) << std::endl;
     }
 }
 
-void HookLog::failure(const std::string &text)
+void HookLog::failure(const std::string &sender, const std::string &files, const std::string &text)
 {
-    if (file_.is_open()) {
-        line({"failed", text});
+    if (!file_.is_open()) {
+        return;
+    }
+    try {
+        line({"failed", sender, files, text});
+    } catch (const Error &) {
+        // Standard error and the exit status tell of the failure; of this one, nothing can.
     }
 }
 
@@ -91,7 +128,7 @@ static void place(const fs::path &file, const fs::path &target, std::error_code 
     }
 }
 
-fs::path moveAside(const fs::path &file, const fs::path &folder)
+fs::path placeAside(const fs::path &file, const fs::path &folder)
 {
     constexpr int mostOfOneName = 10'000;
     for (int taken = 0; taken < mostOfOneName; ++taken) {
@@ -109,17 +146,87 @@ fs::path moveAside(const fs::path &file, const fs::path &folder)
             throw Error(Status::cannotCreate, "cannot move " + file.string() + " to " + target.string() + ": " +
                                                   code.message() + "; it stays where it is");
         }
-        if (!fs::remove(file, code)) {
-            std::error_code ignored;
-            fs::remove(target, ignored);
-            throw Error(Status::inputOutput,
-                        "cannot move " + file.string() + ": " + code.message() + "; it stays where it is");
-        }
         return target;
     }
     throw Error(Status::cannotCreate, "cannot move " + file.string() + ": " + folder.string() +
                                           " holds too many files of that name; empty the folder");
 }
+
+static void removePlaced(const fs::path &file, const fs::path &target)
+{
+    std::error_code code;
+    if (!fs::remove(file, code)) {
+        std::error_code ignored;
+        fs::remove(target, ignored);
+        throw Error(Status::inputOutput,
+                    "cannot move " + file.string() + ": " + code.message() + "; it stays where it is");
+    }
+}
+
+fs::path moveAside(const fs::path &file, const fs::path &folder)
+{
+    const fs::path target = placeAside(file, folder);
+    removePlaced(file, target);
+    return target;
+}
+
+namespace {
+
+// The files of one message on their way: they have a second name, and keep the first until `leave`. Without it the
+// second names go away again.
+class PlacedFiles {
+  public:
+    PlacedFiles(const std::vector<fs::path> &files, const fs::path &folder)
+    {
+        for (const fs::path &file : files) {
+            try {
+                placed_.emplace_back(file, placeAside(file, folder));
+            } catch (...) {
+                takeBack();
+                throw;
+            }
+        }
+    }
+    ~PlacedFiles()
+    {
+        takeBack();
+    }
+    PlacedFiles(const PlacedFiles &) = delete;
+    PlacedFiles &operator=(const PlacedFiles &) = delete;
+
+    std::string targets() const
+    {
+        std::string names;
+        for (const auto &[file, target] : placed_) {
+            names += names.empty() ? "" : ", ";
+            names += target.string();
+        }
+        return names;
+    }
+
+    void leave()
+    {
+        while (!placed_.empty()) {
+            const auto [file, target] = placed_.front();
+            placed_.erase(placed_.begin());
+            removePlaced(file, target);
+        }
+    }
+
+  private:
+    void takeBack()
+    {
+        for (const auto &[file, target] : placed_) {
+            std::error_code ignored;
+            fs::remove(target, ignored);
+        }
+        placed_.clear();
+    }
+
+    std::vector<std::pair<fs::path, fs::path>> placed_;
+};
+
+} // namespace
 
 // ---- The hook
 
@@ -173,45 +280,46 @@ static Rating rate(const HookOptions &options, const HookMessage &message)
     return ratingOf(answer);
 }
 
-static std::string act(const HookOptions &options, const HookMessage &message, Rating rating)
-{
-    const std::string &folder = rating == Rating::spam     ? options.spamFolder
-                                : rating == Rating::unsure ? options.unsureFolder
-                                                           : std::string();
-    if (folder.empty()) {
-        return "kept";
-    }
-    if (message.files.empty()) {
-        return "kept: the host named no file";
-    }
-    std::string action;
-    for (const fs::path &file : message.files) {
-        action += action.empty() ? "moved to " : ", ";
-        action += moveAside(file, folder).string();
-    }
-    return action;
-}
-
-static std::string namesOf(const HookMessage &message)
+std::string fileNames(const std::vector<fs::path> &files)
 {
     std::string names;
-    for (const fs::path &file : message.files) {
+    for (const fs::path &file : files) {
         names += names.empty() ? "" : ", ";
         names += file.filename().string();
     }
     return names;
 }
 
-void runHook(const HookOptions &options, HookLog &log, const std::function<HookMessage()> &read)
+// Logs the message in between: what stands in no line is not moved.
+static void fileAndLog(const HookOptions &options, HookLog &log, const HookMessage &message, Rating rating)
 {
+    const std::string &folder = rating == Rating::spam     ? options.spamFolder
+                                : rating == Rating::unsure ? options.unsureFolder
+                                                           : std::string();
+    HookLine line{std::string(ratingName(rating)), message.sender, fileNames(message.files), "kept"};
+    if (folder.empty() || message.files.empty()) {
+        line.action += folder.empty() ? "" : ": the host named no file";
+        log.line(line);
+        return;
+    }
+    PlacedFiles placed(message.files, folder);
+    line.action = "moved to " + placed.targets();
+    log.line(line);
+    placed.leave();
+}
+
+void runHook(const HookOptions &options, HookLog &log, const std::vector<fs::path> &given,
+             const std::function<HookMessage()> &read)
+{
+    HookMessage message;
+    message.files = given;
     try {
-        const HookMessage message = read();
+        message = read();
         check(options, message);
-        const Rating rating = rate(options, message);
-        const std::string action = act(options, message, rating);
-        log.line({std::string(ratingName(rating)), message.sender, namesOf(message), action});
+        log.makeRoom();
+        fileAndLog(options, log, message, rate(options, message));
     } catch (const std::exception &error) {
-        log.failure(error.what());
+        log.failure(message.sender, fileNames(message.files), error.what());
         throw;
     }
 }

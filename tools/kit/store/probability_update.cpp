@@ -10,14 +10,13 @@
 
 namespace velq::kit {
 
-namespace {
-
-// The merge reads a key up to its zero unit and binds it as a blob: other keys do not arrive as they are.
 bool canBeDelivered(const StoredValue &key)
 {
     return key.kind == StoredValue::Kind::blob && !key.bytes.empty() && key.bytes.size() % 2 == 0 &&
            !zeroUnitIn(key.bytes);
 }
+
+namespace {
 
 // How the merged row of a key that both stores have differs from the new store's row; empty for not at all.
 std::string deviationOf(const StoredValue &result, const StoredValue &wanted)

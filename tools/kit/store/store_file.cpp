@@ -5,6 +5,8 @@
 #include "kit/base/status.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <string>
 #include <tuple>
 #include <utility>
 
@@ -56,6 +58,14 @@ bool isTokenKey(const StoredValue &key)
 TokenWords wordsOf(const StoreRow &row)
 {
     return wordsOf(row.value.bytes);
+}
+
+StoredValue withCounts(const StoredValue &value, std::uint32_t spam, std::uint32_t ham)
+{
+    constexpr std::size_t countBytes = 2 * sizeof(std::uint32_t);
+    const std::string words = valueOf({spam, ham, wordsOf(value.bytes).reserved});
+    return StoredValue::ofBlob(
+        value.bytes.size() < countBytes ? words : words.substr(0, countBytes) + value.bytes.substr(countBytes));
 }
 
 bool sortRows(StoreContents &contents)

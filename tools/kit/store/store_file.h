@@ -6,6 +6,7 @@
 #include "kit/reading/token_format.h"
 #include "kit/store/data_file.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,9 @@ bool isTokenKey(const StoredValue &key);
 
 // The counts of a row: the engine reads a value's bytes whatever its storage class.
 TokenWords wordsOf(const StoreRow &row);
+
+// The value with other counts; what stands behind the counts stays.
+StoredValue withCounts(const StoredValue &value, std::uint32_t spam, std::uint32_t ham);
 
 // Puts rows in the order of their keys. False when a key occurs twice.
 bool sortRows(StoreContents &contents);

@@ -6,6 +6,7 @@
 #include "kit/store/white_update.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <set>
@@ -40,6 +41,13 @@ bool isTooLong(UpdateReport &report, std::uint64_t row, const char *what, const 
     return stops;
 }
 
+// A count as it was meant to become: from half the range on, what a row adds to a known count is something taken away.
+std::int64_t afterMerge(std::uint32_t stored, std::uint32_t delivered, bool fresh)
+{
+    const bool takesAway = !fresh && delivered > largestSum;
+    return std::int64_t{stored} + (takesAway ? static_cast<std::int32_t>(delivered) : std::int64_t{delivered});
+}
+
 void inspectTokenRow(UpdateReport &report, const StoredRow &row, std::map<std::string, TokenWords> &counts,
                      bool againstStore)
 {
@@ -65,12 +73,21 @@ void inspectTokenRow(UpdateReport &report, const StoredRow &row, std::map<std::s
     const TokenWords words = wordsOf(row[1].bytes);
     const auto [at, fresh] = counts.emplace(key, TokenWords{});
     ++(fresh ? report.newTokens : report.knownTokens);
+    report.changesCounts = report.changesCounts || fresh || words.spam != 0 || words.ham != 0;
+    const std::int64_t spam = afterMerge(at->second.spam, words.spam, fresh);
+    const std::int64_t ham = afterMerge(at->second.ham, words.ham, fresh);
     at->second.spam += words.spam;
     at->second.ham += words.ham;
     // Without a store, a difference that lowers a count cannot be told from a large count.
-    if (againstStore && static_cast<std::uint64_t>(at->second.spam) + at->second.ham > largestSum) {
-        report.remarks.push_back({rowName(number, key), "the counts become " + countsText(at->second) +
-                                                            ": the store has less than the update takes away"});
+    if (!againstStore) {
+        return;
+    }
+    if (spam < 0 || ham < 0) {
+        report.wraps.push_back({rowName(number, key), "the counts become " + countsText(at->second) +
+                                                          ": the store has less than the update takes away"});
+    } else if (static_cast<std::uint64_t>(spam + ham) > largestSum) {
+        report.wraps.push_back({rowName(number, key),
+                                "the counts become " + countsText(at->second) + ": more than the engine can add up"});
     }
 }
 

@@ -21,6 +21,8 @@ struct UpdateReport {
     std::uint64_t knownNumbers = 0;
     std::vector<StoreProblem> problems; // make the merge fail; nothing of the file would be merged
     std::vector<StoreProblem> remarks;  // rows that the merge takes but that are of no use
+    std::vector<StoreProblem> wraps;    // rows that would take a count of the given store out of its range
+    bool changesCounts = false;         // some row adds a token or a count to the given store
 };
 
 // `store` and `whiteList` may be empty paths. Throws Error (badData) for a file without an update's table.
