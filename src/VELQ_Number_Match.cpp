@@ -62,15 +62,6 @@ static IndexAnswer stepToNumber(VELQ_DSH_Statement *statement, const char **numb
     return *number != nullptr ? IndexAnswer::notListed : IndexAnswer::failed;
 }
 
-// Numbers of a numeric class stand below all texts.
-static IndexAnswer askForNumeric(VELQ_DSH_Statement *statement) noexcept
-{
-    const char *number = nullptr;
-    VELQ_DSH_mapText(statement, 1, "", 0, nullptr);
-    const IndexAnswer answer = stepToNumber(statement, &number);
-    return number != nullptr ? IndexAnswer::unusable : answer;
-}
-
 // The terminator keeps the bound from being taken for a numeral, whatever the column's type, and lets in the bound
 // itself, as an entry without a terminator.
 static IndexAnswer askForText(VELQ_DSH_Statement *statement, const char *key, const KeyBound &bound) noexcept
@@ -100,16 +91,25 @@ static IndexAnswer askForBlob(VELQ_DSH_Statement *statement, const char *key, co
     return matchKeys(key, number) == KeyMatch::equal ? IndexAnswer::listed : IndexAnswer::notListed;
 }
 
+// Numbers of a numeric class stand below all texts.
+static IndexAnswer askForNumeric(VELQ_DSH_Statement *statement) noexcept
+{
+    const char *number = nullptr;
+    VELQ_DSH_mapText(statement, 1, "", 0, nullptr);
+    const IndexAnswer answer = stepToNumber(statement, &number);
+    return number != nullptr ? IndexAnswer::unusable : answer;
+}
+
 static IndexAnswer askForEachClass(VELQ_DSH_Statement *statement, const char *key, const KeyBound &bound) noexcept
 {
-    IndexAnswer answer = askForNumeric(statement);
-    if (answer == IndexAnswer::notListed) {
-        VELQ_DSH_Reset(statement);
-        answer = askForText(statement, key, bound);
-    }
+    IndexAnswer answer = askForText(statement, key, bound);
     if (answer == IndexAnswer::notListed) {
         VELQ_DSH_Reset(statement);
         answer = askForBlob(statement, key, bound);
+    }
+    if (answer == IndexAnswer::notListed) {
+        VELQ_DSH_Reset(statement);
+        answer = askForNumeric(statement);
     }
     return answer;
 }
