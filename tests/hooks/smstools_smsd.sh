@@ -86,7 +86,7 @@ start_daemon smsd "-c$work/smsd.conf" -t
 wait_for_handlers 11
 wait_for_text 'problem with eventhandler, result 66'
 stop_daemon
-says 'the log tells of the failure' "$log" "$(printf '\tsmstools\tfailed\t')no installation in $work/var/lib/velq"
+logs 'the log tells of the failure' failed +4512345679 "no installation in $work/var/lib/velq"
 says 'the daemon reports the exit status' "$daemon_log" 'problem with eventhandler, result 66'
 holds "$spool/incoming" 3
 finish
