@@ -1,6 +1,6 @@
 // The database-access layer over SQLite 3. Everything here passes straight through; opening, and compiling the first
-// statement, also put the bounds on the connection, opening keeps to the file's mode of journal, and a busy handler
-// begins an operation within the bounds. Policy (busy rule, transactions, logging) belongs to the callers.
+// statement, also put the bounds on the connection, and a busy handler begins an operation within them. Opening keeps
+// to the file's mode of journal. Policy (busy rule, transactions, logging) belongs to the callers.
 #include "VELQ_DSH.h"
 
 #include "VELQ_DSH_File_Layer.h"

@@ -10,10 +10,11 @@ namespace {
 constexpr sqlite3_int64 kibibyte = 1024;
 constexpr sqlite3_int64 mebibyte = kibibyte * kibibyte;
 
-// Steps of SQLite's virtual machine in one run of a statement. The engine's own statements need less than three for
-// each byte of the file.
+// Steps of SQLite's virtual machine in one run of a statement. The engine's own statements need about one for each byte
+// of the file. What they read it keeps in memory: rows that pages multiply end here.
 constexpr sqlite3_int64 leastSteps = 1'000'000;
-constexpr sqlite3_int64 stepsPerByte = 16;
+constexpr sqlite3_int64 stepsPerByte = 4;
+constexpr sqlite3_int64 stepsOfCodePerByte = 16;
 
 // Time of one operation on one file, in milliseconds and parts of them. A list of a million entries has some 60 MB and
 // may take 24 s. The time of a merge counts on both of its files: a million delivered rows have some 45 MB, and may
@@ -115,7 +116,9 @@ void takeTime(Bounds &bounds) noexcept
 bool areStepsUp(Bounds &bounds) noexcept
 {
     bounds.steps += bounds.hasCode ? stepsOfCodeBetweenChecks : stepsBetweenChecks;
-    return bounds.steps > leastSteps && bounds.steps > bytesOf(bounds) * stepsPerByte && fire(bounds, "steps");
+    return bounds.steps > leastSteps &&
+           bounds.steps > bytesOf(bounds) * (bounds.hasCode ? stepsOfCodePerByte : stepsPerByte) &&
+           fire(bounds, "steps");
 }
 
 bool isMemoryUp(Bounds &bounds) noexcept

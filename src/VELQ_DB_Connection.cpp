@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-int openDatabase(const char *path, VELQ_DSH_Connection **connection, OpenCall open) noexcept
+int openDatabase(const char *path, VELQ_DSH_Connection **connection, OpenCall call) noexcept
 {
     *connection = nullptr;
     if (path == nullptr) {
@@ -15,17 +15,17 @@ int openDatabase(const char *path, VELQ_DSH_Connection **connection, OpenCall op
     if (native == nullptr) {
         return VELQ_DSH_CANTOPEN;
     }
-    const int code = open(native, connection);
+    const int code = call(native, connection);
     freeMemory(native);
     return code;
 }
 
 ConnectResult connectDatabase(const char *path, VELQ_DSH_Connection *keptOpen, VELQ_DSH_Connection **connection,
-                              OpenCall open) noexcept
+                              OpenCall call) noexcept
 {
     *connection = keptOpen;
     if (keptOpen == nullptr) {
-        const int code = openDatabase(path, connection, open);
+        const int code = openDatabase(path, connection, call);
         if (code != VELQ_DSH_OK) {
             return {ConnectStep::open, code};
         }

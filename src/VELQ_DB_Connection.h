@@ -17,7 +17,7 @@ using OpenCall = int (*)(const char *path, VELQ_DSH_Connection **connection) noe
 
 // Opens the file of a path as the engine builds it, without the busy rule. `*connection` must be closed also after a
 // failure. A null path cannot be opened.
-int openDatabase(const char *path, VELQ_DSH_Connection **connection, OpenCall open = VELQ_DSH_Open) noexcept;
+int openDatabase(const char *path, VELQ_DSH_Connection **connection, OpenCall call = VELQ_DSH_Open) noexcept;
 
 // How far a connection came, and the database's result code there.
 enum class ConnectStep : std::uint8_t { open, busyHandler, connected };
@@ -29,7 +29,7 @@ struct ConnectResult {
 // Takes the standing connection when `keptOpen` is set, otherwise opens the file; then installs the busy rule.
 // `*connection` is set also after a failure, and must then be closed unless it is the standing one.
 ConnectResult connectDatabase(const char *path, VELQ_DSH_Connection *keptOpen, VELQ_DSH_Connection **connection,
-                              OpenCall open = VELQ_DSH_Open) noexcept;
+                              OpenCall call = VELQ_DSH_Open) noexcept;
 
 // The database's result code. After a failure `*statement` is null.
 int prepareSql(VELQ_DSH_Connection *connection, const char *sql, VELQ_DSH_Statement **statement) noexcept;

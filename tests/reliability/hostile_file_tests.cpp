@@ -1,8 +1,6 @@
 // Data and update files that others made with ill intent, or that an accident left: each is used through every export
 // that reads or writes it. Held here: the call returns, soon, with a documented result and in little memory; files
 // beside it keep their content; well-formed parts still work.
-//
-// With VELQ_TEST_JOURNAL=wal in the environment the token stores are in write-ahead mode.
 #include "hostile_files.h"
 #include "support/log_reader.h"
 

@@ -1,4 +1,5 @@
-// Installations for hostile files, and the bounds within which each call on them must return.
+// Installations for hostile files, and the bounds within which each call on them must return. With
+// VELQ_TEST_JOURNAL=wal in the environment the token stores are in write-ahead mode.
 #ifndef VELQ_TEST_RELIABILITY_HOSTILE_FILES_H
 #define VELQ_TEST_RELIABILITY_HOSTILE_FILES_H
 
@@ -26,6 +27,12 @@ inline constexpr std::chrono::seconds longestCall{5};
 inline constexpr sqlite3_int64 mostDatabaseMemory = 64 << 20;
 // Of any file, temporary ones too.
 inline constexpr rlim_t largestFile = 16 << 20;
+
+inline Journal journalOfStores()
+{
+    const char *wanted = std::getenv("VELQ_TEST_JOURNAL");
+    return wanted != nullptr && std::string(wanted) == "wal" ? Journal::writeAhead : Journal::rollback;
+}
 
 inline const std::string infiniteRows = "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c)";
 
@@ -85,12 +92,6 @@ inline std::map<std::string, std::string> contentsBeside(const std::filesystem::
         }
     }
     return contents;
-}
-
-inline Journal journalOfStores()
-{
-    const char *wanted = std::getenv("VELQ_TEST_JOURNAL");
-    return wanted != nullptr && std::string(wanted) == "wal" ? Journal::writeAhead : Journal::rollback;
 }
 
 class HostileFiles : public testing::Test {

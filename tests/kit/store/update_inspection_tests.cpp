@@ -81,7 +81,8 @@ TEST(update_inspection, finds_values_that_are_longer_than_the_merge_reads)
         return shown(inspectUpdate(update, {}, {}).problems);
     };
     EXPECT_EQ(read(1'048'576), std::vector<std::string>{});
-    EXPECT_EQ(read(1'048'577), std::vector<std::string>{"row 1: the value has 1048577 bytes; at most 1048576 are read"});
+    EXPECT_EQ(read(1'048'577),
+              std::vector<std::string>{"row 1: the value has 1048577 bytes; at most 1048576 are read"});
     const test::EngineSession session(installation);
     const test::WideText path = test::widePath(update);
     EXPECT_EQ(VELQ_UpdateData(path.c_str(), 5, nullptr, 0), VELQ_ERR_FAILED);
