@@ -137,8 +137,8 @@ int checkSteps(void *argument) noexcept
 // Told of every statement that begins to run.
 int followStatements(unsigned, void *argument, void *, void *text) noexcept
 {
-    Bounds &bounds = *static_cast<Bounds *>(argument);
     if (const auto *sql = static_cast<const char *>(text); sql[0] != '-') { // "-- ..." is a trigger within one
+        Bounds &bounds = *static_cast<Bounds *>(argument);
         bounds.steps = 0;
         ++bounds.runs;
     }

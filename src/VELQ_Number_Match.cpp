@@ -67,7 +67,9 @@ static IndexAnswer stepToNumber(VELQ_DSH_Statement *statement, const char **numb
 static IndexAnswer askForText(VELQ_DSH_Statement *statement, const char *key, const KeyBound &bound) noexcept
 {
     const char *number = nullptr;
-    VELQ_DSH_mapText(statement, 1, bound.text, static_cast<int>(bound.length) + 1, nullptr);
+    if (VELQ_DSH_mapText(statement, 1, bound.text, static_cast<int>(bound.length) + 1, nullptr) != VELQ_DSH_OK) {
+        return IndexAnswer::unusable;
+    }
     const IndexAnswer answer = stepToNumber(statement, &number);
     if (number == nullptr) {
         return answer;
@@ -83,7 +85,9 @@ static IndexAnswer askForText(VELQ_DSH_Statement *statement, const char *key, co
 static IndexAnswer askForBlob(VELQ_DSH_Statement *statement, const char *key, const KeyBound &bound) noexcept
 {
     const char *number = nullptr;
-    VELQ_DSH_mapBlob(statement, 1, bound.text, static_cast<int>(bound.length), nullptr);
+    if (VELQ_DSH_mapBlob(statement, 1, bound.text, static_cast<int>(bound.length), nullptr) != VELQ_DSH_OK) {
+        return IndexAnswer::unusable;
+    }
     const IndexAnswer answer = stepToNumber(statement, &number);
     if (number == nullptr) {
         return answer == IndexAnswer::notListed ? IndexAnswer::unusable : answer;
@@ -95,7 +99,9 @@ static IndexAnswer askForBlob(VELQ_DSH_Statement *statement, const char *key, co
 static IndexAnswer askForNumeric(VELQ_DSH_Statement *statement) noexcept
 {
     const char *number = nullptr;
-    VELQ_DSH_mapText(statement, 1, "", 0, nullptr);
+    if (VELQ_DSH_mapText(statement, 1, "", 0, nullptr) != VELQ_DSH_OK) {
+        return IndexAnswer::unusable;
+    }
     const IndexAnswer answer = stepToNumber(statement, &number);
     return number != nullptr ? IndexAnswer::unusable : answer;
 }

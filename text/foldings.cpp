@@ -212,15 +212,15 @@ std::optional<std::u32string> written(char32_t codePoint)
     if (entry != std::end(writtenAs)) {
         return std::u32string(entry->as);
     }
-    for (const Range &range : lettersOnBlack) {
-        if (isIn(codePoint, range)) {
-            return std::u32string(1, U'a' + (codePoint - range.first));
-        }
+    const auto *const letters = std::find_if(std::begin(lettersOnBlack), std::end(lettersOnBlack),
+                                             [&](const Range &range) { return isIn(codePoint, range); });
+    if (letters != std::end(lettersOnBlack)) {
+        return std::u32string(1, U'a' + (codePoint - letters->first));
     }
-    for (const NumberRow &row : circledNumbers) {
-        if (isIn(codePoint, row.range)) {
-            return number(row.first + (codePoint - row.range.first));
-        }
+    const auto *const row = std::find_if(std::begin(circledNumbers), std::end(circledNumbers),
+                                         [&](const NumberRow &one) { return isIn(codePoint, one.range); });
+    if (row != std::end(circledNumbers)) {
+        return number(row->first + (codePoint - row->range.first));
     }
     return std::nullopt;
 }

@@ -169,11 +169,9 @@ class Output {
 template <typename Numbers>
 std::vector<std::string> decimals(const Numbers &numbers)
 {
-    std::vector<std::string> out;
-    out.reserve(numbers.size());
-    for (const auto number : numbers) {
-        out.push_back(std::to_string(static_cast<unsigned>(number)));
-    }
+    std::vector<std::string> out(numbers.size());
+    std::transform(numbers.begin(), numbers.end(), out.begin(),
+                   [](auto number) { return std::to_string(static_cast<unsigned>(number)); });
     return out;
 }
 
@@ -183,9 +181,9 @@ void write(const Tables &tables, const char *path)
     out.text("// Written by make_text_tables.\n#ifndef VELQ_WRITTEN_TABLES_H\n#define "
              "VELQ_WRITTEN_TABLES_H\n\n#include \"text_tables.h\"\n\nnamespace velq::text {\n");
     std::vector<std::string> letters(firstLetter, "{other, {0, 0, 0}}");
-    for (const LetterKey &key : tables.letters.entries()) {
-        letters.push_back("{" + std::to_string(key[0]) + ", {" + std::to_string(key[1]) + ", " +
-                          std::to_string(key[2]) + ", " + std::to_string(key[3]) + "}}");
+    for (const auto &[script, latin, cyrillic, greek] : tables.letters.entries()) {
+        letters.push_back("{" + std::to_string(script) + ", {" + std::to_string(latin) + ", " +
+                          std::to_string(cyrillic) + ", " + std::to_string(greek) + "}}");
     }
     out.array("Letter letters", letters);
     std::vector<std::string> foldings;

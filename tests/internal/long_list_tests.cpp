@@ -280,7 +280,10 @@ TEST(long_list, failure_of_the_index_or_at_the_pause_leaves_the_plain_statement_
                                    {.call = DshCall::step, .nth = 1, .isForwarded = true},
                                    {.call = DshCall::step, .nth = 2},
                                    {.call = DshCall::step, .nth = 3},
-                                   {.call = DshCall::step, .nth = 4}};
+                                   {.call = DshCall::step, .nth = 4},
+                                   {.call = DshCall::bind, .nth = 2},
+                                   {.call = DshCall::bind, .nth = 3},
+                                   {.call = DshCall::bind, .nth = 4}};
         for (const DshFault &fault : faults) {
             for (const int i : {2999, 3000}) {
                 const DshWatch watch(fault);

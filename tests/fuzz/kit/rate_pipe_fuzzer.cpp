@@ -1,5 +1,5 @@
-// The filter of velq rate --json-lines, from any bytes: each line that is not empty is answered with one line, in their
-// order, and a sound request with its id and a rating. The installation is the same for every input.
+// The filter of velq rate --json-lines, from any bytes: each line is answered with one line, in their order, and a
+// sound request with its id and a rating. The installation is the same for every input.
 #include "kit/base/input.h"
 #include "kit/cli/command_line.h"
 #include "kit_target.h"
@@ -27,9 +27,7 @@ std::vector<Line> linesOf(std::string_view text)
     LineReader reader(in, longestMessageLine);
     std::vector<Line> lines;
     for (std::string line; reader.next(line) != LineResult::end;) {
-        if (!line.empty()) {
-            lines.push_back({line, reader.number()});
-        }
+        lines.push_back({line, reader.number()});
     }
     return lines;
 }

@@ -76,6 +76,7 @@ TEST(update_inspection, finds_values_that_are_longer_than_the_merge_reads)
     const Installation installation;
     const fs::path update = installation.folder() / "update.db";
     const auto read = [&](std::size_t bytes) {
+        fs::remove(update);
         test::makeProbabilityUpdate(update, {{test::Value::ofBlob(test::utf16BytesWithTerminator(VELQ_TEXT("ab"))),
                                               test::Value::ofBlob(std::string(bytes, '\1'))}});
         return shown(inspectUpdate(update, {}, {}).problems);

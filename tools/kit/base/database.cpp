@@ -18,9 +18,9 @@ std::string_view journalName(Journal journal)
 Journal journalOf(const std::filesystem::path &file)
 {
     constexpr std::string_view databaseStart = "SQLite format 3";
-    constexpr std::size_t versionOffset = 18;
+    constexpr std::size_t versionEnd = 19; // the format's version for reading is the last of so many bytes
     constexpr char writeAheadVersion = 2;
-    std::array<char, versionOffset + 1> start{};
+    std::array<char, versionEnd> start{};
     std::error_code ignored;
     if (!std::filesystem::is_regular_file(file, ignored)) {
         return Journal::rollback; // and no pipe is emptied
@@ -29,7 +29,7 @@ Journal journalOf(const std::filesystem::path &file)
     in.read(start.data(), start.size());
     const bool isDatabase = in.gcount() == static_cast<std::streamsize>(start.size()) &&
                             std::string_view(start.data(), databaseStart.size()) == databaseStart;
-    return isDatabase && start[versionOffset] == writeAheadVersion ? Journal::writeAhead : Journal::rollback;
+    return isDatabase && start.back() == writeAheadVersion ? Journal::writeAhead : Journal::rollback;
 }
 
 InUse::InUse(const std::filesystem::path &file)

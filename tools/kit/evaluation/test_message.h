@@ -9,7 +9,7 @@ namespace velq::kit {
 
 struct TestMessage {
     bool spam = false;
-    std::u16string text; // as it goes to the engine
+    std::u16string text;      // as it goes to the engine
     std::uint32_t corpus = 0; // which file it comes from
     std::uint64_t line = 0;
 };

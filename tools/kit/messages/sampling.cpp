@@ -3,6 +3,7 @@
 #include "kit/messages/sampling.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <numeric>
 #include <utility>
@@ -99,9 +100,8 @@ std::vector<std::vector<std::size_t>> groupsBySize(const std::vector<std::uint32
                      [&](std::size_t a, std::size_t b) { return members[a].size() > members[b].size(); });
     std::vector<std::vector<std::size_t>> ordered;
     ordered.reserve(order.size());
-    for (const std::size_t group : order) {
-        ordered.push_back(std::move(members[group]));
-    }
+    std::transform(order.begin(), order.end(), std::back_inserter(ordered),
+                   [&](std::size_t group) { return std::move(members[group]); });
     return ordered;
 }
 
