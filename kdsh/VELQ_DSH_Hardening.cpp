@@ -36,7 +36,7 @@ int prepareCalculation(Bounds &bounds, const char *const *name, int count, sqlit
 {
     constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_MEMORY;
     constexpr char parameters[] = "?,?,?,?,?,?,?,?,?";
-    static_assert(sizeof parameters == 2 * Bounds::mostArguments);
+    static_assert(sizeof parameters == std::size_t{2} * Bounds::mostArguments);
     if (bounds.calculator == nullptr) {
         const int code = sqlite3_open_v2(":memory:", &bounds.calculator, flags, nullptr);
         if (code != SQLITE_OK) {
