@@ -18,9 +18,9 @@ void writeShare(std::ostream &out, std::uint64_t hits, std::uint64_t all)
         out << "<td>-</td>";
         return;
     }
-    out << "<td>" << percentText(static_cast<double>(hits) / static_cast<double>(all)) << "<br><span class=\"soft\">"
+    out << "<td>" << percentText(static_cast<double>(hits) / static_cast<double>(all)) << R"(<br><span class="soft">)"
         << decimalText(100 * interval->low, 1) << " to " << decimalText(100 * interval->high, 1)
-        << "</span><span class=\"range\"><i style=\"margin-left:" << decimalText(100 * interval->low, 1)
+        << R"(</span><span class="range"><i style="margin-left:)" << decimalText(100 * interval->low, 1)
         << "%;width:" << decimalText(100 * (interval->high - interval->low), 1) << "%\"></i></span></td>";
 }
 

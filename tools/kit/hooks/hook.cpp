@@ -165,7 +165,7 @@ static void removePlaced(const fs::path &file, const fs::path &target)
 
 fs::path moveAside(const fs::path &file, const fs::path &folder)
 {
-    const fs::path target = placeAside(file, folder);
+    fs::path target = placeAside(file, folder);
     removePlaced(file, target);
     return target;
 }
