@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -49,6 +50,24 @@ const ExpectedLine probHandlerFailed = error("VELQ_WL_Store\t**********Error:Lea
 const ExpectedLine probFound = debug("VELQ_WL_Store\t******** Found Record In prob.bin, going to update... *********");
 const ExpectedLine probNotFound =
     debug("VELQ_WL_Store\t******** Not Found Record In prob.bin, going to insert... *********");
+
+// Merges again and again, one value after the other not being bound; each such merge fails and changes nothing. Returns
+// their number; the merge behind the last succeeds.
+int failEachBinding(const std::function<int()> &merge, const std::function<Texts()> &contents)
+{
+    const Texts before = contents();
+    for (int failures = 0;; ++failures) {
+        const DshWatch watch({.call = DshCall::bind, .code = VELQ_DSH_NOMEM, .nth = failures + 1});
+        const int result = merge();
+        EXPECT_TRUE(watch.everythingReleased()) << failures;
+        if (!watch.faultHappened()) {
+            EXPECT_EQ(result, 0);
+            return failures;
+        }
+        EXPECT_EQ(result, VELQ_ERR_FAILED) << failures;
+        EXPECT_EQ(contents(), before) << failures;
+    }
+}
 
 class ProbabilityMerge : public testing::TestWithParam<Trace> {
   protected:
@@ -201,20 +220,7 @@ TEST_P(ProbabilityMerge, result_of_the_commit_is_not_looked_at)
 
 TEST_P(ProbabilityMerge, value_that_can_not_be_bound_rolls_back)
 {
-    const Texts before = contents();
-    int failures = 0;
-    for (bool happened = true; happened;) {
-        const DshWatch watch({.call = DshCall::bind, .code = VELQ_DSH_NOMEM, .nth = failures + 1});
-        const int result = merge();
-        happened = watch.faultHappened();
-        EXPECT_EQ(result, happened ? VELQ_ERR_FAILED : 0) << failures;
-        EXPECT_TRUE(watch.everythingReleased()) << failures;
-        if (happened) {
-            ++failures;
-            EXPECT_EQ(contents(), before) << failures;
-        }
-    }
-    EXPECT_GE(failures, 6);
+    EXPECT_GE(failEachBinding([this] { return merge(); }, [this] { return contents(); }), 6);
 }
 
 TEST_P(ProbabilityMerge, bound_on_either_file_is_told_and_rolls_back)
@@ -447,20 +453,7 @@ TEST_P(WhiteNumberMerge, result_of_the_commit_is_not_looked_at)
 
 TEST_P(WhiteNumberMerge, value_that_can_not_be_bound_rolls_back)
 {
-    const Texts before = contents();
-    int failures = 0;
-    for (bool happened = true; happened;) {
-        const DshWatch watch({.call = DshCall::bind, .code = VELQ_DSH_NOMEM, .nth = failures + 1});
-        const int result = merge();
-        happened = watch.faultHappened();
-        EXPECT_EQ(result, happened ? VELQ_ERR_FAILED : 0) << failures;
-        EXPECT_TRUE(watch.everythingReleased()) << failures;
-        if (happened) {
-            ++failures;
-            EXPECT_EQ(contents(), before) << failures;
-        }
-    }
-    EXPECT_GE(failures, 6);
+    EXPECT_GE(failEachBinding([this] { return merge(); }, [this] { return contents(); }), 6);
 }
 
 TEST_P(WhiteNumberMerge, opens_nothing_without_memory)
