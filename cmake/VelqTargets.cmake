@@ -6,7 +6,9 @@ include(VelqArithmetic)
 add_library(velq_options INTERFACE)
 target_compile_options(velq_options INTERFACE
   ${VELQ_ARITHMETIC_FLAGS}
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  -Wall -Wextra -Wpedantic -Wconversion
+  # Files that are compiled together have each other's names in sight, and are as headers to the compiler.
+  $<IF:$<AND:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>,$<COMPILE_LANG_AND_ID:CXX,GNU>>,-Wno-subobject-linkage,-Wshadow>
   $<$<BOOL:${VELQ_WARNINGS_AS_ERRORS}>:-Werror>
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
   $<$<BOOL:${VELQ_COVERAGE}>:--coverage>)
@@ -42,4 +44,22 @@ function(velq_export_only target script)
     target_link_options(${target} PRIVATE "LINKER:--version-script=${script}")
     set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
   endif()
+endfunction()
+
+# velq_build_together(target SOURCES ...): of the sources, given relative to the calling folder, those of one folder are
+# compiled a few at a time where VELQ_BUILD_TOGETHER is set. Most of their time is reading the same headers.
+function(velq_build_together target)
+  if(NOT VELQ_BUILD_TOGETHER)
+    return()
+  endif()
+  set(in_a_group 7)
+  foreach(source IN LISTS ARGN)
+    cmake_path(GET source PARENT_PATH folder)
+    cmake_path(GET folder FILENAME room)
+    math(EXPR number "0${number_in_${room}} + 1")
+    set(number_in_${room} ${number})
+    math(EXPR group "(${number} - 1) / ${in_a_group}")
+    set_property(SOURCE ${source} PROPERTY UNITY_GROUP ${room}_${group})
+  endforeach()
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
 endfunction()

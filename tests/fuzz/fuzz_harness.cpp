@@ -10,8 +10,6 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <sqlite3.h>
 #include <unistd.h>
 
@@ -75,12 +73,6 @@ int openFiles()
         count += entry.exists() || entry.is_symlink() ? 1 : 0;
     }
     return count;
-}
-
-std::string readFile(const std::filesystem::path &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 void fillInstallation(test::Installation &made)
@@ -244,17 +236,6 @@ WideText Input::number(std::size_t most)
 const test::Installation &installation()
 {
     return fixture().installed;
-}
-
-void writeFile(const std::filesystem::path &path, std::string_view bytes)
-{
-    std::FILE *out = std::fopen(path.c_str(), "wb");
-    const bool written =
-        out != nullptr && (bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), out) == bytes.size());
-    if (out == nullptr || std::fclose(out) != 0 || !written) {
-        std::fprintf(stderr, "cannot write %s\n", path.c_str());
-        std::abort();
-    }
 }
 
 std::filesystem::path updateFile()

@@ -7,6 +7,7 @@
 #include "fuzz_target.h"
 #include "support/engine_session.h"
 #include "support/installation.h"
+#include "support/temporary_folder.h"
 #include "support/wide.h"
 #include "velq.h"
 
@@ -58,8 +59,8 @@ class Input {
 const test::Installation &installation();
 // Puts the five data files back to their first state and removes logs, journals, the debug marker and update files.
 void restoreInstallation();
-// Writes a file's whole bytes.
-void writeFile(const std::filesystem::path &path, std::string_view bytes);
+using test::readFile;
+using test::writeFile;
 // Where a target lays down an update file.
 std::filesystem::path updateFile();
 

@@ -5,14 +5,13 @@
 
 #include "support/engine_session.h"
 #include "support/installation.h"
+#include "support/temporary_folder.h"
 
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <map>
 #include <set>
 #include <sqlite3.h>
@@ -35,18 +34,6 @@ inline Journal journalOfStores()
 }
 
 inline const std::string infiniteRows = "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c)";
-
-inline std::string readFile(const std::filesystem::path &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-inline void writeFile(const std::filesystem::path &path, std::string_view bytes)
-{
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
 
 // While it lives, a file that grows beyond the bound ends the process.
 class BoundedFiles {

@@ -7,20 +7,21 @@
 #include "fault_layer.h"
 #include "store_model.h"
 #include "support/engine_session.h"
+#include "support/temporary_folder.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <tuple>
 
 using namespace velq::reliability;
 using velq::test::EngineSession;
 using velq::test::Journal;
+using velq::test::readFile;
 using velq::test::StartVariant;
+using velq::test::writeFile;
 
 namespace {
 
@@ -43,12 +44,6 @@ bool hidesValues(Fault fault)
            fault != Fault::truncate && fault != Fault::remove;
 }
 
-std::string readFile(const std::filesystem::path &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 // An installation that can be put back to its first state.
 class Original {
   public:
@@ -68,7 +63,7 @@ class Original {
             for (const char *suffix : {"-journal", "-wal", "-shm"}) {
                 std::filesystem::remove(installation_.dataFile(dataFileNames[i]).string() + suffix);
             }
-            std::ofstream(installation_.dataFile(dataFileNames[i]), std::ios::binary | std::ios::trunc) << bytes_[i];
+            writeFile(installation_.dataFile(dataFileNames[i]), bytes_[i]);
         }
         for (const char *name : {"engine.log", "norix-engine.log"}) {
             std::filesystem::remove(installation_.logFile(name));

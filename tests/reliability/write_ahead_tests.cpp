@@ -2,12 +2,11 @@
 // readers and the writer do not wait for each other.
 #include "support/engine_session.h"
 #include "support/installation.h"
+#include "support/temporary_folder.h"
 
 #include <chrono>
-#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <sqlite3.h>
 #include <string>
 #include <sys/stat.h>
@@ -22,18 +21,6 @@ const WideText spamBody = VELQ_TEXT("free cash prizes for you");
 const WideText hamBody = VELQ_TEXT("lunch at home, bring tea and work");
 const WideText trainedBody = VELQ_TEXT("free, cash, priz, lunc");
 const WideText stranger = VELQ_TEXT("5551234");
-
-std::string readFile(const std::filesystem::path &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void writeFile(const std::filesystem::path &path, std::string_view bytes)
-{
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
 
 class WriteAhead : public testing::TestWithParam<StartVariant> {
   protected:

@@ -6,9 +6,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <poll.h>
 #include <spawn.h>
 #include <stdexcept>
@@ -16,21 +14,6 @@
 #include <unistd.h>
 
 namespace velq::test {
-
-std::string readFile(const std::filesystem::path &file)
-{
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-void writeFile(const std::filesystem::path &file, const std::string &content)
-{
-    std::ofstream out(file, std::ios::binary);
-    out << content;
-    if (!out.flush()) {
-        throw std::runtime_error("cannot write " + file.string());
-    }
-}
 
 std::string velqProgram()
 {

@@ -18,9 +18,6 @@ struct CommandResult {
     std::string err;
 };
 
-std::string readFile(const std::filesystem::path &file);
-void writeFile(const std::filesystem::path &file, const std::string &content);
-
 // The files of one test, in a folder of their own.
 class TestFiles {
   protected:

@@ -1,8 +1,10 @@
-// A folder of its own for one test, removed with everything in it when the test ends.
+// A folder of its own for one test, removed with everything in it when the test ends; and whole files read and written.
 #ifndef VELQ_TEST_SUPPORT_TEMPORARY_FOLDER_H
 #define VELQ_TEST_SUPPORT_TEMPORARY_FOLDER_H
 
 #include <filesystem>
+#include <string>
+#include <string_view>
 
 namespace velq::test {
 
@@ -21,6 +23,10 @@ class TemporaryFolder {
   private:
     std::filesystem::path path_;
 };
+
+// The bytes of a file; none where there is no file.
+std::string readFile(const std::filesystem::path &file);
+void writeFile(const std::filesystem::path &file, std::string_view bytes);
 
 } // namespace velq::test
 

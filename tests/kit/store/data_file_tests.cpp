@@ -3,9 +3,7 @@
 #include "kit/store/data_file.h"
 #include "support/temporary_folder.h"
 
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -13,12 +11,6 @@ namespace velq::kit {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string bytesOf(const fs::path &file)
-{
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 void writeNumbers(const fs::path &file, const std::vector<StoredRow> &rows)
 {
@@ -45,14 +37,14 @@ TEST(data_file, failed_write_leaves_the_old_file_and_no_draft)
     const test::TemporaryFolder folder;
     const fs::path file = folder.path() / "x";
     writeNumbers(file, {{StoredValue::ofInteger(1), StoredValue{}}});
-    const std::string before = bytesOf(file);
+    const std::string before = test::readFile(file);
     try {
         writeDataFile(file, "prob.bin", [](Database &) { throw Error(Status::badData, "no"); });
         FAIL() << "accepted";
     } catch (const Error &error) {
         EXPECT_EQ(error.status(), Status::badData);
     }
-    EXPECT_EQ(bytesOf(file), before);
+    EXPECT_EQ(test::readFile(file), before);
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1);
 }
 

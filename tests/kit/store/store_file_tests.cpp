@@ -9,19 +9,12 @@
 #include <algorithm>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <sstream>
 
 namespace velq::kit {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string bytesOf(const fs::path &file)
-{
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 Status statusOf(const std::function<void()> &action)
 {
@@ -89,7 +82,7 @@ TEST(store_file, same_contents_give_the_same_bytes)
     writeStoreContents(folder.path() / "a", contents);
     std::reverse(contents.rows.begin(), contents.rows.end());
     writeStoreContents(folder.path() / "b", contents);
-    EXPECT_EQ(bytesOf(folder.path() / "a"), bytesOf(folder.path() / "b"));
+    EXPECT_EQ(test::readFile(folder.path() / "a"), test::readFile(folder.path() / "b"));
     EXPECT_GT(fs::file_size(folder.path() / "a"), 0U);
 }
 

@@ -16,12 +16,6 @@ namespace fs = std::filesystem;
 
 const std::string text = "velq-store 1\nmessages\t1\t2\ntokens\nab\t3\t4\nend\n";
 
-std::string bytesOf(const fs::path &file)
-{
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 StoreContents readFrom(const std::string &file, const std::string &standardInput = {})
 {
     std::istringstream in(standardInput);
@@ -34,7 +28,7 @@ bool beginsAsDatabase(const std::string &file, const std::string &standardInput 
     InputFile input(file, in);
     const bool database = isDatabase(input);
     std::string rest(std::istreambuf_iterator<char>(input.stream()), {});
-    EXPECT_EQ(rest, file == "-" ? standardInput : bytesOf(file)) << "nothing is taken";
+    EXPECT_EQ(rest, file == "-" ? standardInput : test::readFile(file)) << "nothing is taken";
     return database;
 }
 
@@ -47,7 +41,7 @@ TEST(store_form, both_forms_are_read_whatever_their_names)
     EXPECT_EQ(store.rows.size(), 2U);
     writeStore(asText, store, true);
     writeStore(asDatabase, store, false);
-    EXPECT_EQ(bytesOf(asText), text);
+    EXPECT_EQ(test::readFile(asText), text);
     EXPECT_EQ(readFrom(asText).rows, store.rows);
     EXPECT_EQ(readFrom(asDatabase).rows, store.rows);
     EXPECT_EQ(readStoreContents(asDatabase).rows, store.rows);

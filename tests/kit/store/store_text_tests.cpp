@@ -21,7 +21,7 @@ StoredValue real(double value)
     return {StoredValue::Kind::real, 0, value, {}};
 }
 
-StoredValue text(const std::string &bytes)
+StoredValue textOf(const std::string &bytes)
 {
     return {StoredValue::Kind::text, 0, 0, bytes};
 }
@@ -116,17 +116,17 @@ TEST(store_text, keeps_every_row_whatever_its_form)
     const std::vector<StoreRow> rows[] = {
         {{StoredValue::ofBlob(""), StoredValue::ofBlob("")}},
         {{StoredValue::ofBlob("abc"), StoredValue::ofBlob(valueOf({1, 2, 3}))}},
-        {{text("ab"), text("twelve bytes")}},
+        {{textOf("ab"), textOf("twelve bytes")}},
         {{StoredValue::ofInteger(-5), StoredValue::ofInteger(INT64_MIN)}},
         {{real(0.1), real(-1e300)}},
         {{StoredValue{}, StoredValue{}}},
-        {{key, StoredValue::ofBlob("12345678")}, {text(key.bytes), StoredValue::ofBlob("1")}},
+        {{key, StoredValue::ofBlob("12345678")}, {textOf(key.bytes), StoredValue::ofBlob("1")}},
         {{key, StoredValue::ofBlob(std::string(13, '\xFF'))}},
         {{key, StoredValue::ofBlob(valueOf({0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF}))}},
         {{StoredValue::ofBlob(messageCountKey()), StoredValue::ofBlob("1234")}},
         {{StoredValue::ofBlob(messageCountKey()), StoredValue::ofBlob(valueOf({1, 2, 3}))}},
         {{StoredValue::ofBlob(priorKey()), StoredValue::ofBlob(valueOf({1, 0, 3}))}},
-        {{StoredValue::ofBlob(priorKey()), text("")}},
+        {{StoredValue::ofBlob(priorKey()), textOf("")}},
     };
     for (const std::vector<StoreRow> &some : rows) {
         const StoreContents contents = sorted(some);

@@ -35,22 +35,22 @@ void printConfusion(std::ostream &out, const std::string &title, const Confusion
     out << '\n';
 }
 
-struct Column {
+struct MetricsColumn {
     const char *name;
     Metrics metrics;
 };
 
-void printMetrics(std::ostream &out, const std::vector<Column> &columns)
+void printMetrics(std::ostream &out, const std::vector<MetricsColumn> &columns)
 {
     std::vector<std::string> cells;
     cells.reserve(columns.size());
-    for (const Column &column : columns) {
+    for (const MetricsColumn &column : columns) {
         cells.emplace_back(column.name);
     }
     printRow(out, "", cells);
     for (const Figure &figure : figuresShown(&Shown::inTable)) {
         cells.clear();
-        for (const Column &column : columns) {
+        for (const MetricsColumn &column : columns) {
             cells.push_back(figureText(figure, column.metrics, digits));
         }
         printRow(out, figure.title, cells);
@@ -126,8 +126,8 @@ void printReport(std::ostream &out, const EvaluationPlan &plan, const Measured &
     out << plan.method << "\n\n";
     printConfusion(out, "training off", result.trainingOff.all);
     printConfusion(out, "training on", result.trainingOn.all);
-    std::vector<Column> columns = {{"training off", metricsOf(result.trainingOff.all)},
-                                   {"training on", metricsOf(result.trainingOn.all)}};
+    std::vector<MetricsColumn> columns = {{"training off", metricsOf(result.trainingOff.all)},
+                                          {"training on", metricsOf(result.trainingOn.all)}};
     if (result.trainingKnown) {
         columns.push_back({"off, new texts", metricsOf(result.trainingOff.unseen)});
         columns.push_back({"on, new texts", metricsOf(result.trainingOn.unseen)});
