@@ -15,7 +15,7 @@ declare -A package_groups=(
   # them those tests are skipped.
   [hosts]="gammu gammu-smsd smstools chromium"
   # Formatters, analysers, coverage, fuzzing.
-  [check]="clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 cppcheck gcovr shellcheck valgrind heaptrack"
+  [check]="python3 clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 cppcheck gcovr shellcheck valgrind heaptrack"
   # Building the Debian packages, and testing them.
   [debian]="build-essential fakeroot debhelper cmake ninja-build $libraries $gamma"
   [debian-tests]="lintian mmdebstrap"
