@@ -8,17 +8,19 @@ namespace velq::bench {
 
 namespace {
 
+std::uint64_t hashOf(std::u32string_view text)
+{
+    std::uint64_t hash = 0xCBF29CE484222325U; // FNV-1a
+    for (const char32_t c : text) {
+        hash = (hash ^ c) * 0x100000001B3U;
+    }
+    return hash;
+}
+
 // The same on every machine: the generator's numbers are fixed by the standard, those of its distributions are not.
 class Draw {
   public:
-    Draw(std::u32string_view text, std::uint64_t seed) : generator_(seed)
-    {
-        std::uint64_t hash = 0xCBF29CE484222325U; // FNV-1a
-        for (const char32_t c : text) {
-            hash = (hash ^ c) * 0x100000001B3U;
-        }
-        generator_.seed(hash + seed);
-    }
+    Draw(std::u32string_view text, std::uint64_t seed) : generator_(hashOf(text) + seed) {}
     std::size_t below(std::size_t bound)
     {
         return generator_() % bound;
