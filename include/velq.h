@@ -28,6 +28,12 @@
  *            thread at a time.
  * Waiting    A data file locked by another connection is waited for at most five times 50 milliseconds
  *            for each lock; then the operation fails. A function may run several operations.
+ * Filter     Rating and feedback read what a fixed filter leaves of a body. It drops blanks, ASCII punctuation
+ *            but , and &, Chinese punctuation, and U+0081 to U+00FD, letters with accents among them. It
+ *            folds A to Z, and keeps such a letter, small or capital, only beside a small letter a to z. All
+ *            else stays as it is: digits, other scripts in either case, characters that cannot be seen. Of
+ *            "FREE PRIZE" nothing is left, of "Hi, an iPhone" "h,anphone", of "f\u00FCr \u00FCber" "ber". Hosts
+ *            should prepare every body with velq_prepare_text (velq_text.h) before they pass it.
  * Log        Failed operations leave a line in engine.log (norix-engine.log) in the program directory;
  *            refused arguments do not always. A file named enable-debug beside it, present at the start,
  *            adds a trace of every step and the few failures that belong to it. The trace holds message
@@ -185,7 +191,7 @@ VELQ_API int32_t VELQ_Norix_Finalize(void) VELQ_NOEXCEPT;
  * of white-listed senders, train the token store.
  *
  * rating  out: VELQ_RATING_...; UNSURE also when the store could not be read
- * body    in: the message's text; null is empty
+ * body    in: the message's text, best prepared; null is empty
  * number  in: the sender; the first 39 characters count; null is empty
  *
  *  0  rated

@@ -42,7 +42,7 @@ constexpr Shape shapes[] = {
     {U'o', 0x43E, 0x3BF, U"\u043E\u03BF\u0585\u2C9F\uA4F3"},
     {U'p', 0x440, 0x3C1, U"\u0440\u03C1\u2CA3\u13E2\uA4D1"},
     {U'q', 0, 0, U"\u051B\u0563\u0566"},
-    {U'r', 0, 0, U"\u13A1\u13D2\uA4E3"},
+    {U'r', 0x433, 0, U"\u0433\u13A1\u13D2\uA4E3"},
     {U's', 0, 0, U"\u0455\u13DA\u13D5\uA4E2"},
     {U't', 0x442, 0x3C4, U"\u0442\u03C4\u2CA7\u13A2\uA4D4"},
     {U'u', 0, 0x3C5, U"\u03C5\u03BC\u057D\uA4F4"},
