@@ -2,13 +2,14 @@
 # of them.
 # shellcheck shell=bash
 
-libraries="libcli11-dev libcsv-dev libgsl-dev libsqlite3-dev libutf8proc-dev libutfcpp-dev nlohmann-json3-dev"
+libraries="libcli11-dev libcsv-dev libcurl4-openssl-dev libgsl-dev libmicrohttpd-dev libsqlite3-dev libutf8proc-dev libutfcpp-dev nlohmann-json3-dev"
 declare -A package_groups=(
   # What building and testing take.
-  [build]="g++ cmake ninja-build $libraries libgtest-dev libbenchmark-dev binutils pkg-config python3 groff-base"
+  [build]="g++ cmake ninja-build $libraries libgtest-dev libbenchmark-dev binutils pkg-config python3
+           python3-jsonschema groff-base"
   # What the tests run beside the engine: the daemons that the hooks serve, and the browser that opens the report. Without
   # them those tests are skipped.
-  [hosts]="gammu gammu-smsd smstools chromium"
+  [hosts]="gammu gammu-smsd smstools kannel kannel-extras chromium"
   # Formatters, analysers, coverage, fuzzing.
   [check]="clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 cppcheck gcovr shellcheck valgrind heaptrack"
   # Building the Debian packages, and testing them.

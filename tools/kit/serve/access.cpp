@@ -53,7 +53,7 @@ ListenAddress parseListenAddress(const std::string &text)
     ListenAddress address;
     auto [host, port] = splitHost(text);
     address.host = host == "localhost" ? "127.0.0.1" : host;
-    const bool known = isAddress(AF_INET, address.host) || isAddress(AF_INET6, address.host);
+    const bool known = isAddress(AF_INET, address.host) || (text.starts_with('[') && isAddress(AF_INET6, address.host));
     if (!known || !parsePort(port, address.port)) {
         throw Error(Status::usage, text + " is no address to listen on; give one such as 127.0.0.1:8125 or [::1]:8125");
     }
