@@ -209,11 +209,16 @@ class Receiver:
 
     def __init__(self, port=0, status=200):
         self.taken = []
+        self.connections = []
         self.status = status
         receiver = self
 
         class Handler(http.server.BaseHTTPRequestHandler):
             protocol_version = "HTTP/1.1"
+
+            def setup(self):
+                receiver.connections.append(self.request)
+                super().setup()
 
             def answer(self):
                 body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
@@ -243,6 +248,11 @@ class Receiver:
         self.server.shutdown()
         self.server.server_close()
         self.thread.join()
+        for connection in self.connections:  # as a process that ends does
+            try:
+                connection.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass
 
 
 def kannel_target(number, text, **more):
