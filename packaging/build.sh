@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the Debian packages libvelq1, libvelqtext1, libvelq-dev, velq and velq-data from this tree as it stands. Installs the packages
 # that the build needs. Usage: build.sh [FOLDER]; the packages go to FOLDER (default build-packages in the tree).
+# Environment: VELQ_GAMMA=boost builds them without GSL (README.md beside this file), the default is gsl.
 set -euo pipefail
 source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 output=${1:-$source_root/build-packages}
@@ -13,6 +14,16 @@ mkdir "$work/velq"
 # Build folders lie in the tree and stay out of the package's source.
 tar -C "$source_root" --exclude='./build*' --exclude=./.git -c . | tar -C "$work/velq" -x
 cp -r "$source_root/packaging/debian" "$work/velq/debian"
+export VELQ_GAMMA=${VELQ_GAMMA:-gsl}
+case $VELQ_GAMMA in
+  gsl) ;;
+  boost)
+    sed -i 's/\blibgsl-dev\b/libboost-math-dev/' "$work/velq/debian/control"
+    mv "$work/velq/debian/copyright.boost" "$work/velq/debian/copyright"
+    ;;
+  *) echo "build.sh: VELQ_GAMMA is $VELQ_GAMMA; it is gsl or boost" >&2; exit 1 ;;
+esac
+rm -f "$work/velq/debian/copyright.boost"
 (cd "$work/velq" && DEB_BUILD_OPTIONS="parallel=${VELQ_JOBS:-$(nproc)} nocheck" dpkg-buildpackage -b -us -uc) \
   >"$work/build.log" 2>&1 || {
   grep -vE "^\[[0-9]+/[0-9]+\] " "$work/build.log" | tail -40 | cut -c1-400 >&2

@@ -3,7 +3,7 @@
 # Debian system of their own (tests/packages/in_fresh_system.sh says what must hold there). Needs root, for chroot.
 # Usage: test.sh [FOLDER]; with FOLDER the packages that build.sh has put there are tested, and none are built.
 # Where mounting or devices are refused (some containers), what needs the fresh system is skipped.
-# Environment: VELQ_PLATFORM_CACHE keeps the minimal system (default in ~/.cache); it is made anew after a week.
+# Environment: VELQ_GAMMA as for build.sh, and which of the two the packages in FOLDER are; VELQ_PLATFORM_CACHE keeps the minimal system (default in ~/.cache); it is made anew after a week.
 set -euo pipefail
 source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cache=${VELQ_PLATFORM_CACHE:-${XDG_CACHE_HOME:-${HOME:-/var/tmp}/.cache}/velq-platforms}
@@ -28,6 +28,22 @@ if lintian --fail-on error --allow-root "$work"/packages/*.changes; then
   passed=1
 else
   failed=1
+fi
+
+echo "== GSL"
+# It stands in the packages of a build with GSL, which shows that the check sees it, and nowhere in those without.
+gamma=${VELQ_GAMMA:-gsl}
+traces=$(for package in "$work"/packages/*.deb; do
+  case $package in *-dbgsym_*) continue ;; esac
+  dpkg-deb -f "$package" Depends | grep -o 'libgsl[^ ,]*' || true
+  dpkg-deb --fsys-tarfile "$package" | grep -aioE 'libgsl[a-z.0-9]*|gsl: %s|gsl_[a-z_]+' || true
+done | sort -u)
+if { [ "$gamma" = gsl ] && grep -q '^libgsl' <<<"$traces"; } || { [ "$gamma" = boost ] && [ -z "$traces" ]; }; then
+  echo "ok: $gamma: GSL in the packages: $(paste -sd' ' <<<"${traces:-nothing}")"
+  passed=$((passed + 1))
+else
+  echo "FAIL: $gamma: GSL in the packages: $(paste -sd' ' <<<"${traces:-nothing}")"
+  failed=$((failed + 1))
 fi
 
 # What the fresh system needs of this one: a folder for processes, and a device.

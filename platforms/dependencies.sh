@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds what the engine links (SQLite, the part of GSL that it calls) for other targets, from Debian's source packages,
-# and GoogleTest; puts the headers of utf8cpp beside them; and fetches the parts of Wine that its tests need at run time.
+# and GoogleTest; puts the headers of utf8cpp and Boost beside them; and fetches the parts of Wine that its tests need at run time.
 # Everything lies in the cache folder and is made once. Usage: dependencies.sh [TARGET...]
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -52,6 +52,8 @@ for target in "${targets[@]}"; do
     rm -rf "$prefix.build"
     made "$prefix" "$building"
   fi
+  # Boost is headers only too, but too many to copy.
+  ln -sfn /usr/include/boost "$prefix/usr/include/boost"
 
   # Wine runs 32-bit programs in a 64-bit process when it has those of its own libraries in 32 bits that they load.
   if [ "$target" = windows-x86 ] && ! is_made "$cache/wine/i386-windows" "$fetching"; then

@@ -4,7 +4,8 @@
 # what it has made of the dependencies. Usage: test.sh [TARGET...]; the default is every target:
 #   windows-x86 windows-x64 linux-armhf linux-arm64 linux-i386
 # Environment: VELQ_PLATFORM_CACHE (the dependencies), VELQ_PLATFORM_BUILD (build folders, default build-platforms in
-# the tree), VELQ_JOBS (processes at a time, default one for each processor).
+# the tree), VELQ_GAMMA (gsl or boost, as for CMake; the default is gsl), VELQ_JOBS (processes at a time, default one for
+# each processor).
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 source "$source_root/scripts/package-groups.sh"
@@ -67,7 +68,7 @@ for target in "${targets[@]}"; do
   echo "== $target: build"
   cmake -S "$source_root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
     -DCMAKE_TOOLCHAIN_FILE="$platforms/toolchains/$target.cmake" -DVELQ_DEPENDENCIES="$cache/$target" \
-    -DVELQ_BUILD_TOOLS=OFF -DVELQ_BUILD_BENCH=OFF >/dev/null
+    -DVELQ_GAMMA="${VELQ_GAMMA:-gsl}" -DVELQ_BUILD_TOOLS=OFF -DVELQ_BUILD_BENCH=OFF >/dev/null
   cmake --build "$build" -j"$jobs"
   echo "== $target: test (built in $((SECONDS - started)) s)"
   report=$(mktemp)

@@ -4,11 +4,9 @@
 #include "VELQ_Util.h"
 #include "VELQ_Word_Seg.h"
 #include "bfilter/VELQ_BFilter_WordList.h"
+#include "bfilter/VELQ_Gamma.h"
 
 #include <cmath>
-#include <cstdio>
-#include <gsl/gsl_errno.h>
-#include <gsl/gsl_sf_gamma.h>
 #include <limits>
 
 static constexpr double epsilon = std::numeric_limits<double>::epsilon();
@@ -123,17 +121,9 @@ double combine_chi_square(std::uint32_t robn, ScaledProduct hamSide, ScaledProdu
     return state.spamicity;
 }
 
-// In place of GSL's own handler, which ends the process.
-static void reportGslError(const char *reason, const char *file, int line, int)
-{
-    std::fprintf(stderr, "gsl: %s:%d: %s: %s\n", file, line, "ERROR", reason);
-    std::fprintf(stderr, "Default GSL error handler invoked.\n");
-}
-
 double chi2_upper_tail(double statistic, double degrees, double *tail) noexcept
 {
-    gsl_set_error_handler(reportGslError);
-    *tail = statistic <= 0 ? 1.0 : gsl_sf_gamma_inc_Q(degrees / 2, statistic / 2);
+    *tail = statistic <= 0 ? 1.0 : upper_gamma(degrees / 2, statistic / 2);
     return *tail;
 }
 

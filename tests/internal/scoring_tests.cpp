@@ -21,6 +21,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
+constexpr bool gammaIsGsl = VELQ_GAMMA_IS_GSL != 0;
 constexpr double epsilon = 2.220446049250313e-16;
 constexpr ScoreParameters unsetParameters = {
     .robs = 0, .robx = 0, .min_dev = 0, .spam_cutoff = 0, .ham_cutoff = 0.45, .sp_esf = 1.0, .ns_esf = 1.0};
@@ -174,6 +175,10 @@ TEST_F(ScoringArithmetic, library_errors_are_printed_and_do_not_end_the_process)
     const std::string printed = testing::internal::GetCapturedStderr();
     EXPECT_TRUE(std::isnan(result));
     EXPECT_TRUE(std::isnan(tail));
+    if (!gammaIsGsl) {
+        EXPECT_EQ(printed, "") << "Boost.Math reports nothing";
+        return;
+    }
     // The library reports from where the error arose and once more from its own wrapper.
     const Texts reasons = reportedReasons(printed);
     ASSERT_FALSE(reasons.empty());
@@ -188,6 +193,10 @@ TEST_F(ScoringArithmetic, scoring_goes_on_with_the_value_of_an_underflow)
     const std::string printed = testing::internal::GetCapturedStderr();
     EXPECT_LE(result, 1e-300);
     EXPECT_GE(result, 0.0);
+    if (!gammaIsGsl) {
+        EXPECT_EQ(printed, "") << "Boost.Math reports nothing";
+        return;
+    }
     reportedReasons(printed);
 }
 

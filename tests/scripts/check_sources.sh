@@ -30,7 +30,10 @@ VELQ_BFilter_DataStore        VELQ_Util VELQ_BFilter_Datastore_Sqlite
 VELQ_BFilter_WordListBase     VELQ_Util VELQ_BFilter_DataStore
 VELQ_BFilter_WordList         VELQ_Util VELQ_BFilter_WordListBase
 VELQ_Word_Seg                 VELQ_Util VELQ_Word VELQ_BFilter_WordList
-VELQ_BFilter_Score            VELQ_Util VELQ_BFilter_WordList VELQ_Word_Seg
+VELQ_Gamma
+VELQ_Gamma_gsl                VELQ_Gamma
+VELQ_Gamma_boost              VELQ_Gamma
+VELQ_BFilter_Score            VELQ_Util VELQ_BFilter_WordList VELQ_Word_Seg VELQ_Gamma
 VELQ_BFilter_Register         VELQ_Util VELQ_BFilter_WordList VELQ_Word_Seg
 VELQ_BFilter_Interface        VELQ_Util VELQ_BFilter_WordList VELQ_BFilter_Score VELQ_BFilter_Register
 VELQ_Number_Records           velq VELQ_Util
@@ -131,6 +134,8 @@ refuse "no system call outside the platform files" \
 refuse "no platform macro outside the platform files" '\b(_WIN32|_WIN64|__linux__|__unix__|_MSC_VER|__MINGW32__)\b' "${engine[@]}"
 refuse "no system header outside the platform files" '#include <(windows|unistd|iconv|fcntl|sys/[a-z]+|time|ctime)(\.h)?>' "${engine[@]}"
 refuse "SQLite is included by the access layer only" '#include <sqlite3' "${engine_but_access[@]}"
+mapfile -t all_but_gamma < <(printf '%s\n' "${engine[@]}" "${all[@]}" | grep -vE '/VELQ_Gamma_(gsl|boost)\.cpp$' | sort -u)
+refuse "GSL and Boost are included by the gamma function's files only" '#include <(gsl|boost)/' "${all_but_gamma[@]}"
 refuse "only the front defines exports" '^(int32_t|void) VELQ_[A-Za-z_]+\(' "${all_but_front[@]}"
 found=$(wrong_directions "${all[@]}")
 verdict "includes run one way" "$found"

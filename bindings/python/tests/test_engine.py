@@ -1,12 +1,16 @@
 """The Python layer on installations of its own. VELQ_LIBRARY names the library, VELQ_LAY_OUT the program that lays out an
 empty installation."""
 
+from __future__ import annotations
+
+import gc
 import os
 import sqlite3
 import struct
 import subprocess
 import tempfile
 import unittest
+from typing import Callable
 
 import velq
 
@@ -18,12 +22,12 @@ class EngineTest(unittest.TestCase):
         subprocess.run([os.environ["VELQ_LAY_OUT"], self.folder.name], check=True, stdout=subprocess.DEVNULL)
         self.data = os.path.join(self.folder.name, "Quenlibra", "Tarvolent", "data")
 
-    def start(self, **options: bool) -> velq.Engine:
-        engine = velq.Engine(self.folder.name, **options)
+    def start(self, *, kept_open: bool = True) -> velq.Engine:
+        engine = velq.Engine(self.folder.name, kept_open=kept_open)
         self.addCleanup(engine.close)
         return engine
 
-    def add_tokens(self, tokens: "dict[str, tuple[int, int]]") -> None:
+    def add_tokens(self, tokens: dict[str, tuple[int, int]]) -> None:
         rows = dict(tokens)
         rows[".MSG_CNT"] = (100, 100)
         with sqlite3.connect(os.path.join(self.data, "prob.bin")) as store:
@@ -34,10 +38,84 @@ class EngineTest(unittest.TestCase):
                 )
         store.close()
 
-    def test_start_without_an_installation_is_an_error_with_its_code(self) -> None:
+    def test_start_without_an_installation_names_what_is_missing(self) -> None:
+        for kept_open in (True, False):
+            with self.assertRaises(FileNotFoundError) as caught:
+                velq.Engine(os.path.join(self.folder.name, "nowhere"), kept_open=kept_open)
+            self.assertIn("nowhere/Quenlibra/Tarvolent/data/prob.bin", str(caught.exception))
+            self.assertIn("velq init", str(caught.exception))
+        os.remove(os.path.join(self.data, "ru.bin"))
+        with self.assertRaises(FileNotFoundError) as caught:
+            self.start()
+        self.assertEqual(caught.exception.filename, os.path.join(self.data, "ru.bin"))
+
+    def test_an_engine_that_does_not_start_is_an_error_with_its_code(self) -> None:
+        long = os.path.join(self.folder.name, *["n" * 200] * 2)
+        os.makedirs(long)
+        os.rename(os.path.join(self.folder.name, "Quenlibra"), os.path.join(long, "Quenlibra"))
         with self.assertRaises(velq.VelqError) as caught:
-            velq.Engine(os.path.join(self.folder.name, "nowhere"), kept_open=False)
+            velq.Engine(long, kept_open=False)
         self.assertEqual(caught.exception.code, -2)
+        with self.assertRaises(velq.VelqError):  # and not an engine that runs
+            velq.Engine(long, kept_open=False)
+
+    def test_a_second_engine_is_refused_and_leaves_the_first_as_it_was(self) -> None:
+        with tempfile.TemporaryDirectory() as other:
+            subprocess.run([os.environ["VELQ_LAY_OUT"], other], check=True, stdout=subprocess.DEVNULL)
+            engine = self.start()
+            engine.black_list.add("13812345678")
+            for kept_open in (True, False):
+                with self.assertRaises(RuntimeError) as caught:
+                    velq.Engine(other, kept_open=kept_open)
+                self.assertIn(self.folder.name, str(caught.exception))
+            self.assertEqual(len(engine.black_list), 1)
+            engine.close()
+            engine.close()
+            with velq.Engine(other) as second:
+                self.assertEqual(len(second.black_list), 0)
+
+    def test_an_engine_that_was_dropped_gives_way_to_the_next(self) -> None:
+        engine = velq.Engine(self.folder.name)
+        engine.black_list.add("13812345678")
+        del engine
+        gc.collect()
+        with velq.Engine(self.folder.name) as next_one:
+            self.assertIs(next_one.rate("ok"), velq.Rating.HAM)
+
+    def test_a_list_says_whether_it_holds_a_number(self) -> None:
+        engine = self.start()
+        engine.black_list.add("+8613812345678")
+        engine.black_list.add("10010")
+        engine.white_list.add("+447700900555")
+        for number in ("13812345678", "+8613812345678", "008613812345678", "10010"):
+            self.assertIn(number, engine.black_list)
+            self.assertIs(engine.rate("whatever it says", number), velq.Rating.SPAM)
+        for number in ("", "3812345678", "110010", "0010", "+447700900555"):
+            self.assertNotIn(number, engine.black_list)
+            self.assertIsNot(engine.rate("whatever it says", number), velq.Rating.SPAM)
+        self.assertIn("447700900555", engine.white_list)
+        with self.assertRaises(TypeError):
+            10010 in engine.black_list
+
+    def test_zero_characters_are_refused(self) -> None:
+        engine = self.start()
+        calls: list[Callable[[], object]] = [
+            lambda: engine.rate("some\0text"),
+            lambda: engine.rate("some text", "138\0"),
+            lambda: engine.mark_ham("\0"),
+            lambda: engine.mark_spam("some\0text"),
+            lambda: engine.black_list.add("138\0"),
+            lambda: engine.black_list.add("138", "na\0me"),
+            lambda: engine.black_list.remove("138\0"),
+            lambda: "138\0" in engine.black_list,
+            lambda: engine.white_list.add_many([velq.Entry("138\0")]),
+            lambda: engine.update("/no\0file", 1),
+        ]
+        for call in calls:
+            with self.assertRaises(ValueError) as caught:
+                call()
+            self.assertIn("zero character", str(caught.exception))
+        self.assertEqual(len(engine.black_list), 0)
 
     def test_both_starts_rate(self) -> None:
         for kept_open in (True, False):
@@ -97,13 +175,14 @@ class EngineTest(unittest.TestCase):
 
     def test_refusals_carry_the_engine_s_codes(self) -> None:
         engine = self.start()
-        for call, code in (
+        refusals: list[tuple[Callable[[], object], int]] = [
             (lambda: engine.black_list.add("1" * 30), -2),
             (lambda: engine.white_list.add_many([]), -9),
             (lambda: engine.white_list.add_many([velq.Entry("1" * 30)]), -8),
             (lambda: engine.update(), -2),
             (lambda: engine.update("/no/such/file", 2), -2),
-        ):
+        ]
+        for call, code in refusals:
             with self.assertRaises(velq.VelqError) as caught:
                 call()
             self.assertEqual(caught.exception.code, code)

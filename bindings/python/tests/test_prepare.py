@@ -16,8 +16,10 @@ class PrepareTest(unittest.TestCase):
     def test_a_text_can_grow(self) -> None:
         self.assertEqual(velq.prepare("\u00c6\u00df\ufb01"), "aessfi")
 
-    def test_a_zero_character_ends_the_text(self) -> None:
-        self.assertEqual(velq.prepare("AB\0CD"), "ab")
+    def test_a_zero_character_is_refused(self) -> None:
+        with self.assertRaises(ValueError) as caught:
+            velq.prepare("AB\0CD")
+        self.assertIn("index 2", str(caught.exception))
 
     def test_half_a_surrogate_pair_is_replaced(self) -> None:
         self.assertEqual(velq.prepare("A\ud83d"), "a\ufffd")

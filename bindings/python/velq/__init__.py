@@ -8,16 +8,20 @@ A thin layer over the installed libvelq. There is one engine per process::
         if engine.rate("You have won a prize, call now", "+447700900555") is velq.Rating.SPAM:
             engine.black_list.add("+447700900555", name="prize caller")
 
-Rating and the two corrections must not run at the same time on several threads.
+Rating and the two corrections must not run at the same time on several threads. A text with a zero character, which would
+end it for the engine, raises ValueError.
 """
 
 from __future__ import annotations
 
 import ctypes
 import enum
+import errno
 import os
+import threading
+import weakref
 from dataclasses import dataclass
-from typing import Iterable, Iterator
+from typing import Any, Iterable, Iterator
 
 from . import _library
 from ._library import as_pointer, from_wide, to_wide
@@ -63,10 +67,7 @@ class VelqError(RuntimeError):
 
 
 def prepare(text: str) -> str:
-    """The text in the form that the engine reads best: libvelqtext says what changes. Needs no engine.
-
-    A zero character ends the text, as it does for the engine.
-    """
+    """The text in the form that the engine reads best: libvelqtext says what changes. Needs no engine."""
     function = _library.load_text().velq_prepare_text
     body = to_wide(text)
     needed = function(body, None, 0)
@@ -87,6 +88,16 @@ class Entry:
     number: str
     name: str = ""
     extend_id: int = 0
+
+
+_COMPARED_CHARACTERS = 11
+_LONGEST_NUMBER = 39
+
+
+def _match_key(number: str) -> bytes:
+    """What decides whether two numbers match: the low bytes of the last 11 units. Empty for what matches nothing."""
+    data = number.encode("utf-16-le", "surrogatepass")
+    return data[: 2 * _LONGEST_NUMBER : 2].split(b"\0")[0][-_COMPARED_CHARACTERS:]
 
 
 def _filter(hidden: bool | None) -> int:
@@ -170,6 +181,14 @@ class NumberList:
     def __iter__(self) -> Iterator[Entry]:
         return iter(self.entries())
 
+    def __contains__(self, number: object) -> bool:
+        """Whether a sender of this number is on the list. Reads the whole list."""
+        if not isinstance(number, str):
+            raise TypeError(f"a number is a str, not {type(number).__name__}")
+        to_wide(number)
+        key = _match_key(number)
+        return key != b"" and any(_match_key(entry.number) == key for entry in self.entries())
+
 
 class WhiteList(NumberList):
     """The white list, which also takes whole batches."""
@@ -188,21 +207,52 @@ class WhiteList(NumberList):
         self._call("VELQ_AddWhiteNumberListSync", head, int(hidden))
 
 
+_DATA_FILES = ("prob.bin", "bn.bin", "wn.bin", "ru.bin", "ver.bin")
+_start = threading.RLock()  # the garbage collector may stop a dropped engine at any place
+_started: str | None = None  # the folder of the engine that runs
+
+
+def _check_installation(program: str) -> None:
+    for name in _DATA_FILES:
+        path = os.path.join(program, "data", name)
+        if not os.path.exists(path):
+            raise FileNotFoundError(errno.ENOENT, "no installation of the engine (velq init lays one out)", path)
+
+
+def _stop(finalize: Any) -> None:
+    global _started
+    with _start:
+        finalize()
+        _started = None
+
+
 class Engine:
     """The engine on one installation: a folder that holds Quenlibra/Tarvolent/data. One per process."""
 
     def __init__(self, directory: str | os.PathLike[str], *, kept_open: bool = True, library: str | None = None) -> None:
-        """Starts the engine. `kept_open` keeps the data files open, so that rating opens none."""
+        """Starts the engine. `kept_open` keeps the data files open, so that rating opens none.
+
+        FileNotFoundError when there is no installation; RuntimeError while another engine of this process runs, since
+        the two would be one, on the first one's installation.
+        """
+        global _started
         self._library = _library.load(library)
-        self._suffix = "Norix_" if kept_open else ""
-        self._is_started = False
-        program = os.path.join(os.fspath(directory), "Quenlibra") + "\\Tarvolent"
-        _check(f"VELQ_{self._suffix}Initialize", self._function(f"VELQ_{self._suffix}Initialize")(to_wide(program)))
-        self._is_started = True
+        folder = os.fspath(directory)
+        program = os.path.join(folder, "Quenlibra")
+        _check_installation(os.path.join(program, "Tarvolent"))
+        start = to_wide(program + "\\Tarvolent")
+        variant = "Norix_" if kept_open else ""
+        with _start:
+            if _started is not None:
+                raise RuntimeError(f"an engine of this process runs on {_started}; close it before starting another")
+            _check(f"VELQ_{variant}Initialize", self._function(f"VELQ_{variant}Initialize")(start))
+            _started = folder
+        # Also stops an engine that was dropped without close().
+        self._finalizer = weakref.finalize(self, _stop, self._function(f"VELQ_{variant}Finalize"))
         self.black_list = NumberList(self, "Black")
         self.white_list = WhiteList(self, "White")
 
-    def _function(self, name: str):  # type: ignore[no-untyped-def]
+    def _function(self, name: str) -> Any:
         return getattr(self._library, name)
 
     def rate(self, body: str, number: str = "") -> Rating:
@@ -224,7 +274,7 @@ class Engine:
         """The installed version of one kind of data; 0 when none is recorded."""
         record = _library.VersionRecord(int(kind), 0)
         _check("VELQ_GetCurVersion", self._library.VELQ_GetCurVersion(ctypes.byref(record)))
-        return record.version
+        return int(record.version)
 
     def update(
         self,
@@ -240,9 +290,7 @@ class Engine:
 
     def close(self) -> None:
         """Stops the engine; a second call does nothing."""
-        if self._is_started:
-            self._is_started = False
-            self._function(f"VELQ_{self._suffix}Finalize")()
+        self._finalizer()
 
     def __enter__(self) -> Engine:
         return self

@@ -7,6 +7,7 @@ import ctypes.util
 import functools
 import os
 from ctypes import POINTER, Structure, c_int32, c_size_t, c_uint16, c_uint32, c_void_p
+from typing import Any, Optional, Sequence
 
 WideText = POINTER(c_uint16)
 
@@ -39,7 +40,7 @@ class VersionRecord(Structure):
 
 
 # Export name -> result type and argument types. {list} stands for Black and White.
-_SIGNATURES: dict[str, tuple[object, list[object]]] = {
+_SIGNATURES: dict[str, tuple[Optional[type[c_int32]], Sequence[Any]]] = {
     "VELQ_Initialize": (c_int32, [WideText]),
     "VELQ_Norix_Initialize": (c_int32, [WideText]),
     "VELQ_Finalize": (c_int32, []),
@@ -88,23 +89,25 @@ def load_text() -> ctypes.CDLL:
 
 
 def to_wide(text: str) -> ctypes.Array[c_uint16]:
-    """Zero-terminated UTF-16 units; a zero character ends the text, as it does for the engine."""
+    """Zero-terminated UTF-16 units. A zero character within, which would end the text for the engine, is a ValueError."""
+    if "\0" in text:
+        raise ValueError(f"the text holds a zero character, at index {text.index(chr(0))}; the engine would not see the rest")
     data = text.encode("utf-16-le", "surrogatepass")
     units = (c_uint16 * (len(data) // 2 + 1))()
     ctypes.memmove(units, data, len(data))
     return units
 
 
-def as_pointer(units: ctypes.Array[c_uint16] | None) -> object:
-    return ctypes.cast(units, WideText) if units is not None else None
+def as_pointer(units: ctypes.Array[c_uint16]) -> Any:
+    return ctypes.cast(units, WideText)
 
 
-def from_wide(pointer: object) -> str:
+def from_wide(pointer: Any) -> str:
     """The text at a wide pointer; empty for null."""
     address = ctypes.cast(pointer, c_void_p).value
     if not address:
         return ""
     length = 0
-    while pointer[length] != 0:  # type: ignore[index]
+    while pointer[length] != 0:
         length += 1
     return ctypes.string_at(address, 2 * length).decode("utf-16-le", "replace")

@@ -1,12 +1,17 @@
 // Templates and their variants, and folders of them.
 #include "kit/base/status.h"
 #include "kit/messages/message_template.h"
+#include "kit/messages/text_form.h"
 #include "kit/messages/written_messages.h"
+#include "kit/reading/text_filter.h"
 #include "support/run_command.h"
 #include "support/temporary_folder.h"
 
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <iomanip>
+#include <iostream>
 #include <map>
 #include <regex>
 #include <set>
@@ -127,6 +132,17 @@ TEST_F(written_messages, variants_of_each_template_come_by_file_and_line)
     EXPECT_EQ(all[5].language, "tr");
 }
 
+TEST_F(written_messages, empty_alternatives_leave_no_blanks_at_the_ends)
+{
+    file("en_a.tsv", "ham\t[|Ann:] see you [there|]\n");
+    for (std::uint64_t seed = 0; seed < 20; ++seed) {
+        for (const WrittenMessage &one : read(4, seed)) {
+            EXPECT_NE(one.message.text.front(), ' ') << one.message.text;
+            EXPECT_NE(one.message.text.back(), ' ') << one.message.text;
+        }
+    }
+}
+
 TEST_F(written_messages, another_line_changes_nothing_in_those_that_were_there)
 {
     file("en_a.tsv", "ham\tcode {d:6}\n");
@@ -154,6 +170,38 @@ TEST_F(written_messages, those_of_the_project_are_sound)
         EXPECT_GE(counted.all, language == "en" ? 600 : language == "zh" ? 400 : 100) << language;
         EXPECT_GT(counted.ham / counted.all, 0.5) << language;
         EXPECT_LT(counted.ham / counted.all, 0.7) << language;
+    }
+}
+
+// Separators filtered out, the dates and amounts of a bank run together; a message that is unsure then is spam. Of the
+// genuine messages of banks 68 % of the English and 82 % of the Russian ones hold such a run. Prints the shares.
+TEST_F(written_messages, those_of_banks_hold_runs_of_digits_as_genuine_ones_do)
+{
+    const std::filesystem::path written = VELQ_SOURCE_DIR "/data/written";
+    struct Counted {
+        double runs = 0;
+        double all = 0;
+        double share() const
+        {
+            return all == 0 ? 0 : 100 * runs / all;
+        }
+    };
+    std::map<std::string, std::map<Label, Counted>> banks;
+    for (const char *language : {"en", "zh", "tr", "id", "th", "vi", "ru", "tl"}) {
+        for (const char *end : {".values", "_bank.tsv"}) {
+            std::filesystem::copy_file(written / (std::string(language) + end), path(std::string(language) + end));
+        }
+    }
+    for (const WrittenMessage &one : read(20)) {
+        Counted &counted = banks[one.language][one.message.label];
+        counted.runs += hasDigitRun(filterText(utf16InForm(TextForm::prepared, one.message.text))) ? 1 : 0;
+        ++counted.all;
+    }
+    EXPECT_EQ(banks.size(), 8U);
+    for (auto &[language, counted] : banks) {
+        std::cout << language << std::fixed << std::setprecision(0) << "  ham " << counted[Label::ham].share()
+                  << " %  spam " << counted[Label::spam].share() << " %\n";
+        EXPECT_GE(counted[Label::ham].share(), language == "en" ? 68 : language == "ru" ? 82 : 50) << language;
     }
 }
 

@@ -1,8 +1,8 @@
 // The one reading of a message: its tokens, scores, and steps with their limits, by a store that is only a table.
+#include "bfilter/VELQ_Gamma.h"
 #include "kit/reading/message_reading.h"
 
 #include <cmath>
-#include <gsl/gsl_sf_gamma.h>
 #include <gtest/gtest.h>
 #include <map>
 #include <string>
@@ -139,7 +139,7 @@ TEST(message_reading, chi_square_tail_equals_the_incomplete_gamma_function)
 {
     for (const std::size_t halfDegrees : {1U, 2U, 7U, 29U}) {
         for (const double halfStatistic : {0.001, 0.5, 2.0, 9.0, 30.0, 80.0, 300.0}) {
-            const double expected = gsl_sf_gamma_inc_Q(static_cast<double>(halfDegrees), halfStatistic);
+            const double expected = upper_gamma(static_cast<double>(halfDegrees), halfStatistic);
             EXPECT_NEAR(chiSquareTail(halfDegrees, halfStatistic), expected, 1e-12 + expected * 1e-10)
                 << halfDegrees << " " << halfStatistic;
         }
@@ -163,8 +163,8 @@ TEST(message_reading, evidence_of_several_tokens_adds_up)
 {
     const ClassifierScore score = scoreOf({weighed(0.9, true), weighed(0.2, true)}, 0.4);
     EXPECT_EQ(score.counted, 2U);
-    const double spamTail = gsl_sf_gamma_inc_Q(2, -std::log(0.1) - std::log(0.8));
-    const double hamTail = gsl_sf_gamma_inc_Q(2, -std::log(0.9) - std::log(0.2));
+    const double spamTail = upper_gamma(2, -std::log(0.1) - std::log(0.8));
+    const double hamTail = upper_gamma(2, -std::log(0.9) - std::log(0.2));
     EXPECT_NEAR(score.spamTail, spamTail, 1e-12);
     EXPECT_NEAR(score.hamTail, hamTail, 1e-12);
     EXPECT_NEAR(score.spamicity, (1 + hamTail - spamTail) / 2, 1e-12);

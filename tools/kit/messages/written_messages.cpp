@@ -84,6 +84,13 @@ std::uint64_t hashOf(std::string_view text)
     return hash;
 }
 
+// Without the blanks that an empty alternative leaves at either end.
+void trim(std::string &text)
+{
+    text.erase(text.find_last_not_of(' ') + 1);
+    text.erase(0, text.find_first_not_of(' '));
+}
+
 // Different variants, in the order in which they were drawn.
 std::vector<std::string> variantsOf(const std::string &text, const TemplateSlots &slots, std::uint64_t variants,
                                     std::uint64_t seed)
@@ -94,6 +101,7 @@ std::vector<std::string> variantsOf(const std::string &text, const TemplateSlots
     std::set<std::string> known;
     for (std::uint64_t tried = 0; tried < variants * triesForOne && made.size() < variants; ++tried) {
         std::string variant = makeVariant(text, slots, sequence);
+        trim(variant);
         if (known.insert(variant).second) {
             made.push_back(std::move(variant));
         }
