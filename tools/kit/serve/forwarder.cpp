@@ -1,5 +1,5 @@
-// Requests to the receiver by libcurl. It is loaded when it is needed: it brings two dozen libraries along, and to link
-// it would double the time in which every hook starts.
+// Requests to the receiver by libcurl. It is loaded when it is needed: it brings two dozen libraries along, and every
+// hook would take the time to load them.
 #include "kit/serve/forwarder.h"
 
 #include <algorithm>
