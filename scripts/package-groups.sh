@@ -2,7 +2,8 @@
 # of them.
 # shellcheck shell=bash
 
-libraries="libcli11-dev libcsv-dev libgsl-dev libsqlite3-dev libutf8proc-dev libutfcpp-dev nlohmann-json3-dev"
+libraries="libcli11-dev libcsv-dev libcurl4-openssl-dev libgsl-dev libmicrohttpd-dev libsqlite3-dev libutf8proc-dev libutfcpp-dev
+           nlohmann-json3-dev"
 # The other incomplete gamma function; the tests compare the two.
 gamma="libboost-math-dev"
 # The wheel of the Python package.
@@ -10,10 +11,11 @@ python="python3 python3-pip python3-setuptools python3-wheel"
 declare -A package_groups=(
   [python]="$python"
   # What building and testing take.
-  [build]="g++ cmake ninja-build $libraries $gamma libgtest-dev libbenchmark-dev binutils pkg-config groff-base $python mypy"
+  [build]="g++ cmake ninja-build $libraries $gamma libgtest-dev libbenchmark-dev binutils pkg-config groff-base $python mypy
+           python3-jsonschema"
   # What the tests run beside the engine: the daemons that the hooks serve, and the browser that opens the report. Without
   # them those tests are skipped.
-  [hosts]="gammu gammu-smsd smstools chromium"
+  [hosts]="gammu gammu-smsd smstools kannel kannel-extras chromium"
   # Formatters, analysers, coverage, fuzzing.
   [check]="python3 clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 cppcheck gcovr shellcheck valgrind heaptrack"
   # Building the Debian packages, and testing them.

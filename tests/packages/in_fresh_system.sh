@@ -63,6 +63,16 @@ command_knows_words() {
   echo "$answer"
   grep -qw spam <<<"$answer"
 }
+serves() {
+  test -s /lib/systemd/system/velq.service || return 1
+  velq serve --install installation --listen 127.0.0.1:0 >listening &
+  local service=$! tenths
+  for ((tenths = 0; tenths < 300; tenths++)); do
+    ! grep -q "^listening on http://127.0.0.1:" listening || break
+    sleep 0.1
+  done
+  kill "$service" && wait "$service" && grep -q "^listening" listening
+}
 finds_no_search_path() { ! grep -aq "/test" /usr/bin/velq && ldconfig -p | grep -q 'libvelq\.so\.1 '; }
 same_files() { files >/test/after && diff /test/before /test/after; }
 has_documents() {
@@ -80,6 +90,7 @@ check "each package has a copyright file and a changelog" has_documents
 check "the command has a manual page" gzip -t /usr/share/man/man1/velq.1.gz
 check "the command lays out an installation and rates by the operator rule" command_rates
 check "the starter store knows spam" command_knows_words
+check "the service starts and ends" serves
 check "a C program builds with CMake, rates and prepares" build_with_cmake
 check "a C program builds with pkg-config, rates and prepares" build_with_pkg_config
 

@@ -62,7 +62,8 @@ kit/messages                  velq velq_text kit/base kit/engine kit/reading
 kit/learning                  velq kit/base kit/engine kit/reading kit/store kit/messages
 kit/evaluation                velq kit/base kit/engine kit/reading kit/store kit/messages kit/learning
 kit/hooks                     velq kit/base kit/engine kit/reading kit/store kit/messages
-kit/cli                       velq kit/base kit/engine kit/reading kit/store kit/messages kit/learning kit/evaluation kit/hooks
+kit/serve                     velq kit/base kit/engine kit/reading kit/store kit/messages kit/hooks
+kit/cli                       velq kit/base kit/engine kit/reading kit/store kit/messages kit/learning kit/evaluation kit/hooks kit/serve
 main                          kit/cli
 ROWS
 }

@@ -222,6 +222,11 @@ void Query::bindInteger(int parameter, std::int64_t value)
     sqlite3_bind_int64(statement_, parameter, value);
 }
 
+void Query::bindReal(int parameter, double value)
+{
+    sqlite3_bind_double(statement_, parameter, value);
+}
+
 bool Query::step()
 {
     const int code = sqlite3_step(statement_);
@@ -256,6 +261,16 @@ std::string_view Query::text(int column)
 std::int64_t Query::integer(int column)
 {
     return sqlite3_column_int64(statement_, column);
+}
+
+double Query::real(int column)
+{
+    return sqlite3_column_double(statement_, column);
+}
+
+bool Query::isNull(int column)
+{
+    return sqlite3_column_type(statement_, column) == SQLITE_NULL;
 }
 
 bool Query::isBlob(int column)

@@ -101,6 +101,7 @@ class Query {
     void bindBlob(int parameter, std::string_view bytes);
     void bindText(int parameter, std::string_view bytes);
     void bindInteger(int parameter, std::int64_t value);
+    void bindReal(int parameter, double value);
 
     // True for a row.
     bool step();
@@ -110,7 +111,9 @@ class Query {
     std::string_view blob(int column);
     std::string_view text(int column);
     std::int64_t integer(int column);
+    double real(int column);
     bool isBlob(int column);
+    bool isNull(int column);
 
     sqlite3_stmt *handle()
     {

@@ -6,10 +6,10 @@
 
 namespace velq::kit {
 
-std::string timeInUtc()
+std::string utcTime(std::int64_t second)
 {
     using namespace std::chrono;
-    const auto now = floor<seconds>(system_clock::now());
+    const sys_seconds now{seconds(second)};
     const auto day = floor<days>(now);
     const year_month_day date(day);
     const hh_mm_ss time(now - day);
@@ -19,6 +19,12 @@ std::string timeInUtc()
                   static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
                   static_cast<int>(time.seconds().count()));
     return text;
+}
+
+std::string timeInUtc()
+{
+    using namespace std::chrono;
+    return utcTime(floor<seconds>(system_clock::now()).time_since_epoch().count());
 }
 
 } // namespace velq::kit

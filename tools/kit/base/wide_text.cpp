@@ -39,6 +39,21 @@ std::optional<std::u16string> utf16FromUtf8(std::string_view text)
     return convert<std::u16string>(text);
 }
 
+std::optional<WideText> wideFromUtf16HighByteFirst(std::string_view bytes)
+{
+    if (bytes.size() % 2 != 0) {
+        return std::nullopt;
+    }
+    WideText text;
+    text.reserve(bytes.size() / 2);
+    for (std::size_t i = 0; i < bytes.size(); i += 2) {
+        const unsigned high = static_cast<unsigned char>(bytes[i]);
+        const unsigned low = static_cast<unsigned char>(bytes[i + 1]);
+        text.push_back(static_cast<VELQ_WideChar>(high << 8 | low));
+    }
+    return text;
+}
+
 WideText wideArgument(std::string_view text, std::string_view what)
 {
     std::optional<WideText> converted = wideFromUtf8(text);

@@ -24,7 +24,10 @@ std::optional<std::size_t> firstInvalidByte(std::string_view text);
 std::optional<WideText> wideFromUtf8(std::string_view text);
 std::optional<std::u16string> utf16FromUtf8(std::string_view text);
 
-// The same for text from the command line: throws Error (usage) that names `what` when it is not UTF-8.
+// Of bytes with the high one of each unit first. None for half a unit at the end.
+std::optional<WideText> wideFromUtf16HighByteFirst(std::string_view bytes);
+
+// The same as wideFromUtf8 for text from the command line: throws Error (usage) that names `what` when it is not UTF-8.
 WideText wideArgument(std::string_view text, std::string_view what);
 
 // A lone surrogate becomes U+FFFD.

@@ -46,6 +46,7 @@ static void buildTable(CLI::App &root, Context &context)
     addUpdateCommand(root, context);
     addVersionsCommand(root, context);
     addHookCommand(root, context);
+    addServeCommand(root, context);
     addStoreCommands(root, context);
     addWhiteUpdateCommand(root, context);
     addEvaluateCommand(root, context);

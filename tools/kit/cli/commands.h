@@ -25,6 +25,7 @@ void addListCommand(CLI::App &root, Context &context);
 void addUpdateCommand(CLI::App &root, Context &context);
 void addVersionsCommand(CLI::App &root, Context &context);
 void addHookCommand(CLI::App &root, Context &context);
+void addServeCommand(CLI::App &root, Context &context);
 void addStoreCommands(CLI::App &root, Context &context);
 void addWhiteUpdateCommand(CLI::App &root, Context &context);
 void addEvaluateCommand(CLI::App &root, Context &context);

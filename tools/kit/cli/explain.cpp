@@ -4,6 +4,7 @@
 #include "kit/cli/commands.h"
 #include "kit/engine/engine.h"
 #include "kit/engine/rating.h"
+#include "kit/messages/explanation_json.h"
 #include "kit/messages/input_messages.h"
 #include "kit/reading/explanation.h"
 #include "kit/reading/text_filter.h"
@@ -27,13 +28,6 @@ struct ExplainOptions {
     std::string install;
     std::string number;
     std::vector<std::string> texts;
-    TextForm form = TextForm::prepared;
-};
-
-// A message as it was given, and as it goes to the engine.
-struct ExplainedMessage {
-    std::string text;
-    WideText body;
     TextForm form = TextForm::prepared;
 };
 
@@ -141,53 +135,6 @@ static void printReport(std::ostream &out, const ExplainedMessage &message, cons
         << " tokens counted)\n";
 }
 
-// JSON has no NaN.
-static Json finite(double value)
-{
-    return std::isfinite(value) ? Json(value) : Json(nullptr);
-}
-
-static Json reportJson(const ExplainedMessage &message, const std::string &number, const Explanation &explanation)
-{
-    Json entry;
-    if (explanation.entry) {
-        entry = {
-            {"number", explanation.entry->number}, {"name", explanation.entry->name}, {"uid", explanation.entry->uid}};
-    }
-    Json tokens = Json::array();
-    for (const ReadToken &token : explanation.tokens) {
-        tokens.push_back({{"token", utf8FromUtf16(token.text())},
-                          {"position", token.position + 1},
-                          {"spam", token.counts.spam},
-                          {"ham", token.counts.ham},
-                          {"probability", finite(token.probability)},
-                          {"counted", token.counted}});
-    }
-    Json report{{"rating", ratingName(explanation.rating)},
-                {"reason", stepName(explanation.step)},
-                {"entry", entry},
-                {"number", number},
-                {"message", message.text},
-                {"prepared", message.form == TextForm::prepared ? Json(utf8FromWide(message.body)) : Json(nullptr)},
-                {"dropped", utf8FromUtf16(markDropped(utf16FromWide(message.body)))},
-                {"filtered", utf8FromUtf16(explanation.filtered)},
-                {"tokens", tokens},
-                {"spamMessages", explanation.totals.spamMessages},
-                {"hamMessages", explanation.totals.hamMessages},
-                {"prior", explanation.totals.prior},
-                {"counted", nullptr},
-                {"spamTail", nullptr},
-                {"hamTail", nullptr},
-                {"spamicity", nullptr}};
-    if (explanation.score) {
-        report["counted"] = explanation.score->counted;
-        report["spamTail"] = finite(explanation.score->spamTail);
-        report["hamTail"] = finite(explanation.score->hamTail);
-        report["spamicity"] = finite(explanation.score->spamicity);
-    }
-    return report;
-}
-
 static void runExplain(const ExplainOptions &options, Context &context)
 {
     const Installation installation(options.install);
@@ -203,7 +150,7 @@ static void runExplain(const ExplainOptions &options, Context &context)
                                        options.form};
         const Explanation explanation = explainOnCopy(installation, message.body, number);
         if (context.json) {
-            reports.push_back(reportJson(message, options.number, explanation));
+            reports.push_back(explanationJson(message, options.number, explanation));
             return;
         }
         context.out << (first ? "" : "\n");

@@ -3,6 +3,7 @@
 #include "kit/engine/engine.h"
 #include "kit/messages/input_messages.h"
 #include "kit/store/correction.h"
+#include "kit/store/marking.h"
 #include "velq.h"
 
 #include <nlohmann/json.hpp>
@@ -21,63 +22,12 @@ struct MarkOptions {
     bool undo = false;
 };
 
-// Marks messages and keeps what each changed, for the engine does not say whether it could store anything.
-class Marking {
-  public:
-    Marking(const Installation &installation, Label label, WideText number)
-        : engine_(installation), store_(installation.dataFile("prob.bin")), label_(label), number_(std::move(number))
-    {
-        correction_.verdict = labelName(label);
-    }
-
-    void mark(const WideText &body)
-    {
-        const MessageCounts before = countsOf(store_, body);
-        const std::int32_t code =
-            label_ == Label::ham ? VELQ_SetMsgAsHam(body.c_str(), number_.c_str()) : VELQ_SetMsgAsSpam(body.c_str());
-        const MessageCounts after = countsOf(store_, body);
-        correction_.add(before, after);
-        const std::string what = "marking message " + std::to_string(correction_.messages + 1) + " failed";
-        engine_.check(code, what);
-        if (countedMessages(after) <= countedMessages(before)) {
-            throw Error(Status::inputOutput,
-                        what + ": the store did not take it" +
-                            (before == after ? "" : " (it was taken off the other side only; see --undo)") +
-                            "; check the space left; " + engine_.reason());
-        }
-        ++correction_.messages;
-    }
-
-    const Correction &correction() const
-    {
-        return correction_;
-    }
-
-  private:
-    std::uint32_t countedMessages(const MessageCounts &counts) const
-    {
-        const TokenWords &messages = counts.at(std::string(messageCountKey()));
-        return label_ == Label::ham ? messages.ham : messages.spam;
-    }
-
-    Engine engine_;
-    StoredTokens store_;
-    Label label_;
-    WideText number_;
-    Correction correction_;
-};
-
 } // namespace
 
 static void keepForUndo(const CorrectionRecord &record, const Correction &correction, Context &context)
 {
-    if (correction.changes.empty()) {
-        return;
-    }
-    try {
-        record.write(correction);
-    } catch (const Error &error) {
-        context.message(std::string("this cannot be taken back with --undo: ") + error.what());
+    if (const std::string fault = keepCorrection(record, correction); !fault.empty()) {
+        context.message("this cannot be taken back with --undo: " + fault);
     }
 }
 
@@ -99,7 +49,8 @@ static void runMark(const MarkOptions &options, Label label, Context &context)
     const Installation installation(options.install);
     checkDataFiles(installation);
     const CorrectionRecord record(installation);
-    Marking marking(installation, label, number);
+    const Engine engine(installation);
+    Marking marking(engine, installation, label == Label::ham ? Rating::ham : Rating::spam, number);
     record.remove(); // so that a run that is ended half-way leaves no older one to take back
     try {
         markAll(marking, options, context);
@@ -126,13 +77,7 @@ static void runUndo(const std::string &install, Context &context)
                                          ": velq mark has marked nothing since the last time; mark the message as "
                                          "the other kind instead");
     }
-    record.remove(); // before the counts: a run that is ended in between must not be repeated
-    try {
-        takeBack(*correction, installation.dataFile("prob.bin"));
-    } catch (...) {
-        keepForUndo(record, *correction, context);
-        throw;
-    }
+    takeBackLast(record, *correction, installation.dataFile("prob.bin"));
     if (context.json) {
         context.out << nlohmann::ordered_json{{"takenBack", correction->messages}, {"as", correction->verdict}} << '\n';
     }

@@ -16,11 +16,6 @@ void Context::message(const std::string &text) const
     }
 }
 
-std::string plural(std::uint64_t count, const std::string &thing)
-{
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
 std::string fullName(const CLI::App &command)
 {
     return command.get_parent() == nullptr ? command.get_name()

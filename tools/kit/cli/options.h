@@ -3,6 +3,7 @@
 #ifndef VELQ_KIT_CLI_OPTIONS_H
 #define VELQ_KIT_CLI_OPTIONS_H
 
+#include "kit/base/plural.h"
 #include "kit/base/progress.h"
 #include "kit/messages/corpus.h"
 #include "kit/messages/text_form.h"
@@ -39,9 +40,6 @@ struct Context {
     // One line for the user, "velq: ..." on standard error; nothing with --quiet.
     void message(const std::string &text) const;
 };
-
-// "1 message", "2 messages".
-std::string plural(std::uint64_t count, const std::string &thing);
 
 // The words that call a command, such as "velq list black add".
 std::string fullName(const CLI::App &command);

@@ -1,9 +1,9 @@
 // velq rate: ratings of messages that are given as arguments or as lines; on a pipe of JSON lines see rate_pipe.h.
 #include "kit/base/status.h"
 #include "kit/cli/commands.h"
-#include "kit/cli/message_rating.h"
 #include "kit/cli/rate_pipe.h"
 #include "kit/messages/input_messages.h"
+#include "kit/reading/message_rating.h"
 
 #include <algorithm>
 #include <functional>

@@ -3,9 +3,9 @@
 
 #include "kit/base/database.h"
 #include "kit/base/input.h"
-#include "kit/cli/message_rating.h"
 #include "kit/cli/rate_request.h"
 #include "kit/messages/input_messages.h"
+#include "kit/reading/message_rating.h"
 
 #include <chrono>
 #include <optional>

@@ -2,24 +2,15 @@
 #include "kit/cli/versions.h"
 
 #include "kit/cli/commands.h"
-#include "velq.h"
+#include "kit/engine/data_versions.h"
 
 #include <nlohmann/json.hpp>
 
 namespace velq::kit {
 
-std::int32_t installedVersion(const Engine &engine, std::int32_t kind)
-{
-    VersionRecord record{kind, 0};
-    engine.check(VELQ_GetCurVersion(&record), "reading the versions failed");
-    return record.version;
-}
-
 void printVersions(const Engine &engine, Context &context)
 {
-    const std::int32_t probability = installedVersion(engine, VELQ_DATA_PROBABILITY);
-    const std::int32_t whiteNumbers = installedVersion(engine, VELQ_DATA_WHITE_NUMBERS);
-    const std::int32_t rules = installedVersion(engine, VELQ_DATA_RULES);
+    const auto [probability, whiteNumbers, rules] = installedVersions(engine);
     if (context.json) {
         context.out << nlohmann::ordered_json{{"probability", probability},
                                               {"whiteNumbers", whiteNumbers},

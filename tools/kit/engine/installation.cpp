@@ -80,12 +80,28 @@ void checkTokenStore(const fs::path &file)
     columns.step();
 }
 
+// What a writer that was killed had not finished is undone by whoever opens the file next, but only for writing.
+static void undoUnfinished(const fs::path &file)
+{
+    std::error_code ignored;
+    if (!fs::exists(file.string() + "-journal", ignored)) {
+        return;
+    }
+    try {
+        Database database(file, DatabaseMode::write);
+        database.integer("SELECT COUNT(*) FROM sqlite_master;");
+    } catch (const Error &) {
+        // Whoever reads it next says what is wrong with it.
+    }
+}
+
 void checkDataFiles(const Installation &installation)
 {
     installation.checkComplete();
     constexpr std::array<std::string_view, dataFileNames.size()> tables = {"velqTable", "blackList", "whiteList",
                                                                            "ruleList", "versionTable"};
     for (std::size_t i = 0; i < tables.size(); ++i) {
+        undoUnfinished(installation.dataFile(dataFileNames.at(i)));
         Database database(installation.dataFile(dataFileNames.at(i)), DatabaseMode::read);
         if (!database.hasTable(tables.at(i))) {
             throw Error(Status::badData, database.file().string() + " holds no " + std::string(tables.at(i)) +

@@ -57,8 +57,8 @@ void createFromSchema(const std::filesystem::path &file, std::string_view name);
 void checkTokenStore(const std::filesystem::path &file);
 
 // Throws Error unless each data file is a database with its table that can be read at this moment: noInput for a
-// missing one, badData, inputOutput for one that is in use. The engine itself rates messages unsure when it cannot read
-// a file.
+// missing one, badData, inputOutput for one that is in use. Undoes what a killed writer left unfinished. The engine
+// itself rates messages unsure when it cannot read a file.
 void checkDataFiles(const Installation &installation);
 
 // Off: what the engine trains is dropped by the store itself (triggers that pass over each write), so that every rating

@@ -117,21 +117,6 @@ static VELQ_WideChar fromLatin9(unsigned char byte)
     }
 }
 
-static WideText fromUtf16HighByteFirst(std::string_view bytes)
-{
-    if (bytes.size() % 2 != 0) {
-        malformed("the body has half a character at its end");
-    }
-    WideText text;
-    text.reserve(bytes.size() / 2);
-    for (std::size_t i = 0; i < bytes.size(); i += 2) {
-        const unsigned high = static_cast<unsigned char>(bytes[i]);
-        const unsigned low = static_cast<unsigned char>(bytes[i + 1]);
-        text.push_back(static_cast<VELQ_WideChar>(high << 8 | low));
-    }
-    return text;
-}
-
 static WideText bodyOf(const Headers &headers)
 {
     if (headers.alphabet.starts_with("UTF-8")) {
@@ -142,7 +127,11 @@ static WideText bodyOf(const Headers &headers)
         return *std::move(text);
     }
     if (headers.alphabet.starts_with("UCS")) {
-        return fromUtf16HighByteFirst(headers.body);
+        auto text = wideFromUtf16HighByteFirst(headers.body);
+        if (!text) {
+            malformed("the body has half a character at its end");
+        }
+        return *std::move(text);
     }
     if (headers.alphabet.starts_with("ISO")) {
         WideText text;

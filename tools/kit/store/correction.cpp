@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
 
@@ -48,6 +49,17 @@ void Correction::add(const MessageCounts &before, const MessageCounts &after)
     }
 }
 
+void Correction::add(const Correction &later)
+{
+    for (const auto &[key, change] : later.changes) {
+        CountChange &sum = changes[key];
+        sum.spam += change.spam;
+        sum.ham += change.ham;
+    }
+    verdict = later.verdict;
+    messages = later.messages;
+}
+
 // ---- The record ---------------------------------------------------------------------------------------------------
 
 CorrectionRecord::CorrectionRecord(const Installation &installation)
@@ -55,7 +67,7 @@ CorrectionRecord::CorrectionRecord(const Installation &installation)
 {
 }
 
-void CorrectionRecord::write(const Correction &correction) const
+std::string correctionText(const Correction &correction)
 {
     Json counts = Json::array();
     for (const auto &[key, change] : correction.changes) {
@@ -63,7 +75,30 @@ void CorrectionRecord::write(const Correction &correction) const
     }
     const Json record{
         {"time", timeInUtc()}, {"verdict", correction.verdict}, {"messages", correction.messages}, {"changes", counts}};
-    writeTextFile(path_, record.dump() + "\n");
+    return record.dump() + "\n";
+}
+
+Correction correctionOf(const std::string &text, const std::string &name)
+{
+    try {
+        const Json record = Json::parse(text);
+        Correction correction;
+        correction.verdict = record.at("verdict").get<std::string>();
+        correction.messages = record.at("messages").get<std::uint64_t>();
+        for (const Json &count : record.at("changes")) {
+            const StoredValue key = keyOf({name, 1}, count.at("key").get<std::string>());
+            correction.changes[key.bytes] = {count.at("spam").get<std::int64_t>(), count.at("ham").get<std::int64_t>()};
+        }
+        return correction;
+    } catch (const nlohmann::json::exception &) {
+        throw Error(Status::badData,
+                    name + " is damaged, so the last correction cannot be taken back; remove the file");
+    }
+}
+
+void CorrectionRecord::write(const Correction &correction) const
+{
+    writeTextFile(path_, correctionText(correction));
 }
 
 void CorrectionRecord::remove() const
@@ -82,21 +117,8 @@ std::optional<Correction> CorrectionRecord::read() const
     if (!in) {
         return std::nullopt;
     }
-    const std::string name = path_.string();
-    try {
-        const Json record = Json::parse(in);
-        Correction correction;
-        correction.verdict = record.at("verdict").get<std::string>();
-        correction.messages = record.at("messages").get<std::uint64_t>();
-        for (const Json &count : record.at("changes")) {
-            const StoredValue key = keyOf({name, 1}, count.at("key").get<std::string>());
-            correction.changes[key.bytes] = {count.at("spam").get<std::int64_t>(), count.at("ham").get<std::int64_t>()};
-        }
-        return correction;
-    } catch (const nlohmann::json::exception &) {
-        throw Error(Status::badData,
-                    name + " is damaged, so the last correction cannot be taken back; remove the file");
-    }
+    const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    return correctionOf(text, path_.string());
 }
 
 // ---- Taking back --------------------------------------------------------------------------------------------------

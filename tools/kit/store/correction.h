@@ -32,7 +32,13 @@ struct Correction {
     std::map<std::string, CountChange> changes; // by keys
 
     void add(const MessageCounts &before, const MessageCounts &after);
+    // What a later one changed, on top of this.
+    void add(const Correction &later);
 };
+
+// As JSON in one line, with the present time, and back. Throws Error (badData) that names where the text stood.
+std::string correctionText(const Correction &correction);
+Correction correctionOf(const std::string &text, const std::string &name);
 
 // The last correction of an installation, kept in a file beside the data.
 class CorrectionRecord {

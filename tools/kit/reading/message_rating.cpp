@@ -1,5 +1,5 @@
 // Ratings by the engine, and the step that decided each.
-#include "kit/cli/message_rating.h"
+#include "kit/reading/message_rating.h"
 
 #include "velq.h"
 

@@ -1,6 +1,6 @@
-// One rating with what the command reports of it, as lines, JSON and answers on the pipe.
-#ifndef VELQ_KIT_CLI_MESSAGE_RATING_H
-#define VELQ_KIT_CLI_MESSAGE_RATING_H
+// One rating with what is reported of it: the step that decided, the spamicity, and the time it took.
+#ifndef VELQ_KIT_READING_MESSAGE_RATING_H
+#define VELQ_KIT_READING_MESSAGE_RATING_H
 
 #include "kit/base/temporary_folder.h"
 #include "kit/base/wide_text.h"

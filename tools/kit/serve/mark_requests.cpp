@@ -1,0 +1,208 @@
+// Corrections by users and taking them back, and the journal that they start from.
+#include "kit/base/utc_time.h"
+#include "kit/serve/requests.h"
+#include "kit/store/marking.h"
+
+#include <limits>
+
+namespace velq::kit {
+
+static MessageJournal &journalOf(Service &service)
+{
+    if (!service.journal) {
+        throw Problem(ProblemKind::notFound, "the service keeps no journal; start it with --journal FILE");
+    }
+    return *service.journal;
+}
+
+static JournalEntry entryOf(Service &service, std::int64_t id)
+{
+    const std::optional<JournalEntry> entry = journalOf(service).find(id);
+    if (!entry) {
+        throw Problem(ProblemKind::notFound, "the journal has no message " + std::to_string(id));
+    }
+    return *entry;
+}
+
+static const char *const journaledCorrection = "the correction in the journal";
+
+// ---- Marking
+
+namespace {
+
+struct MarkOrder {
+    Rating verdict = Rating::ham;
+    bool undo = false;
+    std::optional<std::int64_t> entry; // of the journal
+    ReceivedMessage message;           // where there is no entry
+};
+
+} // namespace
+
+static Rating verdictOf(const nlohmann::json &body)
+{
+    const auto as = body.find("as");
+    if (as == body.end() || (*as != "ham" && *as != "spam")) {
+        throw Problem(ProblemKind::badRequest, "the member as is neither ham nor spam");
+    }
+    return *as == "ham" ? Rating::ham : Rating::spam;
+}
+
+static MarkOrder orderOf(const nlohmann::json &body)
+{
+    if (!body.is_object()) {
+        throw Problem(ProblemKind::badRequest, "the body is not an object");
+    }
+    MarkOrder order;
+    const auto undo = body.find("undo");
+    if (undo != body.end() && !undo->is_boolean()) {
+        throw Problem(ProblemKind::badRequest, "the member undo is neither true nor false");
+    }
+    order.undo = undo != body.end() && undo->get<bool>();
+    if (const auto entry = body.find("message"); entry != body.end()) {
+        if (!entry->is_number_integer()) {
+            throw Problem(ProblemKind::badRequest, "the member message is no number of a message in the journal");
+        }
+        order.entry = entry->get<std::int64_t>();
+    }
+    if (order.undo && (body.contains("as") || body.contains("body"))) {
+        throw Problem(ProblemKind::badRequest, "undo takes neither a verdict nor a text");
+    }
+    if (order.entry && (body.contains("body") || body.contains("number"))) {
+        throw Problem(ProblemKind::badRequest, "give either a message of the journal or a text");
+    }
+    if (!order.undo) {
+        order.verdict = verdictOf(body);
+        if (!order.entry) {
+            order.message = messageOf(body, "the message");
+        }
+    }
+    return order;
+}
+
+static Correction marked(Service &service, Rating verdict, const WideText &text, const std::string &number)
+{
+    const WideText sender = checkedText(number, "the number");
+    if (sender.size() > VELQ_MAX_NUMBER_LENGTH) {
+        throw Problem(ProblemKind::badRequest,
+                      "the number is longer than 29 characters; no list entry has such a number");
+    }
+    Marking marking(service.engine, service.installation, verdict, sender);
+    marking.mark(inForm(service.options.form, text));
+    service.metrics.corrected(std::string(ratingName(verdict)));
+    return marking.correction();
+}
+
+static Json markText(Service &service, const MarkOrder &order)
+{
+    const CorrectionRecord record(service.installation);
+    record.remove(); // so that what ends half-way leaves no older one to take back
+    const Correction correction = marked(service, order.verdict, order.message.text, order.message.number);
+    if (const std::string fault = keepCorrection(record, correction); !fault.empty()) {
+        service.log.line("a correction cannot be taken back: " + fault);
+    }
+    return {{"marked", correction.messages}, {"as", correction.verdict}};
+}
+
+// A sender that is no number of a list cannot be on one.
+static std::string listNumber(const std::string &number)
+{
+    return checkedText(number, "the number").size() > VELQ_MAX_NUMBER_LENGTH ? std::string() : number;
+}
+
+static Json markEntry(Service &service, const MarkOrder &order)
+{
+    JournalEntry entry = entryOf(service, *order.entry);
+    Correction correction =
+        marked(service, order.verdict, checkedText(entry.text, "the message"), listNumber(entry.number));
+    if (!entry.changes.empty()) {
+        Correction all = correctionOf(entry.changes, journaledCorrection);
+        all.add(correction);
+        correction = all;
+    }
+    journalOf(service).setCorrection(entry.id, correction.verdict, correctionText(correction));
+    return {{"marked", correction.messages}, {"as", correction.verdict}, {"message", entry.id}};
+}
+
+// ---- Taking back
+
+static Json undoLast(Service &service)
+{
+    const CorrectionRecord record(service.installation);
+    const std::optional<Correction> correction = record.read();
+    if (!correction) {
+        throw Problem(ProblemKind::notFound, "there is nothing to take back; mark the message as the other kind");
+    }
+    takeBackLast(record, *correction, service.installation.dataFile("prob.bin"));
+    return {{"takenBack", correction->messages}, {"as", correction->verdict}};
+}
+
+static Json undoEntry(Service &service, std::int64_t id)
+{
+    const JournalEntry entry = entryOf(service, id);
+    if (entry.changes.empty()) {
+        throw Problem(ProblemKind::notFound, "message " + std::to_string(id) + " has no correction to take back");
+    }
+    const Correction correction = correctionOf(entry.changes, journaledCorrection);
+    MessageJournal &journal = journalOf(service);
+    journal.setCorrection(id, {}, {}); // before the counts: what ends in between must not be repeated
+    try {
+        takeBack(correction, service.installation.dataFile("prob.bin"));
+    } catch (...) {
+        journal.setCorrection(id, entry.correction, entry.changes);
+        throw;
+    }
+    return {{"takenBack", correction.messages}, {"as", correction.verdict}, {"message", id}};
+}
+
+Outcome markRequest(Service &service, const HttpRequest &request)
+{
+    checkParameters(request, {});
+    const MarkOrder order = orderOf(jsonBody(request));
+    if (!order.undo) {
+        return {jsonResponse(order.entry ? markEntry(service, order) : markText(service, order)), std::nullopt};
+    }
+    const Json answer = order.entry ? undoEntry(service, *order.entry) : undoLast(service);
+    service.metrics.corrected("undo");
+    return {jsonResponse(answer), std::nullopt};
+}
+
+// ---- Reading the journal
+
+static Json entryJson(const JournalEntry &entry)
+{
+    constexpr std::int64_t second = 1000;
+    return {{"message", entry.id},
+            {"time", utcTime(entry.time / second)},
+            {"source", entry.source},
+            {"number", entry.number},
+            {"body", entry.text},
+            {"rating", entry.verdict},
+            {"reason", entry.reason},
+            {"spamicity", entry.spamicity ? Json(*entry.spamicity) : Json(nullptr)},
+            {"correction", entry.correction.empty() ? Json(nullptr) : Json(entry.correction)}};
+}
+
+Outcome journalRequest(Service &service, const HttpRequest &request)
+{
+    constexpr std::int64_t mostEntries = 500;
+    constexpr std::int64_t usual = 50;
+    checkParameters(request, {"rating", "before", "limit"});
+    JournalFilter filter;
+    filter.verdict = request.parameter("rating").value_or("");
+    if (!filter.verdict.empty() && filter.verdict != "ham" && filter.verdict != "spam" && filter.verdict != "unsure") {
+        throw Problem(ProblemKind::badRequest, "the parameter rating is none of ham, spam, unsure");
+    }
+    filter.before = integerParameter(request, "before", 1, std::numeric_limits<std::int64_t>::max());
+    filter.limit = static_cast<std::uint64_t>(integerParameter(request, "limit", 1, mostEntries).value_or(usual));
+    const std::vector<JournalEntry> entries = journalOf(service).list(filter);
+    Json messages = Json::array();
+    for (const JournalEntry &entry : entries) {
+        messages.push_back(entryJson(entry));
+    }
+    const bool more = entries.size() == filter.limit;
+    return {jsonResponse({{"messages", messages}, {"next", more ? Json(entries.back().id) : Json(nullptr)}}),
+            std::nullopt};
+}
+
+} // namespace velq::kit
