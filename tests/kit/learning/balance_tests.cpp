@@ -64,6 +64,29 @@ TEST(balance, readings_of_a_message_count_as_one_message)
     EXPECT_NEAR(weightOf(messages, true, 0) + weightOf(messages, false, 0), 9, 1e-9);
 }
 
+TEST(balance, written_sources_count_less)
+{
+    std::vector<FilteredText> messages;
+    add(messages, 100, false, 0);
+    add(messages, 100, true, 0);
+    add(messages, 100, false, 4);
+    balance(messages, {0.5, 0.6, 4, 0.3});
+    EXPECT_NEAR(weightOf(messages, false, 4) / weightOf(messages, false, 0), 0.3, 1e-9);
+}
+
+TEST(balance, classes_have_their_shares_within_each_language)
+{
+    std::vector<FilteredText> messages;
+    add(messages, 400, false, 0);
+    add(messages, 4, true, 0);
+    add(messages, 9, false, 1);
+    add(messages, 900, true, 2);
+    balance(messages, rule, {{0, 0}, {1, 1}, {2, 1}});
+    EXPECT_NEAR(weightOf(messages, false, 0) / weightOf(messages, true, 0), 1.5, 1e-9);
+    EXPECT_NEAR(weightOf(messages, false, 1) / weightOf(messages, true, 2), 1.5, 1e-9);
+    EXPECT_NEAR(weightOf(messages, false, 0) + weightOf(messages, true, 0), 1313.0 * 22 / 55, 1e-6);
+}
+
 TEST(balance, one_class_alone_and_no_messages_are_borne)
 {
     std::vector<FilteredText> messages;

@@ -14,10 +14,10 @@ namespace {
 // "xy" stands in all, "ham" words and "spam" words in one class.
 std::vector<FilteredText> messages()
 {
-    std::vector<FilteredText> all = repeated(8, true, u"claimxy");
-    const std::vector<FilteredText> ham = repeated(8, false, u"dinnexy", 100);
+    std::vector<FilteredText> all = repeated(8, true, u"claim claimxy");
+    const std::vector<FilteredText> ham = repeated(8, false, u"dinne dinnexy", 100);
     all.insert(all.end(), ham.begin(), ham.end());
-    const std::vector<FilteredText> rare = repeated(2, false, u"uvuvu", 200);
+    const std::vector<FilteredText> rare = repeated(2, false, u"uvuvuvuvuvuvuv", 200);
     all.insert(all.end(), rare.begin(), rare.end());
     return all;
 }

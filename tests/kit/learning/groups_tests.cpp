@@ -98,7 +98,7 @@ TEST(groups, group_of_an_alphabet_may_take_every_sequence)
 TEST(groups, sequence_of_too_few_clusters_is_no_candidate)
 {
     const std::vector<FilteredText> messages =
-        joined(repeated(5, true, u"claim it"), repeated(4, false, u"dinner", 10));
+        joined(repeated(5, true, u"claim it"), repeated(4, false, u"dinner at eight", 10));
     const Group group = makeGroup(messages, {});
     EXPECT_TRUE(group.candidates.positions.contains(packToken(u"clai")));
     EXPECT_FALSE(group.candidates.positions.contains(packToken(u"dinn")));

@@ -65,7 +65,7 @@ TEST(training_set, many_messages_leave_a_sample_of_each_class_in_their_order)
     EXPECT_EQ(numbers.size(), 180U);
     EXPECT_EQ(training.size(), 180U);
     EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
-    EXPECT_EQ(std::set<std::size_t>(numbers.begin(), numbers.end()).size(), 90U);
+    EXPECT_EQ(std::set<std::size_t>(numbers.begin(), numbers.end()).size(), 180U);
     EXPECT_EQ(std::count_if(numbers.begin(), numbers.end(), [](std::size_t number) { return number % 3 == 0; }), 90);
     EXPECT_GT(numbers.back(), 2000U) << "later messages are drawn as well";
 }
@@ -78,7 +78,8 @@ TEST(training_set, each_source_has_a_sample_of_its_own)
     }
     const std::vector<LabelledText> messages = training.messages();
     EXPECT_EQ(messages.size(), 15U);
-    EXPECT_EQ(std::count_if(messages.begin(), messages.end(), [](const LabelledText &one) { return one.source == 7; }), 5);
+    EXPECT_EQ(std::count_if(messages.begin(), messages.end(), [](const LabelledText &one) { return one.source == 7; }),
+              5);
 }
 
 TEST(training_set, rare_class_is_never_left_out)

@@ -24,7 +24,7 @@ void addBuildRuleOptions(CLI::App &command, BuildRules &rules)
 {
     addCostOption(command, "--cost-blocked", rules.blockedCost,
                   "Cost of a blocked ham message, that of spam let through being 1 (4)");
-    addCostOption(command, "--cost-unsure", rules.unsureCost, "Cost of a ham message left unsure (2)");
+    addCostOption(command, "--cost-unsure", rules.unsureCost, "Cost of a ham message left unsure (1)");
     addCountOption(command, "--at-least-clusters", rules.fewestClusters,
                    "No token that stands in fewer clusters of near-duplicates (5)");
 }

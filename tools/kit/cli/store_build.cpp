@@ -87,6 +87,7 @@ static Built buildTuned(const BuildCommandOptions &options, const BuildProgress 
         training.add(message.spam, message.text, message.source);
     });
     BuildRules rules = options.rules;
+    rules.firstWritten = static_cast<std::uint32_t>(options.corpora.size());
     rules.readings = options.form == TextForm::raw ? Readings::raw : Readings::preparedAndRaw;
     if (options.onto.empty()) {
         return {buildStore(training, rules, progress), read, training.size()};
@@ -160,8 +161,8 @@ static void runBuild(const BuildCommandOptions &options, Context &context)
     progress.reset();
     const std::size_t written = writeResult(options, built.store, context);
     const std::string of = built.learned < built.read ? std::to_string(built.learned) + " of " : "";
-    context.message(plural(written, "token") + " from " + of + plural(built.read, "message") +
-                    " written to " + options.output);
+    context.message(plural(written, "token") + " from " + of + plural(built.read, "message") + " written to " +
+                    options.output);
 }
 
 void addStoreBuild(CLI::App &store, Context &context)

@@ -31,6 +31,7 @@ Store storeOfPart(const EvaluationPlan &plan, const Split &part, const Evaluatio
         training.add(message.spam, message.text, message.source);
     }
     BuildRules rules = request.rules;
+    rules.firstWritten = static_cast<std::uint32_t>(plan.corpora.size());
     rules.readings = request.form == TextForm::raw ? Readings::raw : Readings::preparedAndRaw;
     return buildStore(training, rules);
 }
@@ -93,8 +94,8 @@ Measured measure(const EvaluationPlan &plan, const EvaluationRequest &request, c
         measured.tokens.push_back(modelOf(store).tokens.size());
         return EvaluationPart{store, split.test, split.training};
     };
-    measured.result = evaluate(plan.messages, plan.splits.size(), nextPart,
-                               {plan.corpora.size(), options.mostErrors, progress});
+    measured.result =
+        evaluate(plan.messages, plan.splits.size(), nextPart, {plan.corpora.size(), options.mostErrors, progress});
     if (request.tradeOff) {
         measured.tradeOff = measureTradeOff(plan, request, [&] { progress(0, 0); });
     }

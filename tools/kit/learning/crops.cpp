@@ -1,8 +1,6 @@
 // Pieces of random length and place.
-#include "kit/learning/trial.h"
 #include "kit/learning/crops.h"
 
-#include "kit/learning/build_rules.h"
 #include "kit/messages/sampling.h"
 
 #include <cstddef>
@@ -13,8 +11,8 @@ void forEachCrop(const std::vector<FilteredText> &messages, std::uint64_t seed,
                  const std::function<void(const FilteredText &)> &take)
 {
     constexpr std::size_t leastLength = 12;
-    const double cropWeight = trial("CROP", 0.5);
-    const int cropsOfMessage = static_cast<int>(trial("NCROPS", 2));
+    constexpr double cropWeight = 0.5; // of the message's
+    constexpr int cropsOfMessage = 2;
     SeededSequence sequence(seed);
     for (const FilteredText &message : messages) {
         const std::size_t length = message.text.size();

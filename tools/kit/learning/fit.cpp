@@ -1,10 +1,8 @@
 // The engine counts a token only when its probability is far from one half, which no gradient can pass. The fitting
 // therefore counts each token by a share, a sigmoid of its distance from that limit that grows steeper as the fitting
 // goes on, and takes the chi-square tails in the Wilson-Hilferty form, which is smooth in the number of tokens too.
-#include "kit/learning/trial.h"
 #include "kit/learning/fit.h"
 
-#include "kit/learning/build_rules.h"
 #include "kit/learning/learned_token.h"
 #include "kit/messages/sampling.h"
 
@@ -29,16 +27,16 @@ double leanOfWeight(double weight)
 
 namespace {
 
-const int fits = static_cast<int>(trial("FITS", 3)); // with tokens left out by other chances; their mean is taken
+constexpr int fits = 3; // with tokens left out by other chances; their mean is taken
 constexpr int fitRounds = 200;
 constexpr double stepSize = 0.05;
 constexpr double lateStepSize = 0.015;
 constexpr int lateRound = 140;
-const double pull = trial("PULL", 0.05);     // towards the start, for each token
-const double dropShare = trial("DROP", 0.6); // tokens of a message left out, by chance, in each round
-constexpr double firstSteepness = 2;         // of the counted share
+constexpr double pull = 0.05;        // towards the start, for each token
+constexpr double dropShare = 0.6;    // tokens of a message left out, by chance, in each round
+constexpr double firstSteepness = 2; // of the counted share
 constexpr double lastSteepness = 8;
-constexpr double countedFrom = 2;                   // log odds
+constexpr double countedFrom = 2; // log odds
 constexpr double unsureSteepness = 3;
 constexpr double unsureFrom = -0.6;     // on the log odds of the spamicity, short of the ham cut-off
 constexpr double plainCutoff = 2.2;     // log odds of the spam cut-off
@@ -150,8 +148,8 @@ Slopes slopesOf(const SegmentedText &text, const FitCosts &costs, double count, 
 }
 
 // Adds one message's part to the gradient, with a share of its tokens left out so that no message leans on few tokens.
-void addGradient(const SegmentedText &text, const FitCosts &costs, const std::vector<TokenTerms> &terms, SeededSequence &sequence,
-                 std::vector<std::uint32_t> &kept, std::vector<double> &gradient)
+void addGradient(const SegmentedText &text, const FitCosts &costs, const std::vector<TokenTerms> &terms,
+                 SeededSequence &sequence, std::vector<std::uint32_t> &kept, std::vector<double> &gradient)
 {
     constexpr double unit = 1.0 / 16777216;
     double count = 0;
@@ -201,7 +199,7 @@ void step(Stepper &stepper, double size, const std::vector<double> &gradient, co
 }
 
 void fitOnce(const std::vector<SegmentedText> &texts, const std::vector<std::uint8_t> &fixed, const FitCosts &costs,
-              std::uint64_t seed,             std::vector<double> &leans)
+             std::uint64_t seed, std::vector<double> &leans)
 {
     const std::vector<double> start = leans;
     std::vector<TokenTerms> terms(leans.size());
@@ -227,7 +225,7 @@ void fitOnce(const std::vector<SegmentedText> &texts, const std::vector<std::uin
 } // namespace
 
 void fitLeans(const std::vector<SegmentedText> &texts, const std::vector<std::uint8_t> &fixed, const FitCosts &costs,
-              std::uint64_t seed,              std::vector<double> &leans)
+              std::uint64_t seed, std::vector<double> &leans)
 {
     std::vector<double> sums(leans.size(), 0);
     SeededSequence seeds(seed);

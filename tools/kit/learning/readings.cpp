@@ -1,5 +1,4 @@
 // Clusters go by the prepared texts, so that a disguised copy joins its original.
-#include "kit/learning/trial.h"
 #include "kit/learning/readings.h"
 
 #include "kit/messages/near_duplicates.h"
@@ -12,9 +11,14 @@
 
 namespace velq::kit {
 
+namespace {
+
+constexpr double rawPart = 0.5; // of a message that reads otherwise when it is prepared
+
+} // namespace
+
 std::vector<FilteredText> readingsOf(const std::vector<LabelledText> &messages, Readings readings)
 {
-    const double rawPart = trial("RAWPART", 0.5);
     std::vector<std::u16string> prepared;
     std::vector<std::u16string_view> texts;
     prepared.reserve(messages.size());

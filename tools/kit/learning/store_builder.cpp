@@ -1,6 +1,5 @@
 // Learns the groups of messages one after the other, each by the recipe of its script, and writes down what they give
 // as counts.
-#include "kit/learning/trial.h"
 #include "kit/learning/store_builder.h"
 
 #include "kit/learning/balance.h"
@@ -9,12 +8,14 @@
 #include "kit/learning/elimination.h"
 #include "kit/learning/fit.h"
 #include "kit/learning/groups.h"
+#include "kit/learning/languages.h"
 #include "kit/learning/readings.h"
 #include "kit/learning/votes.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -37,14 +38,11 @@ struct Recipe {
 
 Recipe recipeOf(Script script)
 {
-    const auto number = [](const char *name, double usual) { return static_cast<std::size_t>(trial(name, usual)); };
-    const bool narrow = script == Script::narrow;
-    return {{narrow ? trial("NPOWER", 0.85) : trial("WPOWER", 0.7), trial("HAMSHARE", 0.62)},
-            script == Script::narrow || (script == Script::thai && trial("THAIVOTES", 0) > 0),
-            narrow || trial("WCROPS", 0) > 0,
-            {trial("STRICT", 2.6), trial("HSTRICT", 2.0), number("NFILL", 100)},
-            {number("FIRST", 40000), script == Script::thai ? number("TTOKENS", 4000) : number("TOKENS", 8000),
-             number("FILLERS", 14000)}};
+    constexpr double hamShare = 0.62;
+    const Recipe narrow = {{0.85, hamShare}, true, true, {2.6, 2.0, 100}, {}};
+    const Recipe wide = {{0.7, hamShare}, false, false, {}, {40000, 8000, 14000}};
+    const Recipe thai = {{0.7, hamShare}, false, false, {}, {40000, 4000, 14000}};
+    return script == Script::narrow ? narrow : script == Script::wide ? wide : thai;
 }
 
 // What the groups of a build have in common.
@@ -57,33 +55,29 @@ struct Surroundings {
 
 Learned learn(ScriptGroup &&scriptGroup, const Surroundings &around, const BuildRules &rules, std::uint64_t seed)
 {
-    const Recipe recipe = recipeOf(scriptGroup.script);
+    Recipe recipe = recipeOf(scriptGroup.script);
+    recipe.balance.firstLight = rules.firstWritten;
+    recipe.balance.lightWeight = rules.writtenWeight;
     const bool narrow = scriptGroup.script == Script::narrow;
     std::vector<FilteredText> messages = readingsOf(scriptGroup.messages, rules.readings);
     scriptGroup.messages.clear();
-    probe("read");
-    balance(messages, recipe.balance);
+    balance(messages, recipe.balance, narrow ? languagesOf(messages) : std::map<std::uint32_t, std::uint32_t>());
     const Group group = makeGroup(messages, {around.before, narrow && around.takesAscii, rules.fewestClusters,
                                              around.others, around.mostOfOthers});
-    probe("grouped");
     Choice choice = recipe.votes ? chooseByVotes(group, messages, recipe.voteRule)
                                  : chooseByElimination(group, recipe.eliminationRule, seed);
-    probe("chosen");
     std::vector<SegmentedText> texts = segmentAll(group.texts, choice.listed);
     if (recipe.crops) {
         forEachCrop(messages, seed, [&](const FilteredText &crop) {
             texts.push_back(segmentOne(indexText(group.candidates, crop), choice.listed));
         });
     }
-    probe("texts");
     std::vector<std::uint8_t> held = group.fixed;
     for (std::size_t i = 0; i < held.size(); ++i) {
         held[i] |= choice.fillers[i];
     }
-    const FitCosts costs = {narrow ? rules.blockedCost : trial("WHAMLOSS", rules.blockedCost),
-                            narrow ? rules.unsureCost : trial("WUNSURE", rules.unsureCost)};
+    const FitCosts costs = {rules.blockedCost, rules.unsureCost};
     fitLeans(texts, held, costs, seed, choice.leans);
-    probe("fitted");
     return collect(group, choice);
 }
 
@@ -135,9 +129,8 @@ Store buildOnto(const StoreInUse &inUse, const TrainingSet &training, const Buil
     countCandidates(others, known);
     Surroundings around;
     around.before = learnedFrom(store);
-    around.takesAscii =
-        !known.empty() || std::none_of(store.tokens.begin(), store.tokens.end(),
-                                       [](const auto &entry) { return isAsciiToken(entry.first); });
+    around.takesAscii = !known.empty() || std::none_of(store.tokens.begin(), store.tokens.end(),
+                                                       [](const auto &entry) { return isAsciiToken(entry.first); });
     around.others = &others;
     around.mostOfOthers = static_cast<std::uint32_t>(inUse.known.size() / knownPerToken);
     addTokens(store, learnAll(training, std::move(around), rules, progress));

@@ -16,7 +16,7 @@ namespace velq::kit {
 
 // The messages of one class of one source that a tuned store is learned from at most. Further ones cost time and hardly
 // change a verdict.
-inline constexpr std::size_t usualSample = 6000;
+inline constexpr std::size_t usualSample = 12000;
 
 class TrainingSet {
   public:
