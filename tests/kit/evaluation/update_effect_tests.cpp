@@ -64,7 +64,7 @@ std::vector<TestMessage> messagesOf(const Language &language, std::size_t count,
         const bool isSpam = i % 3 == 0;
         std::u16string text;
         for (int word = 0; word < 12; ++word) {
-            const bool own = sequence.below(30) != 0; // now and then a word of the other class
+            const bool own = sequence.below(60) != 0; // now and then a word of the other class
             text += word % 2 == 1 ? any(language.common) : any(own == isSpam ? language.spam : language.ham);
         }
         messages.push_back({isSpam, text, 0, i + 1});
