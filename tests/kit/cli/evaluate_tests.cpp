@@ -6,6 +6,7 @@
 namespace velq::test {
 namespace {
 
+namespace fs = std::filesystem;
 using Json = nlohmann::json;
 
 using evaluate_command = DataCommands;
@@ -116,6 +117,53 @@ TEST_F(evaluate_command, learning_curve_is_measured_from_a_store)
     EXPECT_LT(curve[2]["error"], curve[0]["error"]);
 }
 
+TEST_F(evaluate_command, trade_off_goes_over_the_cost_of_blocked_ham)
+{
+    const std::vector<std::string> evaluate = {"evaluate", "--folds", "2", "--trade-off", "--at-least-clusters=1",
+                                               corpus(60)};
+    std::vector<std::string> arguments = evaluate;
+    arguments.insert(arguments.end(), {"--json", "--report", path("r.html")});
+    const CommandResult result = velq(arguments);
+    ASSERT_EQ(result.status, 0) << result.err;
+    const Json points = Json::parse(result.out)["tradeOff"];
+    ASSERT_EQ(points.size(), 5U);
+    for (std::size_t i = 1; i < points.size(); ++i) {
+        EXPECT_GT(points[i]["costBlocked"], points[i - 1]["costBlocked"]);
+        EXPECT_TRUE(points[i]["BH"].is_number() && points[i]["SC"].is_number() && points[i]["unsureHam"].is_number());
+    }
+    EXPECT_NE(readFile(path("r.html")).find("Trade-off over the cost of blocked ham"), std::string::npos);
+    EXPECT_NE(velq(evaluate).out.find("cost of blocked ham"), std::string::npos);
+    EXPECT_TRUE(Json::parse(velq({"evaluate", "--plain", "--folds", "2", "--json", corpus(60)}).out)["tradeOff"].empty());
+}
+
+TEST_F(evaluate_command, written_messages_train_and_are_not_tested)
+{
+    fs::create_directory(path("written"));
+    file("written/en_bank.tsv", "ham\tyour balance is {d:4} today\nspam\tyour card is locked, call {d:9}\n");
+    const CommandResult result = velq({"evaluate", "--folds", "2", "--written", path("written"), "--variants", "3",
+                                       "--json", corpus(60)});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const Json json = Json::parse(result.out);
+    EXPECT_EQ(json["messages"], (Json{{"spam", 20}, {"ham", 40}}));
+    EXPECT_NE(json["method"].get<std::string>().find("6 written messages"), std::string::npos);
+    expectFailure(velq({"evaluate", "--written", path("none"), corpus(60)}), noInput, "none");
+}
+
+TEST_F(evaluate_command, texts_are_rated_raw_with_stores_of_both_forms_on_request)
+{
+    std::string messages;
+    for (int i = 0; i < 40; ++i) {
+        const std::string own = std::to_string(i * 7919);
+        messages += "spam\tCL\u00C0IM your pr\u0456ze " + own + " now\nham\tSee you at home soon " + own + "\n";
+    }
+    const std::string mixed = file("mixed.tsv", messages);
+    const CommandResult result = velq({"evaluate", "--random-folds", "--folds", "2", "--rate-raw",
+                                       "--at-least-clusters=1", "--json", mixed});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_NE(Json::parse(result.out)["method"].get<std::string>().find("rated as they are"), std::string::npos);
+    EXPECT_GT(Json::parse(result.out)["trainingOff"]["metrics"]["accuracy"], 0.9);
+}
+
 TEST_F(evaluate_command, says_what_is_wrong)
 {
     const std::string messages = corpus();
@@ -132,6 +180,8 @@ TEST_F(evaluate_command, says_what_is_wrong)
     expectFailure(velq({"evaluate", "--corrections", "1", messages}), badUsage, "--corrections");
     expectFailure(velq({"evaluate", "--without-counts", messages}), badUsage, "--without-counts");
     expectFailure(velq({"evaluate", "--only-errors", messages}), badUsage, "--only-errors");
+    expectFailure(velq({"evaluate", "--plain", "--trade-off", messages}), badUsage, "--trade-off");
+    expectFailure(velq({"evaluate", "--cost-unsure=x", messages}), badUsage, "--cost-unsure");
     expectFailure(velq({"evaluate", path("none.tsv")}), noInput, "none.tsv");
     expectFailure(velq({"evaluate", "--store", path("none.bin"), messages}), noInput, "none.bin");
     expectFailure(velq({"evaluate", file("empty.tsv", "")}), badData, "no messages");

@@ -17,7 +17,8 @@ using store_inputs = Robustness;
 
 TEST_F(store_command, builds_the_same_bytes_for_the_same_seed)
 {
-    for (const std::vector<std::string> &mode : {std::vector<std::string>{"--plain"}, std::vector<std::string>{}}) {
+    for (const std::vector<std::string> &mode : {std::vector<std::string>{"--plain"},
+                                                std::vector<std::string>{"--at-least-clusters", "1"}}) {
         std::vector<std::string> built;
         for (const char *name : {"a.bin", "b.bin"}) {
             std::vector<std::string> arguments = {"store", "build", corpus(), "--seed", "5", "-o", path(name)};
@@ -55,18 +56,53 @@ TEST_F(store_command, builds_of_prepared_messages_or_of_raw_ones)
         plain += "spam\tfree prize" + number + "\nham\tsoon home" + number + "\n";
     }
     const auto build = [&](const std::string &messages, const std::vector<std::string> &more, const char *mode) {
-        std::vector<std::string> arguments = {"store", "build", "-", "-o", path("x.txt")};
+        std::vector<std::string> arguments = {"store", "build", "-", "-o", path("x.txt"), "--at-least-clusters=1"};
         arguments.emplace_back(mode);
         arguments.insert(arguments.end(), more.begin(), more.end());
         const CommandResult result = velq(arguments, messages);
         EXPECT_EQ(result.status, 0) << result.err;
         return test::readFile(path("x.txt"));
     };
+    EXPECT_EQ(build(disguised, {}, "--plain"), build(plain, {}, "--plain"));
     for (const char *mode : {"--plain", "--seed=1"}) {
-        EXPECT_EQ(build(disguised, {}, mode), build(plain, {}, mode)) << mode;
         EXPECT_EQ(build(plain, {"--raw"}, mode), build(plain, {}, mode)) << mode;
         EXPECT_NE(build(disguised, {"--raw"}, mode), build(disguised, {}, mode)) << mode;
     }
+}
+
+TEST_F(store_command, tuned_store_of_disguised_messages_rates_them_raw_and_prepared)
+{
+    std::string messages;
+    for (int i = 0; i < 60; ++i) {
+        const std::string own = std::to_string(i * 7919);
+        messages += "spam\tCL\u00C0IM your pr\u0456ze " + own + " now\nham\tSee you at home soon " + own + "\n";
+    }
+    ASSERT_EQ(velq({"store", "build", file("m.tsv", messages), "-o", path("s.bin"), "--at-least-clusters=1"}).status, 0);
+    for (const std::string &form : {std::string("--raw"), std::string("--quiet")}) {
+        const CommandResult result = velq({"evaluate", "--store", path("s.bin"), form, "--json", path("m.tsv")});
+        ASSERT_EQ(result.status, 0) << result.err;
+        EXPECT_GT(Json::parse(result.out)["trainingOff"]["metrics"]["accuracy"], 0.9) << form;
+    }
+}
+
+TEST_F(store_command, learns_a_further_language_on_top_of_a_store_and_writes_the_update_that_adds_it)
+{
+    const std::string further = file("further.tsv", inventedMessages(120, 9));
+    const std::string base = store("base.bin", "messages\t100\t100\ntokens\n\u4F60\u597D\t50\t1\n");
+    const std::vector<std::string> build = {"store", "build", further, "--onto", base,
+                                            "--at-least-clusters=1", "-o"};
+    const auto buildTo = [&build](const std::string &name) {
+        std::vector<std::string> arguments = build;
+        arguments.push_back(name);
+        return velq(arguments);
+    };
+    ASSERT_EQ(buildTo(path("new.bin")).status, 0);
+    ASSERT_EQ(buildTo(path("new.update")).status, 0);
+    ASSERT_EQ(velq({"store", "diff", base, path("new.bin"), "-o", path("diff.update")}).status, 0);
+    EXPECT_EQ(readFile(path("new.update")), readFile(path("diff.update")));
+    const Json built = Json::parse(velq({"store", "stats", "--json", path("new.bin")}).out);
+    EXPECT_GT(built["tokens"], 10);
+    EXPECT_EQ(built["messages"], Json::parse(velq({"store", "stats", "--json", base}).out)["messages"]);
 }
 
 TEST_F(store_command, builds_from_standard_input_and_other_formats)
@@ -103,6 +139,13 @@ TEST_F(store_command, build_says_what_is_wrong)
     expectFailure(velq({"store", "build", file("spam.tsv", "spam\tone\n"), "-o", path("x")}), badData, "no ham");
     expectFailure(velq({"store", "build", "--plain", corpus(), "-o", path("no/x")}), cannotCreate, "no/x");
     expectFailure(velq({"store", "build", corpus()}), badUsage, "--output");
+    for (const char *cost : {"--cost-blocked=-1", "--cost-blocked=2000", "--cost-unsure=", "--cost-unsure=nan"}) {
+        expectFailure(velq({"store", "build", corpus(), "-o", path("x"), cost}), badUsage, "--cost-");
+    }
+    expectFailure(velq({"store", "build", corpus(), "-o", path("x.update")}), badUsage, "--onto");
+    expectFailure(velq({"store", "build", corpus(), "--known", corpus(), "-o", path("x")}), badUsage, "--known");
+    expectFailure(velq({"store", "build", "--plain", "--onto", path("s"), corpus(), "-o", path("x")}), badUsage, "--onto");
+    expectFailure(velq({"store", "build", corpus(), "--onto", path("none.bin"), "-o", path("x")}), noInput, "none.bin");
     expectFailure(velq({"store"}), badUsage, "store --help");
     EXPECT_FALSE(fs::exists(path("x")));
 }

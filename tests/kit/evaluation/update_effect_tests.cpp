@@ -64,7 +64,7 @@ std::vector<TestMessage> messagesOf(const Language &language, std::size_t count,
         const bool isSpam = i % 3 == 0;
         std::u16string text;
         for (int word = 0; word < 12; ++word) {
-            const bool own = sequence.below(12) != 0; // now and then a word of the other class
+            const bool own = sequence.below(60) != 0; // now and then a word of the other class
             text += word % 2 == 1 ? any(language.common) : any(own == isSpam ? language.spam : language.ham);
         }
         messages.push_back({isSpam, text, 0, i + 1});
@@ -78,7 +78,9 @@ StoreContents storeFrom(const std::vector<TestMessage> &messages)
     for (const TestMessage &message : messages) {
         training.add(message.spam, message.text);
     }
-    return contentsOf(buildStore(training));
+    BuildRules rules;
+    rules.fewestClusters = 1; // texts of so few words are near-duplicates of each other
+    return contentsOf(buildStore(training, rules));
 }
 
 struct Figures {

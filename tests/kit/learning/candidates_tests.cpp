@@ -13,9 +13,7 @@ namespace {
 TEST(token_candidates, prices_may_be_tokens_and_pieces_of_numbers_not)
 {
     CandidateCounter counter;
-    for (const FilteredText &message : filteredCorpus(corpusWithNumbers())) {
-        countCandidates(counter, message);
-    }
+    countCandidates(counter, filteredCorpus(corpusWithNumbers()));
     const Candidates candidates = takeCandidates(counter, 3);
     EXPECT_TRUE(candidates.positions.contains(packToken(u"2000")));
     EXPECT_FALSE(candidates.positions.contains(packToken(u"0771")));
@@ -28,12 +26,8 @@ TEST(token_candidates, full_table_forgets_the_rarest)
     CandidateCounter counter;
     counter.tableLimit = 400;
     SeededSequence sequence(5);
-    for (int i = 0; i < 200; ++i) {
-        std::u16string noise;
-        for (int k = 0; k < 20; ++k) {
-            noise += static_cast<char16_t>(u'\u4E00' + sequence.below(5000));
-        }
-        countCandidates(counter, {true, u"always" + noise});
+    for (std::uint32_t i = 0; i < 200; ++i) {
+        countCandidates(counter, {true, u"always" + noise(20, u'\u4E00', 5000, sequence), 1, 0, i});
         EXPECT_LE(counter.table.size(), 400U);
     }
     EXPECT_GT(counter.forgotten, 0U);
@@ -44,9 +38,7 @@ TEST(token_candidates, indexed_segmentation_equals_that_of_the_store)
 {
     const std::vector<FilteredText> corpus = filteredCorpus(narrowCorpus(200, 1));
     CandidateCounter counter;
-    for (const FilteredText &message : corpus) {
-        countCandidates(counter, message);
-    }
+    countCandidates(counter, corpus);
     const Candidates candidates = takeCandidates(counter, 5);
     SeededSequence sequence(9);
     std::vector<std::uint8_t> listed(candidates.tokens.size(), 0);
@@ -72,11 +64,32 @@ TEST(token_candidates, indexed_segmentation_equals_that_of_the_store)
 TEST(token_candidates, sequence_counts_once_in_a_message_and_unread_messages_not_at_all)
 {
     CandidateCounter counter;
-    countCandidates(counter, {true, u"free free free"});
-    countCandidates(counter, {false, u"free of it"});
-    countCandidates(counter, {false, u"free"});
+    countCandidates(counter, {{true, u"free free free", 1, 0, 0}, {false, u"free of it", 1, 0, 1}, {false, u"free", 1, 0, 2}});
     EXPECT_EQ(counter.table.at(packToken(u"free")).spam, 1U);
     EXPECT_EQ(counter.table.at(packToken(u"free")).ham, 1U);
+    EXPECT_EQ(counter.table.at(packToken(u"free")).clusters, 2U);
+}
+
+TEST(token_candidates, near_duplicates_count_once_wherever_they_stand)
+{
+    CandidateCounter counter;
+    countCandidates(counter, {{true, u"free gift", 1, 0, 7},
+                              {true, u"free lunch", 1, 0, 3},
+                              {true, u"free gifts", 1, 0, 7},
+                              {false, u"free gift?", 1, 0, 7}});
+    const CandidateCounts &counts = counter.table.at(packToken(u"free"));
+    EXPECT_EQ(counts.spam, 2U);
+    EXPECT_EQ(counts.ham, 1U);
+    EXPECT_EQ(counts.clusters, 2U);
+    EXPECT_EQ(takeCandidates(counter, 2).positions.count(packToken(u"free")), 1U);
+    EXPECT_EQ(takeCandidates(counter, 2).positions.count(packToken(u"gift")), 0U) << "one campaign alone";
+}
+
+TEST(token_candidates, codes_of_one_campaign_are_no_tokens)
+{
+    CandidateCounter counter;
+    countCandidates(counter, std::vector<FilteredText>(30, {true, u"your code is 4711 now", 1, 0, 5}));
+    EXPECT_FALSE(takeCandidates(counter, 1).positions.contains(packToken(u"4711")));
 }
 
 TEST(token_candidates, every_candidate_of_a_text_is_found_wherever_it_stands)

@@ -56,5 +56,34 @@ TEST(counts, empty_store_records_its_messages_and_rates_unknown_text_as_ham)
     EXPECT_LT(store.priorMillionths, hamCutoff * 1000000);
 }
 
+TEST(counts, added_tokens_have_their_log_odds_among_the_stores_own_message_counts)
+{
+    Store store = emptyStore({1000, 4000});
+    store.tokens[u"old"] = {7, 9};
+    addTokens(store, {{packToken(u"spam"), 2.5, 0.1, 0.01}, {packToken(u"ham"), -2.5, 0.01, 0.1}, {packToken(u"any"), 0, 0.1, 0.1}});
+    EXPECT_EQ(store.tokens.at(u"old"), (TokenStats{7, 9}));
+    const StoreTotals totals = totalsOf(store);
+    const auto lean = [&](std::u16string_view token) {
+        const double probability = tokenProbability(store.tokens.find(token)->second, totals);
+        return std::log(probability / (1 - probability));
+    };
+    EXPECT_NEAR(lean(u"spam"), 2.5, 0.1);
+    EXPECT_NEAR(lean(u"ham"), -2.5, 0.1);
+    EXPECT_NEAR(lean(u"any"), 0, 0.1);
+}
+
+TEST(counts, tokens_of_a_store_are_learned_from_it_as_the_engine_takes_them)
+{
+    Store store = emptyStore({100, 100});
+    store.tokens[u"spam"] = {50, 2};
+    store.tokens[u"weak"] = {50, 20};
+    const Learned learned = learnedFrom(store);
+    ASSERT_EQ(learned.size(), 2U);
+    EXPECT_EQ(learned[0].token, packToken(u"spam"));
+    EXPECT_NEAR(learned[0].lean, std::log(25), 0.1);
+    EXPECT_EQ(learned[0].spamShare, 0.5);
+    EXPECT_EQ(learned[1].lean, 0) << "it does not count";
+}
+
 } // namespace
 } // namespace velq::kit

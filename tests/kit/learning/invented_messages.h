@@ -29,11 +29,22 @@ inline const Words wideSpam = {u"\u4F18\u60E0", u"\u4FC3\u9500", u"\u6298\u6263"
 inline const Words wideHam = {u"\u665A\u4E0A", u"\u5403\u996D", u"\u56DE\u5BB6", u"\u5988\u5988", u"\u660E\u5929"};
 inline const Words wideCommon = {u"\u6211\u4EEC", u"\u8FD9\u4E2A", u"\u6CA1\u6709", u"\u4E00\u4E9B", u"\u53EF\u4EE5"};
 
-// Four words of the message's class among four that any message may hold.
+// So many units out of `range` from `first` on.
+inline std::u16string noise(std::size_t length, char16_t first, std::size_t range, SeededSequence &sequence)
+{
+    std::u16string units;
+    for (std::size_t i = 0; i < length; ++i) {
+        units += static_cast<char16_t>(first + sequence.below(range));
+    }
+    return units;
+}
+
+// Four words of the message's class among four that any message may hold, and in front of them a name that makes it a
+// message of its own: otherwise so few words would make each a near-duplicate of another.
 inline std::u16string sentence(const Words &own, const Words &common, const std::u16string &blank,
                                SeededSequence &sequence)
 {
-    std::u16string text;
+    std::u16string text = (blank.empty() ? noise(24, u'\u6B00', 4000, sequence) : noise(40, u'a', 26, sequence)) + blank;
     for (int i = 0; i < 4; ++i) {
         text += own[sequence.below(own.size())] + blank + common[sequence.below(common.size())] + blank;
     }
@@ -71,14 +82,26 @@ inline std::vector<LabelledText> jointCorpus()
     return corpus;
 }
 
-// As it is counted and segmented.
+// As it is counted and segmented, each message a cluster of its own.
 inline std::vector<FilteredText> filteredCorpus(const std::vector<LabelledText> &messages)
 {
     std::vector<FilteredText> filtered;
     for (const LabelledText &message : messages) {
-        filtered.push_back({message.spam, filterText(message.text)});
+        const auto cluster = static_cast<std::uint32_t>(filtered.size());
+        filtered.push_back({message.spam, filterText(message.text), 1, message.source, cluster});
     }
     return filtered;
+}
+
+// So many messages of one text, each a cluster of its own, counted from `cluster` on.
+inline std::vector<FilteredText> repeated(std::size_t times, bool spam, const std::u16string &text,
+                                          std::uint32_t cluster = 0)
+{
+    std::vector<FilteredText> messages;
+    for (std::size_t i = 0; i < times; ++i) {
+        messages.push_back({spam, text, 1, 0, cluster++});
+    }
+    return messages;
 }
 
 // Every spam message holds the same telephone number, and another one of its own; half of them a price.

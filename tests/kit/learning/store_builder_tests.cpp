@@ -101,6 +101,72 @@ TEST(store_builder, joint_store_rates_both_scripts)
     EXPECT_GE(accuracy(store, wideCorpus(300, 4)), 0.95);
 }
 
+TEST(store_builder, ascii_tokens_come_from_the_alphabets_messages_alone)
+{
+    std::vector<LabelledText> corpus = jointCorpus();
+    for (LabelledText &message : corpus) {
+        message.text += message.text[0] > 0x2E80 && message.spam ? u" qqqq 999" : u"";
+    }
+    for (const auto &[token, counts] : tuned(corpus).tokens) {
+        EXPECT_EQ(token.find(u"qq"), std::u16string::npos);
+        EXPECT_EQ(token.find(u"99"), std::u16string::npos);
+    }
+}
+
+TEST(store_builder, token_stands_in_as_many_clusters_as_asked_for)
+{
+    std::vector<LabelledText> corpus = narrowCorpus(320, 1);
+    for (int i = 0; i < 40; ++i) { // one campaign
+        corpus.push_back({true, u"xylophone players wanted in the great town of quebec xylophone"});
+    }
+    for (const auto &[token, counts] : tuned(corpus).tokens) {
+        EXPECT_EQ(token.find(u"xyl"), std::u16string::npos);
+    }
+}
+
+TEST(store_builder, further_language_leaves_what_the_store_holds)
+{
+    const Store base = tuned(narrowCorpus(320, 1));
+    const TrainingSet wide = trainingSetOf(wideCorpus(240, 2));
+    const Store both = buildOnto({base, {}}, wide);
+    EXPECT_GT(both.tokens.size(), base.tokens.size());
+    EXPECT_EQ(both.spamMessages, base.spamMessages);
+    EXPECT_EQ(both.priorMillionths, base.priorMillionths);
+    for (const auto &[token, counts] : base.tokens) {
+        EXPECT_EQ(both.tokens.at(token), counts);
+    }
+    EXPECT_GE(accuracy(both, wideCorpus(300, 4)), 0.95);
+    const std::vector<LabelledText> known = narrowCorpus(300, 3);
+    EXPECT_EQ(accuracy(both, known), accuracy(base, known));
+    EXPECT_EQ(buildOnto({base, {}}, trainingSetOf({})), base);
+}
+
+TEST(store_builder, further_language_of_the_same_script_leaves_known_sequences_alone)
+{
+    const Store base = tuned(narrowCorpus(320, 1));
+    SeededSequence sequence(5);
+    const Words other = {u"zorgen", u"vluchtig", u"kwijt", u"juwelen"};
+    std::vector<LabelledText> corpus;
+    for (int i = 0; i < 320; ++i) {
+        const bool spam = i % 2 == 0;
+        corpus.push_back({spam, sentence(spam ? other : hamWords, commonWords, u" ", sequence)});
+    }
+    const std::vector<LabelledText> known = narrowCorpus(300, 3);
+    const auto added = [&](const std::vector<LabelledText> &messages) {
+        Store store = buildOnto({base, messages}, trainingSetOf(corpus));
+        std::erase_if(store.tokens, [&base](const auto &entry) { return base.tokens.contains(entry.first); });
+        return store.tokens;
+    };
+    const auto tokens = added(known);
+    EXPECT_FALSE(tokens.empty());
+    for (const auto &[token, counts] : tokens) {
+        EXPECT_FALSE(std::any_of(known.begin(), known.end(), [&token = token](const LabelledText &message) {
+            return filterText(message.text).find(token) != std::u16string::npos;
+        })) << std::string(token.begin(), token.end());
+    }
+    EXPECT_TRUE(added({}).empty()) << "without known messages no ASCII";
+}
+
 TEST(store_builder, pieces_of_telephone_numbers_are_no_tokens)
 {
     expectNoPiecesOfNumbers(tuned(corpusWithNumbers()));
@@ -126,7 +192,7 @@ TEST(store_builder, progress_reaches_its_total)
 {
     for (const std::size_t size : {20U, 120U}) {
         expectProgress(
-            [size](const BuildProgress &progress) { buildStore(trainingSetOf(narrowCorpus(size, 1)), progress); });
+            [size](const BuildProgress &progress) { buildStore(trainingSetOf(narrowCorpus(size, 1)), {}, progress); });
     }
 }
 

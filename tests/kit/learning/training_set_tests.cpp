@@ -55,19 +55,31 @@ TEST(training_set, keeps_every_message_in_its_place_up_to_the_sample)
     }
 }
 
-TEST(training_set, many_messages_leave_a_sample_in_their_order_with_the_shares_of_all)
+TEST(training_set, many_messages_leave_a_sample_of_each_class_in_their_order)
 {
     const TrainingSet training = numbered(3000, 90);
     EXPECT_EQ(training.added(), 3000U);
     EXPECT_EQ(training.added(true), 1000U);
     EXPECT_EQ(training.added(false), 2000U);
     const std::vector<std::size_t> numbers = numbersOf(training);
-    EXPECT_EQ(numbers.size(), 90U);
-    EXPECT_EQ(training.size(), 90U);
+    EXPECT_EQ(numbers.size(), 180U);
+    EXPECT_EQ(training.size(), 180U);
     EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
-    EXPECT_EQ(std::set<std::size_t>(numbers.begin(), numbers.end()).size(), 90U);
-    EXPECT_EQ(std::count_if(numbers.begin(), numbers.end(), [](std::size_t number) { return number % 3 == 0; }), 30);
+    EXPECT_EQ(std::set<std::size_t>(numbers.begin(), numbers.end()).size(), 180U);
+    EXPECT_EQ(std::count_if(numbers.begin(), numbers.end(), [](std::size_t number) { return number % 3 == 0; }), 90);
     EXPECT_GT(numbers.back(), 2000U) << "later messages are drawn as well";
+}
+
+TEST(training_set, each_source_has_a_sample_of_its_own)
+{
+    TrainingSet training(1, 10);
+    for (int i = 0; i < 500; ++i) {
+        training.add(false, u"text", i % 100 == 0 ? 7 : 0);
+    }
+    const std::vector<LabelledText> messages = training.messages();
+    EXPECT_EQ(messages.size(), 15U);
+    EXPECT_EQ(std::count_if(messages.begin(), messages.end(), [](const LabelledText &one) { return one.source == 7; }),
+              5);
 }
 
 TEST(training_set, rare_class_is_never_left_out)

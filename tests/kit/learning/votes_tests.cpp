@@ -10,11 +10,12 @@
 namespace velq::kit {
 namespace {
 
-constexpr double strictness = 2.6;
+constexpr VoteRule usualRule = {2.6, 2.0, 50};
 
-Learned votesOf(const std::vector<FilteredText> &messages)
+Learned votesOf(const std::vector<FilteredText> &messages, const VoteRule &rule = usualRule)
 {
-    return learnByVotes(makeGroup(messages, {}), messages, strictness);
+    const Group group = makeGroup(messages, {});
+    return collect(group, chooseByVotes(group, messages, rule));
 }
 
 const LearnedToken *find(const Learned &learned, std::u16string_view token)
@@ -45,7 +46,7 @@ TEST(votes, every_spam_token_has_the_same_weight_and_ham_tokens_theirs_in_range)
             ++spam;
         } else if (token.lean < 0) {
             EXPECT_LE(token.lean, -leastLean);
-            EXPECT_GE(token.lean, -greatestLean);
+            EXPECT_GE(token.lean, -greatestHamLean);
             EXPECT_LT(token.spamShare, token.hamShare);
             ++ham;
         }
@@ -58,7 +59,7 @@ TEST(votes, every_spam_token_has_the_same_weight_and_ham_tokens_theirs_in_range)
 TEST(votes, copies_of_one_message_are_no_broad_evidence)
 {
     std::vector<FilteredText> messages = filteredCorpus(narrowCorpus(320, 1));
-    const std::vector<FilteredText> copies(30, {true, u"we waxk the dogs"});
+    const std::vector<FilteredText> copies = repeated(30, true, u"we waxk the dogs", 1000);
     messages.insert(messages.end(), copies.begin(), copies.end());
     EXPECT_EQ(find(votesOf(messages), u"waxk"), nullptr);
     for (std::size_t i = 0; i < copies.size(); ++i) {
@@ -74,13 +75,30 @@ TEST(votes, copies_of_one_message_are_no_broad_evidence)
 TEST(votes, stricter_votes_are_fewer)
 {
     const std::vector<FilteredText> messages = filteredCorpus(narrowCorpus(320, 1));
-    const Group group = makeGroup(messages, {});
     const auto spamTokens = [&](double spamStrictness) {
-        const Learned learned = learnByVotes(group, messages, spamStrictness);
+        const Learned learned = votesOf(messages, {spamStrictness, 2.0, 50});
         return std::count_if(learned.begin(), learned.end(), [](const LearnedToken &token) { return token.lean > 0; });
     };
     EXPECT_GT(spamTokens(2), 0);
     EXPECT_LT(spamTokens(3.9), spamTokens(2));
+}
+
+TEST(votes, light_messages_have_light_votes)
+{
+    std::vector<FilteredText> messages = filteredCorpus(narrowCorpus(320, 1));
+    for (std::size_t i = 0; i < messages.size(); ++i) {
+        messages[i].text += messages[i].spam || i % 2 == 0 ? u" waxk" : u"";
+    }
+    const auto isSpamToken = [](const Learned &learned) {
+        return std::any_of(learned.begin(), learned.end(), [](const LearnedToken &token) {
+            return token.lean > 0 && unpackToken(token.token).find(u"wax") != std::u16string::npos;
+        });
+    };
+    EXPECT_FALSE(isSpamToken(votesOf(messages)));
+    for (FilteredText &message : messages) {
+        message.weight = message.spam ? 1 : message.text.ends_with(u"waxk") ? 0.01 : 2;
+    }
+    EXPECT_TRUE(isSpamToken(votesOf(messages)));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // velq evaluate: measures a filter on labelled messages and shows the figures as text, JSON or a page.
 #include "kit/base/output.h"
+#include "kit/cli/build_options.h"
 #include "kit/cli/commands.h"
 #include "kit/evaluation/measurement.h"
 #include "kit/evaluation/plan.h"
@@ -34,6 +35,9 @@ static void checkOptions(const EvaluateOptions &options, bool foldsGiven)
     if (options.randomFolds && distinctMethods(options, false) > 0) {
         throw Error(Status::usage, "--random-folds is only for an evaluation over folds");
     }
+    if (options.tradeOff && (options.plain || !options.store.empty())) {
+        throw Error(Status::usage, "--trade-off needs stores that are built by their costs: not --plain, not --store");
+    }
     if (options.withoutCounts && options.store.empty()) {
         throw Error(Status::usage, "--without-counts needs --store");
     }
@@ -51,7 +55,7 @@ static void checkOptions(const EvaluateOptions &options, bool foldsGiven)
 
 static Measured measureWithProgress(const EvaluationPlan &plan, const EvaluateOptions &options, Context &context)
 {
-    Progress progress(context.err, "evaluating", 3 * plan.splits.size(), context.progress());
+    Progress progress(context.err, "evaluating", measuringSteps(plan, options), context.progress());
     MeasureOptions how;
     how.mostErrors = options.report.empty() ? 0 : options.reportErrors;
     how.progress = [&progress](std::uint64_t done, std::uint64_t) { progress.reached(done); };
@@ -91,6 +95,10 @@ static void addMethodOptions(CLI::App &command, EvaluateOptions &options)
     addFileOption(command, "--test", options.test, "Train on the corpora, test on this file");
     addFileOption(command, "--store", options.store, "Test this store, prob.bin or text form, instead of building one");
     command.add_flag("--without-counts", options.withoutCounts, "Start from the store's tokens without their counts");
+    addBuildRuleOptions(command, options.rules);
+    command.add_flag("--trade-off", options.tradeOff,
+                     "Show BH against SC over the cost of blocked ham; builds five more stores of each part");
+    addWrittenOptions(command, options.written);
     command.add_flag("--plain", options.plain, "Build stores as velq store build --plain does");
     addCountOption(command, "--seed", options.seed, "Seed of the folds, the stores and the corrections (1)");
     addCountsOption(command, "--corrections", options.corrections,
@@ -114,6 +122,7 @@ void addEvaluateCommand(CLI::App &root, Context &context)
     addCountOption(*command, "--report-errors", options->reportErrors, "Errors of each kind shown on the page (500)");
     addFormatOption(*command, options->format);
     addRawFlag(*command, options->form);
+    command->add_flag("--rate-raw", options->rateRaw, "Test the texts as they are with stores built as without --raw");
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     addExamples(*command, {"velq evaluate en.tsv", "velq evaluate --leave-one-source-out en_*.tsv",

@@ -112,6 +112,9 @@ EvaluationResult evaluate(const std::vector<TestMessage> &messages, std::size_t 
         addScores(result, part.store, test, off);
         addErrors(result, installation, part, number, test, off, options.mostErrors);
         step();
+        if (options.trainingOffOnly) {
+            continue;
+        }
 
         installation.setTraining(true);
         add(result.trainingOn, test, installation.rate(test.messages));

@@ -58,6 +58,7 @@ struct EvaluationOptions {
     std::size_t corpora = 1;
     std::size_t mostErrors = 0; // how many errors of each kind are explained; all are counted
     std::function<void(std::uint64_t done, std::uint64_t total)> progress; // may be empty
+    bool trainingOffOnly = false;
 };
 
 // `nextPart` gives the parts one after the other, so that only one store is held, and none at the end; `parts` is their

@@ -5,6 +5,9 @@
 #include "kit/learning/store_builder.h"
 #include "kit/store/store_form.h"
 
+#include <functional>
+#include <iterator>
+
 namespace velq::kit {
 
 Store storeOfPart(const EvaluationPlan &plan, const Split &part, const EvaluationRequest &request, std::size_t sample)
@@ -12,15 +15,25 @@ Store storeOfPart(const EvaluationPlan &plan, const Split &part, const Evaluatio
     if (request.plain) {
         return buildPlainStore([&](const MessageTaker &take) {
             for (const std::size_t index : part.training) {
-                take({plan.messages[index].spam, plan.messages[index].text});
+                take({plan.messages[index].spam, plan.messages[index].text, plan.messages[index].corpus});
+            }
+            for (const LabelledText &message : plan.written) {
+                take({message.spam, utf16InForm(request.form, message.text), message.source});
             }
         });
     }
     TrainingSet training(request.seed, sample);
     for (const std::size_t index : part.training) {
-        training.add(plan.messages[index].spam, plan.messages[index].text);
+        const TestMessage &message = plan.messages[index];
+        training.add(message.spam, message.original, message.corpus);
     }
-    return buildStore(training);
+    for (const LabelledText &message : plan.written) {
+        training.add(message.spam, message.text, message.source);
+    }
+    BuildRules rules = request.rules;
+    rules.firstWritten = static_cast<std::uint32_t>(plan.corpora.size());
+    rules.readings = request.form == TextForm::raw ? Readings::raw : Readings::preparedAndRaw;
+    return buildStore(training, rules);
 }
 
 // On the messages that are tested, of a plan of one part.
@@ -34,11 +47,43 @@ static std::vector<CurvePoint> measureCurve(const EvaluationPlan &plan, const St
     return learningCurve(store, messages, {request.corrections, request.onlyErrors, request.seed});
 }
 
+static std::vector<TradeOffPoint> measureTradeOff(const EvaluationPlan &plan, const EvaluationRequest &request,
+                                                  const std::function<void()> &step)
+{
+    std::vector<TradeOffPoint> points;
+    for (const double cost : tradeOffCosts) {
+        EvaluationRequest other = request;
+        other.rules.blockedCost = cost;
+        const auto nextPart = [&](std::size_t part) {
+            step();
+            const Split &split = plan.splits[part];
+            return EvaluationPart{contentsOf(storeOfPart(plan, split, other)), split.test, split.training};
+        };
+        EvaluationOptions options;
+        options.corpora = plan.corpora.size();
+        options.trainingOffOnly = true;
+        points.push_back({cost, evaluate(plan.messages, plan.splits.size(), nextPart, options).trainingOff.corpora});
+    }
+    return points;
+}
+
+std::uint64_t measuringSteps(const EvaluationPlan &plan, const EvaluationRequest &request)
+{
+    const std::uint64_t parts = plan.splits.size();
+    return 3 * parts + (request.tradeOff ? parts * std::size(tradeOffCosts) : 0);
+}
+
 Measured measure(const EvaluationPlan &plan, const EvaluationRequest &request, const MeasureOptions &options,
                  std::istream &standardInput)
 {
     Measured measured;
     StoreContents store;
+    std::uint64_t done = 0;
+    const auto progress = [&](std::uint64_t, std::uint64_t) {
+        if (options.progress) {
+            options.progress(++done, measuringSteps(plan, request));
+        }
+    };
     const auto nextPart = [&](std::size_t part) {
         const Split &split = plan.splits[part];
         store = request.store.empty() ? contentsOf(storeOfPart(plan, split, request))
@@ -49,8 +94,11 @@ Measured measure(const EvaluationPlan &plan, const EvaluationRequest &request, c
         measured.tokens.push_back(modelOf(store).tokens.size());
         return EvaluationPart{store, split.test, split.training};
     };
-    measured.result = evaluate(plan.messages, plan.splits.size(), nextPart,
-                               {plan.corpora.size(), options.mostErrors, options.progress});
+    measured.result =
+        evaluate(plan.messages, plan.splits.size(), nextPart, {plan.corpora.size(), options.mostErrors, progress});
+    if (request.tradeOff) {
+        measured.tradeOff = measureTradeOff(plan, request, [&] { progress(0, 0); });
+    }
     if (!request.corrections.empty()) {
         measured.curve = measureCurve(plan, store, request);
     }

@@ -16,16 +16,29 @@
 
 namespace velq::kit {
 
+// What stores of another cost of blocked ham come to.
+struct TradeOffPoint {
+    double blockedCost = 0;
+    std::vector<ConfusionCounts> sources; // ratings of each file's messages with training off
+};
+
 struct Measured {
     EvaluationResult result;
     std::vector<std::size_t> tokens; // of each part's store
     std::vector<CurvePoint> curve;   // empty when none was asked for
+    std::vector<TradeOffPoint> tradeOff; // the same
 };
 
 struct MeasureOptions {
     std::size_t mostErrors = 0; // how many errors of each kind are explained; all are counted
     std::function<void(std::uint64_t done, std::uint64_t total)> progress; // may be empty
 };
+
+// The costs of blocked ham that a trade-off is measured at.
+inline constexpr double tradeOffCosts[] = {1, 2, 4, 8, 16};
+
+// How many steps the progress of measuring has.
+std::uint64_t measuringSteps(const EvaluationPlan &plan, const EvaluationRequest &request);
 
 // `plan` is that of `request`. Throws Error: what readStore throws, and usage for corrections that leave nothing to
 // measure on. A store of the name "-" is read from `standardInput`.

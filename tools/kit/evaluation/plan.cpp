@@ -20,8 +20,10 @@ void readMessages(EvaluationPlan &plan, const std::string &file, const Evaluatio
     const auto corpus = static_cast<std::uint32_t>(plan.corpora.size());
     plan.corpora.push_back(file);
     readCorpus(file, request.format, standardInput, [&](LabelledMessage &&message) {
+        std::u16string original = utf16InForm(TextForm::raw, message.text);
+        std::u16string text = request.rateRaw ? original : utf16InForm(request.form, original);
         plan.messages.push_back(
-            {message.label == Label::spam, utf16InForm(request.form, message.text), corpus, message.line});
+            {message.label == Label::spam, std::move(text), corpus, message.line, std::move(original)});
     });
 }
 
@@ -153,7 +155,14 @@ EvaluationPlan makePlan(const EvaluationRequest &request, std::istream &standard
     } else {
         planFolds(plan, request);
     }
-    if (request.form == TextForm::raw) {
+    plan.written =
+        writtenTexts(request.written, request.seed, static_cast<std::uint32_t>(plan.corpora.size()));
+    if (!plan.written.empty()) {
+        plan.method += "; trained with " + std::to_string(plan.written.size()) + " written messages besides";
+    }
+    if (request.rateRaw) {
+        plan.method += "; texts rated as they are";
+    } else if (request.form == TextForm::raw) {
         plan.method += "; texts as they are";
     }
     if (plan.splits.front().test.empty()) {

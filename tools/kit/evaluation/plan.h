@@ -3,6 +3,8 @@
 #define VELQ_KIT_EVALUATION_PLAN_H
 
 #include "kit/evaluation/test_message.h"
+#include "kit/learning/build_rules.h"
+#include "kit/learning/written_source.h"
 #include "kit/messages/corpus.h"
 #include "kit/messages/sampling.h"
 #include "kit/messages/text_form.h"
@@ -28,6 +30,10 @@ struct EvaluationRequest {
     std::string store;              // a file: test it on the corpora
     bool withoutCounts = false;
     bool plain = false;
+    bool tradeOff = false; // measure stores of other costs of blocked ham, too
+    bool rateRaw = false; // test the texts as they are with stores made from both forms of them
+    BuildRules rules;
+    WrittenRequest written; // training messages of every part
     std::uint64_t seed = 1;
     std::vector<std::uint64_t> corrections; // of the learning curve, ascending; empty for none
     bool onlyErrors = false;
@@ -39,6 +45,7 @@ struct EvaluationPlan {
     std::vector<Split> splits;      // of the parts, by the indices of `messages`; at least one
     std::string method;             // one sentence
     std::string partsAre = "folds"; // what figures over the parts are over
+    std::vector<LabelledText> written; // messages that train every part
     std::size_t clusters = 0;       // of near-duplicates, single messages among them; 0 where they were not looked for
 };
 

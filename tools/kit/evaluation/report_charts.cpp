@@ -14,25 +14,6 @@
 
 namespace velq::kit {
 
-namespace {
-
-// The frame that both kinds of charts share: the plot's corners in the picture.
-struct Plot {
-    double left = 44;
-    double top = 10;
-    double width = 346;
-    double height = 220;
-
-    double x(double share) const
-    {
-        return left + share * width;
-    }
-    double y(double share) const
-    {
-        return top + (1 - share) * height;
-    }
-};
-
 void startChart(std::ostream &out, const Plot &plot, const std::string &label)
 {
     out << "<svg viewBox=\"0 0 400 " << decimalText(plot.top + plot.height + 40, 0) << R"(" role="img" aria-label=")"
@@ -50,6 +31,8 @@ void writeLabel(std::ostream &out, double x, double y, const char *anchor, const
     out << "<text x=\"" << decimalText(x, 1) << "\" y=\"" << decimalText(y, 1) << "\" text-anchor=\"" << anchor << "\">"
         << text << "</text>\n";
 }
+
+namespace {
 
 void writeBar(std::ostream &out, const Plot &plot, const char *look, double x, double width, std::uint64_t count,
               double share)

@@ -8,6 +8,7 @@
 #include "kit/evaluation/report_charts.h"
 #include "kit/evaluation/report_sources.h"
 #include "kit/evaluation/report_style.h"
+#include "kit/evaluation/report_trade_off.h"
 
 #include <algorithm>
 #include <cmath>
@@ -295,6 +296,7 @@ std::string reportPage(const EvaluationPlan &plan, const Measured &measured)
     writeSources(out, page.names, result.trainingOff.corpora);
     writeCharts(out, result);
     writeLearningCurve(out, measured.curve);
+    writeTradeOff(out, measured.tradeOff);
     writeErrors(out, page);
     out << "</main>\n</body>\n</html>\n";
     return out.str();

@@ -2,6 +2,7 @@
 #include "kit/evaluation/report_json.h"
 
 #include "kit/evaluation/figures.h"
+#include "kit/evaluation/report_trade_off.h"
 
 #include <optional>
 #include <utility>
@@ -71,6 +72,15 @@ Json pointJson(const CurvePoint &point)
     return json;
 }
 
+Json tradeOffJson(const TradeOffPoint &point)
+{
+    const Metrics metrics = metricsOf(point);
+    return {{"costBlocked", point.blockedCost},
+            {"BH", valueJson(metrics.hamBlocked)},
+            {"unsureHam", valueJson(metrics.unsureHam)},
+            {"SC", valueJson(metrics.spamCaught)}};
+}
+
 } // namespace
 
 nlohmann::ordered_json reportJson(const EvaluationPlan &plan, const Measured &measured)
@@ -89,6 +99,10 @@ nlohmann::ordered_json reportJson(const EvaluationPlan &plan, const Measured &me
     json["corrections"] = Json::array();
     for (const CurvePoint &point : measured.curve) {
         json["corrections"].push_back(pointJson(point));
+    }
+    json["tradeOff"] = Json::array();
+    for (const TradeOffPoint &point : measured.tradeOff) {
+        json["tradeOff"].push_back(tradeOffJson(point));
     }
     return json;
 }

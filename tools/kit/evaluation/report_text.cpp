@@ -2,6 +2,7 @@
 #include "kit/evaluation/report_text.h"
 
 #include "kit/evaluation/figures.h"
+#include "kit/evaluation/report_trade_off.h"
 
 #include <cstdint>
 #include <iomanip>
@@ -113,6 +114,20 @@ void printCurve(std::ostream &out, const std::vector<CurvePoint> &curve)
     }
 }
 
+void printTradeOff(std::ostream &out, const std::vector<TradeOffPoint> &points)
+{
+    if (points.empty()) {
+        return;
+    }
+    out << "\nmeans over the sources, training off\n";
+    printRow(out, "cost of blocked ham", {"BH", "unsure, of ham", "SC"});
+    for (const TradeOffPoint &point : points) {
+        const Metrics metrics = metricsOf(point);
+        printRow(out, decimalText(point.blockedCost, 0),
+                 {percentText(metrics.hamBlocked), percentText(metrics.unsureHam), percentText(metrics.spamCaught)});
+    }
+}
+
 std::string messagesPerSecondText(const RunResult &run)
 {
     return std::to_string(static_cast<std::uint64_t>(run.messagesPerSecond()));
@@ -142,6 +157,7 @@ void printReport(std::ostream &out, const EvaluationPlan &plan, const Measured &
     printParts(out, plan, result);
     printCorpora(out, plan, result);
     printCurve(out, measured.curve);
+    printTradeOff(out, measured.tradeOff);
 }
 
 } // namespace velq::kit

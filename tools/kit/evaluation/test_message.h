@@ -12,6 +12,7 @@ struct TestMessage {
     std::u16string text;      // as it goes to the engine
     std::uint32_t corpus = 0; // which file it comes from
     std::uint64_t line = 0;
+    std::u16string original = {}; // as it was written
 };
 
 // The stratum that it is drawn from: each class of each file is one.

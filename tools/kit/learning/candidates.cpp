@@ -2,8 +2,10 @@
 #include "kit/learning/candidates.h"
 
 #include <algorithm>
+#include <numeric>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace velq::kit {
 
@@ -61,7 +63,7 @@ void forgetRare(CandidateCounter &counter)
     while (counter.table.size() > counter.tableLimit / 2) {
         ++counter.forgotten;
         std::erase_if(counter.table, [&counter](const auto &entry) {
-            return entry.second.spam + entry.second.ham <= counter.forgotten;
+            return entry.second.clusters <= counter.forgotten;
         });
     }
 }
@@ -71,7 +73,7 @@ bool mayBeToken(PackedToken token, const CandidateCounts &counts)
     if (!isDigitsOnly(unpackToken(token))) {
         return true;
     }
-    return counts.shortRuns >= fewestShortRuns && std::uint64_t{2} * counts.shortRuns >= counts.spam + counts.ham;
+    return counts.shortRuns >= fewestShortRuns && std::uint64_t{2} * counts.shortRuns >= counts.clusters;
 }
 
 } // namespace
@@ -82,20 +84,42 @@ void countCandidates(CandidateCounter &counter, const FilteredText &message)
         return;
     }
     for (const Sighting &sighting : sightingsIn(message.text)) {
-        CandidateCounts &counts = counter.table[sighting.token];
-        ++(message.spam ? counts.spam : counts.ham);
-        counts.shortRuns += sighting.inShortRun ? 1 : 0;
+        CandidateCounter::Entry &counts = counter.table[sighting.token];
+        const auto isNew = [mark = message.cluster + 1](std::uint32_t &last) {
+            return std::exchange(last, mark) != mark;
+        };
+        if (counts.lastSpam != message.cluster + 1 && counts.lastHam != message.cluster + 1) {
+            ++counts.clusters;
+        }
+        if (isNew(message.spam ? counts.lastSpam : counts.lastHam)) {
+            ++(message.spam ? counts.spam : counts.ham);
+        }
+        if (sighting.inShortRun && isNew(counts.lastShort)) {
+            ++counts.shortRuns;
+        }
     }
     if (counter.table.size() > counter.tableLimit) {
         forgetRare(counter);
     }
 }
 
-Candidates takeCandidates(const CandidateCounter &counter, std::uint32_t fewestMessages)
+void countCandidates(CandidateCounter &counter, const std::vector<FilteredText> &messages)
+{
+    std::vector<std::uint32_t> order(messages.size());
+    std::iota(order.begin(), order.end(), std::uint32_t{0});
+    std::stable_sort(order.begin(), order.end(), [&messages](std::uint32_t a, std::uint32_t b) {
+        return messages[a].cluster < messages[b].cluster;
+    });
+    for (const std::uint32_t message : order) {
+        countCandidates(counter, messages[message]);
+    }
+}
+
+Candidates takeCandidates(const CandidateCounter &counter, std::uint32_t fewestClusters)
 {
     Candidates candidates;
     for (const auto &[token, counts] : counter.table) {
-        if (counts.spam + counts.ham >= fewestMessages && mayBeToken(token, counts)) {
+        if (counts.clusters >= fewestClusters && mayBeToken(token, counts)) {
             candidates.tokens.push_back(token);
         }
     }
@@ -111,6 +135,7 @@ IndexedText indexText(const Candidates &candidates, const FilteredText &message)
 {
     IndexedText indexed;
     indexed.spam = message.spam;
+    indexed.weight = message.weight;
     indexed.digitRun = hasDigitRun(message.text);
     indexed.brief = message.text.size() <= longestBrief;
     indexed.starts.assign(startsPerUnit * message.text.size(), noCandidate);

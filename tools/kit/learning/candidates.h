@@ -18,26 +18,41 @@ namespace velq::kit {
 struct FilteredText {
     bool spam = false;
     std::u16string text; // as filterText() gives it
+    double weight = 1;   // how much it counts among the others; a reading of a message has its part of the message's
+    std::uint32_t source = 0;
+    std::uint32_t cluster = 0; // of near-duplicates
 };
 
 // ---- Counting -----------------------------------------------------------------------------------------------------
 
+// Copies of one message say nothing new, so clusters of near-duplicates are counted and not messages.
 struct CandidateCounts {
-    std::uint32_t spam = 0; // messages
+    std::uint32_t spam = 0; // clusters with a spam message that holds it
     std::uint32_t ham = 0;
-    std::uint32_t shortRuns = 0; // of a digits-only sequence: messages that hold it in a run too short for a number
+    std::uint32_t clusters = 0;
+    std::uint32_t shortRuns = 0; // of a digits-only sequence: clusters that hold it in a run too short for a number
 };
 
 struct CandidateCounter {
     // Beyond this many different sequences the rarest are forgotten, so that a count may miss early sightings of a
     // sequence that was rare then.
     std::size_t tableLimit = std::size_t{1} << 22;
-    std::unordered_map<PackedToken, CandidateCounts> table;
+    struct Entry : CandidateCounts {
+        // The last cluster that was counted, plus one.
+        std::uint32_t lastSpam = 0;
+        std::uint32_t lastHam = 0;
+        std::uint32_t lastShort = 0;
+    };
+    std::unordered_map<PackedToken, Entry> table;
     std::uint32_t forgotten = 0; // the count up to which sequences were forgotten so far
 };
 
-// Each different sequence of a message counts once. Full messages only: the unread ones teach nothing.
+// Each different sequence of a cluster counts once, when the messages of a cluster come one behind the other. Full
+// messages only: the unread ones teach nothing.
 void countCandidates(CandidateCounter &counter, const FilteredText &message);
+
+// All of them, cluster by cluster.
+void countCandidates(CandidateCounter &counter, const std::vector<FilteredText> &messages);
 
 struct Candidates {
     std::vector<PackedToken> tokens; // ascending
@@ -45,10 +60,10 @@ struct Candidates {
     std::unordered_map<PackedToken, std::uint32_t> positions;
 };
 
-// The sequences seen in at least so many messages that may become tokens. A sequence of digits alone may only where it
-// is shown to be a price, a year, a short code: at least a dozen messages, and half of those that hold it, hold it in a
+// The sequences seen in at least so many clusters that may become tokens. A sequence of digits alone may only where it
+// is shown to be a price, a year, a short code: at least a dozen clusters, and half of those that hold it, hold it in a
 // run of at most six digits. Pieces of telephone numbers fail that.
-Candidates takeCandidates(const CandidateCounter &counter, std::uint32_t fewestMessages);
+Candidates takeCandidates(const CandidateCounter &counter, std::uint32_t fewestClusters);
 
 // ---- Indexed messages ---------------------------------------------------------------------------------------------
 
@@ -58,6 +73,8 @@ struct IndexedText {
     bool spam = false;
     bool digitRun = false;
     bool brief = false;
+    double weight = 1;
+    std::uint32_t message = 0; // where it stands among the messages of its group
     // For each unit of the text the candidates of length 4, 3 and 2 that begin there, or noCandidate.
     std::vector<std::uint32_t> starts;
 };
@@ -73,6 +90,7 @@ struct SegmentedText {
     bool digitRun = false; // when undecided, the engine calls it spam
     bool brief = false;    // when undecided, the engine calls it ham
     std::vector<std::uint32_t> tokens;
+    double weight = 1;
 };
 
 // The tokens that the engine would find, were those candidates its store for which `listed` is not 0.

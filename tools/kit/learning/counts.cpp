@@ -20,19 +20,20 @@ std::uint32_t rounded(double value, double least, double most)
     return static_cast<std::uint32_t>(std::clamp(std::round(value), least, std::max(least, most)));
 }
 
-TokenStats countsOf(const LearnedToken &learned)
+TokenStats countsOf(const LearnedToken &learned, const ClassSizes &sizes)
 {
-    const std::uint32_t spam = rounded(learned.spamShare * messageScale, 1, messageScale);
+    const double hamPerSpam = sizes.ham / sizes.spam;
+    const std::uint32_t spam = rounded(learned.spamShare * sizes.spam, 1, sizes.spam);
     if (learned.lean == 0) {
-        return {spam, rounded(learned.hamShare * messageScale, std::ceil(spam / mostNeutralOdds),
-                              std::floor(spam * mostNeutralOdds))};
+        return {spam, rounded(learned.hamShare * sizes.ham, std::ceil(spam * hamPerSpam / mostNeutralOdds),
+                              std::floor(spam * hamPerSpam * mostNeutralOdds))};
     }
     const double odds = std::exp(std::fabs(learned.lean));
     if (learned.lean < 0) {
-        return {spam, static_cast<std::uint32_t>(std::ceil(spam * odds))};
+        return {spam, static_cast<std::uint32_t>(std::ceil(spam * hamPerSpam * odds))};
     }
-    const std::uint32_t ham = rounded(spam / odds, 1, messageScale);
-    return {static_cast<std::uint32_t>(std::ceil(ham * odds)), ham};
+    const std::uint32_t ham = rounded(spam * hamPerSpam / odds, 1, sizes.ham);
+    return {static_cast<std::uint32_t>(std::ceil(ham * odds / hamPerSpam)), ham};
 }
 
 } // namespace
@@ -40,10 +41,30 @@ TokenStats countsOf(const LearnedToken &learned)
 Store storeOf(const Learned &learned)
 {
     Store store = emptyStore({messageScale, messageScale});
-    for (const LearnedToken &token : learned) {
-        store.tokens.emplace(unpackToken(token.token), countsOf(token));
-    }
+    addTokens(store, learned);
     return store;
+}
+
+void addTokens(Store &store, const Learned &learned)
+{
+    const ClassSizes sizes{static_cast<double>(store.spamMessages), static_cast<double>(store.hamMessages)};
+    for (const LearnedToken &token : learned) {
+        store.tokens.emplace(unpackToken(token.token), countsOf(token, sizes));
+    }
+}
+
+Learned learnedFrom(const Store &store)
+{
+    const StoreTotals totals = totalsOf(store);
+    const auto share = [](std::uint32_t count, std::uint32_t all) { return count / std::max(1.0, double{1} * all); };
+    Learned learned;
+    for (const auto &[token, counts] : store.tokens) {
+        const double probability = tokenProbability(counts, totals);
+        const double lean = probabilityCounts(probability) ? std::log(probability / (1 - probability)) : 0;
+        learned.push_back({packToken(token), lean, share(counts.spam, store.spamMessages),
+                           share(counts.ham, store.hamMessages)});
+    }
+    return learned;
 }
 
 Store emptyStore(const ClassSizes &sizes)

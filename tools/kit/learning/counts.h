@@ -14,6 +14,13 @@ namespace velq::kit {
 
 Store storeOf(const Learned &learned);
 
+// Adds tokens to a store, with counts that give them their log odds among its own message counts. Nothing else in it
+// changes.
+void addTokens(Store &store, const Learned &learned);
+
+// The tokens of a store as they stand: what counts with its log odds, the others neutral.
+Learned learnedFrom(const Store &store);
+
 // A store without tokens that records so many messages, with the prior of built stores: below the ham cut-off, so that
 // a message without evidence is ham.
 Store emptyStore(const ClassSizes &sizes);

@@ -33,12 +33,10 @@ constexpr double stepSize = 0.05;
 constexpr double lateStepSize = 0.015;
 constexpr int lateRound = 140;
 constexpr double pull = 0.05;        // towards the start, for each token
-constexpr double dropShare = 0.3;    // tokens of a message left out, by chance, in each round
+constexpr double dropShare = 0.6;    // tokens of a message left out, by chance, in each round
 constexpr double firstSteepness = 2; // of the counted share
 constexpr double lastSteepness = 8;
-constexpr double countedFrom = 2;     // log odds
-constexpr double hamLossWeight = 1.5; // blocked ham is worse than spam let through
-constexpr double unsureWeight = 0.15; // ham left undecided
+constexpr double countedFrom = 2; // log odds
 constexpr double unsureSteepness = 3;
 constexpr double unsureFrom = -0.6;     // on the log odds of the spamicity, short of the ham cut-off
 constexpr double plainCutoff = 2.2;     // log odds of the spam cut-off
@@ -116,21 +114,21 @@ struct Slopes {
 };
 
 // The slope of a message's loss over the log odds of its spamicity.
-double lossSlope(const SegmentedText &text, double score)
+double lossSlope(const SegmentedText &text, const FitCosts &costs, double score)
 {
     const double cutoff = text.digitRun ? digitRunCutoff : plainCutoff;
     if (text.spam) {
         return -sigmoid(cutoff - score);
     }
-    double slope = hamLossWeight * sigmoid(score - cutoff);
+    double slope = costs.blocked * sigmoid(score - cutoff);
     if (!text.digitRun && !text.brief) {
         const double unsure = sigmoid(unsureSteepness * (score - unsureFrom));
-        slope += unsureWeight * unsureSteepness * unsure * (1 - unsure);
+        slope += costs.unsure * unsureSteepness * unsure * (1 - unsure);
     }
     return slope;
 }
 
-Slopes slopesOf(const SegmentedText &text, double count, double spamEvidence, double hamEvidence)
+Slopes slopesOf(const SegmentedText &text, const FitCosts &costs, double count, double spamEvidence, double hamEvidence)
 {
     constexpr double tiny = 1e-9;
     constexpr double fadeIn = 3; // how fast evidence takes over from the prior as tokens count
@@ -143,15 +141,15 @@ Slopes slopesOf(const SegmentedText &text, double count, double spamEvidence, do
     const double byHamTail = normalDensity(hamTail.score) * sensitivity;
     const double bySpamTail = -normalDensity(spamTail.score) * sensitivity;
     const double shown = 1 - std::exp(-fadeIn * count);
-    const double slope = lossSlope(text, shown * evidenceScore + (1 - shown) * emptyScore);
+    const double slope = text.weight * lossSlope(text, costs, shown * evidenceScore + (1 - shown) * emptyScore);
     return {slope * (shown * (bySpamTail * spamTail.byCount + byHamTail * hamTail.byCount) +
                      fadeIn * (1 - shown) * (evidenceScore - emptyScore)),
             slope * shown * bySpamTail * spamTail.byEvidence, slope * shown * byHamTail * hamTail.byEvidence};
 }
 
 // Adds one message's part to the gradient, with a share of its tokens left out so that no message leans on few tokens.
-void addGradient(const SegmentedText &text, const std::vector<TokenTerms> &terms, SeededSequence &sequence,
-                 std::vector<std::uint32_t> &kept, std::vector<double> &gradient)
+void addGradient(const SegmentedText &text, const FitCosts &costs, const std::vector<TokenTerms> &terms,
+                 SeededSequence &sequence, std::vector<std::uint32_t> &kept, std::vector<double> &gradient)
 {
     constexpr double unit = 1.0 / 16777216;
     double count = 0;
@@ -167,7 +165,7 @@ void addGradient(const SegmentedText &text, const std::vector<TokenTerms> &terms
         spamEvidence += terms[token].spamEvidence;
         hamEvidence += terms[token].hamEvidence;
     }
-    const Slopes slopes = slopesOf(text, count, spamEvidence, hamEvidence);
+    const Slopes slopes = slopesOf(text, costs, count, spamEvidence, hamEvidence);
     for (const std::uint32_t token : kept) {
         gradient[token] += slopes.count * terms[token].shareSlope + slopes.spamEvidence * terms[token].spamSlope +
                            slopes.hamEvidence * terms[token].hamSlope;
@@ -195,13 +193,13 @@ void step(Stepper &stepper, double size, const std::vector<double> &gradient, co
         if (fixed[i] == 0) {
             const double mean = stepper.mean[i] / (1 - stepper.meanFade);
             const double root = std::sqrt(stepper.square[i] / (1 - stepper.squareFade)) + 1e-8;
-            leans[i] = std::clamp(leans[i] - size * mean / root, -greatestLean, greatestLean);
+            leans[i] = std::clamp(leans[i] - size * mean / root, -greatestHamLean, greatestSpamLean);
         }
     }
 }
 
-void fitOnce(const std::vector<SegmentedText> &texts, const std::vector<std::uint8_t> &fixed, std::uint64_t seed,
-             std::vector<double> &leans)
+void fitOnce(const std::vector<SegmentedText> &texts, const std::vector<std::uint8_t> &fixed, const FitCosts &costs,
+             std::uint64_t seed, std::vector<double> &leans)
 {
     const std::vector<double> start = leans;
     std::vector<TokenTerms> terms(leans.size());
@@ -217,7 +215,7 @@ void fitOnce(const std::vector<SegmentedText> &texts, const std::vector<std::uin
         }
         for (const SegmentedText &text : texts) {
             if (static_cast<double>(text.tokens.size()) >= fewTokens) {
-                addGradient(text, terms, sequence, kept, gradient);
+                addGradient(text, costs, terms, sequence, kept, gradient);
             }
         }
         step(stepper, round < lateRound ? stepSize : lateStepSize, gradient, fixed, leans);
@@ -226,14 +224,14 @@ void fitOnce(const std::vector<SegmentedText> &texts, const std::vector<std::uin
 
 } // namespace
 
-void fitLeans(const std::vector<SegmentedText> &texts, const std::vector<std::uint8_t> &fixed, std::uint64_t seed,
-              std::vector<double> &leans)
+void fitLeans(const std::vector<SegmentedText> &texts, const std::vector<std::uint8_t> &fixed, const FitCosts &costs,
+              std::uint64_t seed, std::vector<double> &leans)
 {
     std::vector<double> sums(leans.size(), 0);
     SeededSequence seeds(seed);
     for (int fit = 0; fit < fits; ++fit) {
         std::vector<double> fitted = leans;
-        fitOnce(texts, fixed, seeds.next(), fitted);
+        fitOnce(texts, fixed, costs, seeds.next(), fitted);
         for (std::size_t i = 0; i < leans.size(); ++i) {
             sums[i] += fitted[i];
         }

@@ -14,10 +14,15 @@ namespace velq::kit {
 // what counts.
 double leanOfWeight(double weight);
 
+struct FitCosts {
+    double blocked; // of blocked ham, when a spam message let through costs 1
+    double unsure;  // of ham left unsure
+};
+
 // Moves the tokens' log odds so that the engine's score tells the messages apart, held to where they started. Tokens
 // with `fixed` not 0 stay. Leans between -leastLean and leastLean come out as 0, the others within greatestLean.
-void fitLeans(const std::vector<SegmentedText> &texts, const std::vector<std::uint8_t> &fixed, std::uint64_t seed,
-              std::vector<double> &leans);
+void fitLeans(const std::vector<SegmentedText> &texts, const std::vector<std::uint8_t> &fixed, const FitCosts &costs,
+              std::uint64_t seed, std::vector<double> &leans);
 
 } // namespace velq::kit
 

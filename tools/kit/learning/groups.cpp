@@ -3,6 +3,7 @@
 #include "kit/learning/groups.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
 #include <utility>
 
@@ -14,50 +15,60 @@ namespace {
 
 constexpr std::size_t fewestOfGroup = 100; // of each class; a smaller group is learned along with the other
 
-// Ideographs, kana and Hangul make up a tenth of the text: names and addresses in Latin letters are common there.
-bool isWide(const std::u16string &text)
+// The script that makes up a tenth of the text: names and addresses in Latin letters are common in all.
+Script scriptOf(const std::u16string &text)
 {
     constexpr char16_t firstWide = 0x2E80;
-    const auto wide = std::count_if(text.begin(), text.end(), [](char16_t unit) { return unit >= firstWide; });
-    return static_cast<std::size_t>(wide) * 10 >= text.size() && !text.empty();
+    const auto share = [&text](auto isOf) {
+        return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), isOf)) * 10;
+    };
+    if (text.empty()) {
+        return Script::narrow;
+    }
+    if (share([](char16_t unit) { return unit >= firstWide; }) >= text.size()) {
+        return Script::wide;
+    }
+    return share([](char16_t unit) { return unit >= 0x0E00 && unit <= 0x0E7F; }) >= text.size() ? Script::thai
+                                                                                                : Script::narrow;
+}
+
+std::size_t fewerOfClass(const std::vector<LabelledText> &messages)
+{
+    const auto spam =
+        std::count_if(messages.begin(), messages.end(), [](const LabelledText &message) { return message.spam; });
+    return std::min(static_cast<std::size_t>(spam), messages.size() - static_cast<std::size_t>(spam));
 }
 
 } // namespace
 
-std::vector<std::vector<FilteredText>> groupsByScript(std::vector<FilteredText> messages)
+std::vector<ScriptGroup> groupsByScript(std::vector<LabelledText> messages)
 {
-    std::vector<FilteredText> narrow;
-    std::vector<FilteredText> wide;
-    for (const FilteredText &message : messages) {
-        (isWide(message.text) ? wide : narrow).push_back(message);
+    std::vector<ScriptGroup> groups = {{Script::narrow, {}}, {Script::wide, {}}, {Script::thai, {}}};
+    std::vector<std::pair<std::size_t, std::size_t>> places; // of each message: its group, its number there
+    for (LabelledText &message : messages) {
+        const Script script = scriptOf(filterText(message.text));
+        const std::size_t group = script == Script::narrow ? 0 : script == Script::wide ? 1 : 2;
+        places.emplace_back(group, groups[group].messages.size());
+        groups[group].messages.push_back(std::move(message));
     }
-    const ClassSizes narrowSizes = classSizes(narrow);
-    const ClassSizes wideSizes = classSizes(wide);
-    if (std::min({narrowSizes.spam, narrowSizes.ham, wideSizes.spam, wideSizes.ham}) < fewestOfGroup) {
-        return {std::move(messages)};
+    std::vector<bool> isLarge;
+    for (const ScriptGroup &group : groups) {
+        isLarge.push_back(fewerOfClass(group.messages) >= fewestOfGroup);
     }
-    return {std::move(narrow), std::move(wide)};
-}
-
-OtherGroups othersOf(const std::vector<std::vector<FilteredText>> &groups, std::size_t own, const Learned &before)
-{
-    OtherGroups others{before, {}};
-    for (std::size_t i = 0; i < groups.size(); ++i) {
-        if (i == own) {
-            continue;
-        }
-        for (const FilteredText &message : groups[i]) {
-            countCandidates(others.elsewhere, message);
-        }
+    // What is too few goes to the first large group; without any, all messages are one group.
+    const auto large = static_cast<std::size_t>(std::find(isLarge.begin(), isLarge.end(), true) - isLarge.begin());
+    const std::size_t home = large == groups.size() ? 0 : large;
+    std::vector<ScriptGroup> joined = {{Script::narrow, {}}, {Script::wide, {}}, {Script::thai, {}}};
+    for (const auto &[group, number] : places) {
+        joined[isLarge[group] ? group : home].messages.push_back(std::move(groups[group].messages[number]));
     }
-    return others;
+    std::erase_if(joined, [](const ScriptGroup &group) { return group.messages.empty(); });
+    return joined;
 }
 
 // ---- The candidates of a group ------------------------------------------------------------------------------------
 
 namespace {
-
-constexpr std::uint32_t fewestMessages = 3;
 
 bool isAscii(PackedToken token)
 {
@@ -65,23 +76,16 @@ bool isAscii(PackedToken token)
     return std::all_of(units.begin(), units.end(), [](char16_t unit) { return unit < 0x80; });
 }
 
-bool hasDigit(PackedToken token)
+bool mayTake(PackedToken token, const GroupRule &rule)
 {
-    const std::u16string units = unpackToken(token);
-    return std::any_of(units.begin(), units.end(), isDigitUnit);
-}
-
-// ASCII sequences stand in the texts of any script: names and addresses, which are the first group's alone, and
-// numbers, of which a later group takes those that the other texts hardly know.
-bool mayTake(PackedToken token, const OtherGroups &others)
-{
-    if (others.before.empty() || !isAscii(token)) {
+    if (!rule.takesAscii && isAscii(token)) {
+        return false;
+    }
+    if (rule.others == nullptr) {
         return true;
     }
-    const auto found = others.elsewhere.table.find(token);
-    const bool known =
-        found != others.elsewhere.table.end() && found->second.spam + found->second.ham >= fewestMessages;
-    return hasDigit(token) && !known;
+    const auto found = rule.others->table.find(token);
+    return found == rule.others->table.end() || found->second.clusters <= rule.mostOfOthers;
 }
 
 // The tokens of the groups before, which hold their places in these texts too.
@@ -96,38 +100,37 @@ void addLearned(Candidates &candidates, const Learned &before)
     }
 }
 
-Candidates candidatesOf(const std::vector<FilteredText> &messages, const Learned &before)
+Candidates candidatesOf(const std::vector<FilteredText> &messages, const GroupRule &rule)
 {
     CandidateCounter counter;
-    for (const FilteredText &message : messages) {
-        countCandidates(counter, message);
-    }
-    Candidates candidates = takeCandidates(counter, fewestMessages);
-    addLearned(candidates, before);
+    countCandidates(counter, messages);
+    Candidates candidates = takeCandidates(counter, rule.fewestClusters);
+    addLearned(candidates, rule.before);
     return candidates;
 }
 
 } // namespace
 
-Group makeGroup(const std::vector<FilteredText> &messages, const OtherGroups &others)
+Group makeGroup(const std::vector<FilteredText> &messages, const GroupRule &rule)
 {
     Group group;
-    group.candidates = candidatesOf(messages, others.before);
+    group.candidates = candidatesOf(messages, rule);
     const std::size_t size = group.candidates.tokens.size();
     group.fixed.assign(size, 0);
     group.taken.assign(size, 0);
     group.leans.assign(size, 0);
     for (std::size_t i = 0; i < size; ++i) {
-        group.taken[i] = mayTake(group.candidates.tokens[i], others) ? 0 : 1;
+        group.taken[i] = mayTake(group.candidates.tokens[i], rule) ? 0 : 1;
     }
-    for (const LearnedToken &learned : others.before) {
+    for (const LearnedToken &learned : rule.before) {
         const std::uint32_t position = group.candidates.positions.at(learned.token);
         group.fixed[position] = group.taken[position] = 1;
         group.leans[position] = learned.lean;
     }
-    for (const FilteredText &message : messages) {
-        if (message.text.size() > longestUnread) {
-            group.texts.push_back(indexText(group.candidates, message));
+    for (std::uint32_t message = 0; message < messages.size(); ++message) {
+        if (messages[message].text.size() > longestUnread) {
+            group.texts.push_back(indexText(group.candidates, messages[message]));
+            group.texts.back().message = message;
         }
     }
     group.sizes = classSizes(group.texts);
@@ -135,6 +138,18 @@ Group makeGroup(const std::vector<FilteredText> &messages, const OtherGroups &ot
 }
 
 // ---- Segmentation by a choice of candidates -----------------------------------------------------------------------
+
+ClassCounts countHolding(const Group &group)
+{
+    const std::size_t size = group.candidates.tokens.size();
+    ClassCounts counts{std::vector<double>(size, 0), std::vector<double>(size, 0)};
+    for (const IndexedText &text : group.texts) {
+        for (const std::uint32_t candidate : candidatesIn(text)) {
+            (text.spam ? counts.spam : counts.ham)[candidate] += text.weight;
+        }
+    }
+    return counts;
+}
 
 ClassCounts countSegmented(const Group &group, const std::vector<std::uint8_t> &listed)
 {
@@ -144,21 +159,38 @@ ClassCounts countSegmented(const Group &group, const std::vector<std::uint8_t> &
     for (const IndexedText &text : group.texts) {
         segmentIndexed(text, listed, tokens);
         for (const std::uint32_t token : tokens) {
-            ++(text.spam ? counts.spam : counts.ham)[token];
+            (text.spam ? counts.spam : counts.ham)[token] += text.weight;
         }
     }
     return counts;
 }
 
-Learned collect(const Group &group, const std::vector<std::uint8_t> &listed, const std::vector<double> &leans)
+SegmentedText segmentOne(const IndexedText &text, const std::vector<std::uint8_t> &listed)
+{
+    SegmentedText segmented{text.spam, text.digitRun, text.brief, {}, text.weight};
+    segmentIndexed(text, listed, segmented.tokens);
+    return segmented;
+}
+
+std::vector<SegmentedText> segmentAll(const std::vector<IndexedText> &texts, const std::vector<std::uint8_t> &listed)
+{
+    std::vector<SegmentedText> segmented;
+    segmented.reserve(texts.size());
+    for (const IndexedText &text : texts) {
+        segmented.push_back(segmentOne(text, listed));
+    }
+    return segmented;
+}
+
+Learned collect(const Group &group, const Choice &choice)
 {
     constexpr double unseen = 0.2; // messages added to what was seen and to what was not
     const auto share = [](double count, double all) { return (count + unseen) / (all + 2 * unseen); };
-    const ClassCounts counts = countSegmented(group, listed);
+    const ClassCounts counts = countSegmented(group, choice.listed);
     Learned learned;
-    for (std::size_t i = 0; i < listed.size(); ++i) {
-        if (listed[i] != 0 && group.fixed[i] == 0 && counts.spam[i] + counts.ham[i] > 0) {
-            learned.push_back({group.candidates.tokens[i], leans[i], share(counts.spam[i], group.sizes.spam),
+    for (std::size_t i = 0; i < choice.listed.size(); ++i) {
+        if (choice.listed[i] != 0 && group.fixed[i] == 0 && counts.spam[i] + counts.ham[i] > 0) {
+            learned.push_back({group.candidates.tokens[i], choice.leans[i], share(counts.spam[i], group.sizes.spam),
                                share(counts.ham[i], group.sizes.ham)});
         }
     }

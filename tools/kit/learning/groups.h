@@ -6,6 +6,7 @@
 #include "kit/learning/candidates.h"
 #include "kit/learning/class_sizes.h"
 #include "kit/learning/learned_token.h"
+#include "kit/messages/labelled_text.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,18 +14,30 @@
 
 namespace velq::kit {
 
-// One group, or two: first the messages in alphabets, then those of which at least a tenth is ideographs, kana or
-// Hangul. Two only when each has enough messages of both classes. The order within a group is that of `messages`.
-std::vector<std::vector<FilteredText>> groupsByScript(std::vector<FilteredText> messages);
-
-// What a group has to mind about the others.
-struct OtherGroups {
-    Learned before;             // what the groups learned earlier gave
-    CandidateCounter elsewhere; // the sequences in the messages of all other groups
+enum class Script : std::uint8_t {
+    narrow, // alphabets with blanks between words
+    thai,   // an alphabet without blanks
+    wide    // ideographs, kana, Hangul
 };
 
-// For the group at `own`, when `before` was learned from those in front of it.
-OtherGroups othersOf(const std::vector<std::vector<FilteredText>> &groups, std::size_t own, const Learned &before);
+struct ScriptGroup {
+    Script script = Script::narrow;
+    std::vector<LabelledText> messages;
+};
+
+// Up to three groups, narrow, wide, Thai: a message is wide or Thai when at least a tenth of it is. A script of too few
+// messages of a class is learned along with the first. The order within a group is that of `messages`.
+std::vector<ScriptGroup> groupsByScript(std::vector<LabelledText> messages);
+
+// What a group has to mind when it takes tokens.
+struct GroupRule {
+    Learned before;                  // tokens that stand already: what the groups learned earlier gave
+    bool takesAscii = true;          // else sequences of ASCII alone are left to the texts of another script
+    std::uint32_t fewestClusters = 5; // that a token stands in
+    // Sequences of texts that are rated well as it is; those that stand in too many of them are left alone. Or null.
+    const CandidateCounter *others = nullptr;
+    std::uint32_t mostOfOthers = 0; // clusters
+};
 
 // A group being learned. The vectors have one member for each candidate.
 struct Group {
@@ -37,7 +50,7 @@ struct Group {
 };
 
 // Messages that are too short to be read are left out.
-Group makeGroup(const std::vector<FilteredText> &messages, const OtherGroups &others);
+Group makeGroup(const std::vector<FilteredText> &messages, const GroupRule &rule);
 
 // A number for each candidate and class.
 struct ClassCounts {
@@ -45,11 +58,28 @@ struct ClassCounts {
     std::vector<double> ham;
 };
 
-// In how many texts of each class segmentation finds each candidate, were those a store for which `listed` is not 0.
+// The weight of the texts of each class that hold each candidate, wherever it stands.
+ClassCounts countHolding(const Group &group);
+
+// In how many texts of each class, by their weights, segmentation finds each candidate, were those a store for which
+// `listed` is not 0.
 ClassCounts countSegmented(const Group &group, const std::vector<std::uint8_t> &listed);
 
+// A choice of tokens. The vectors have one member for each candidate.
+struct Choice {
+    std::vector<std::uint8_t> listed;  // the tokens of the groups before, of this group, and the fillers
+    std::vector<std::uint8_t> fillers; // tokens that only fill: they stay neutral
+    std::vector<double> leans;         // log odds
+};
+
+// A text by what segmentation finds in it, were the listed candidates the store.
+SegmentedText segmentOne(const IndexedText &text, const std::vector<std::uint8_t> &listed);
+
+// The texts by what segmentation finds in them, were the listed candidates the store.
+std::vector<SegmentedText> segmentAll(const std::vector<IndexedText> &texts, const std::vector<std::uint8_t> &listed);
+
 // What the group gives: the listed candidates that segmentation finds at all, with their leans; without the fixed ones.
-Learned collect(const Group &group, const std::vector<std::uint8_t> &listed, const std::vector<double> &leans);
+Learned collect(const Group &group, const Choice &choice);
 
 } // namespace velq::kit
 

@@ -10,8 +10,9 @@ namespace velq::kit {
 
 // A probability of 0.886 in log odds: the first that counts, with a margin for the rounding to counts.
 inline constexpr double leastLean = 2.05;
-// The log odds of 73 counts against 1.
-inline constexpr double greatestLean = 4.3;
+// No single token decides for spam: it takes the agreement of several.
+inline constexpr double greatestSpamLean = 2.15;
+inline constexpr double greatestHamLean = 5;
 
 // A token, the log odds it should have (0: it only fills), and the shares of the messages of each class of its group
 // that segmentation finds it in, which are never quite 0.

@@ -51,9 +51,10 @@ Store buildPlainStore(const MessageSource &messages, const BuildProgress &progre
     BuildSteps steps{progress, plainRounds + 1};
     ClassSizes sizes;
     CandidateCounter counter;
+    std::uint32_t number = 0; // each message counts for itself
     messages([&](const LabelledText &message) {
         ++(message.spam ? sizes.spam : sizes.ham);
-        countCandidates(counter, {message.spam, filterText(message.text)});
+        countCandidates(counter, {message.spam, filterText(message.text), 1, 0, number++});
     });
     oneStep(steps);
     Store store = emptyStore(sizes);

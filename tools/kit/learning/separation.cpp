@@ -28,7 +28,7 @@ void separateOne(const SegmentedText &text, double &multiplier, std::vector<doub
         sum += weights[token];
     }
     const double value = sum * scale - (text.digitRun ? digitRunThreshold : plainThreshold);
-    const double slack = 0.5 / (separationPenalty * (text.spam ? spamWeight : 1));
+    const double slack = 0.5 / (separationPenalty * text.weight * (text.spam ? spamWeight : 1));
     const double gradient = side * value - 1 + slack * multiplier;
     const double moved = std::max(0.0, multiplier - gradient / (1 + slack));
     const double step = (moved - multiplier) * side * scale;

@@ -1,17 +1,22 @@
-// Learns the groups of messages one after the other. The recipes are tried against each other inside each group's
-// messages, and what the best one gives is written down as counts.
+// Learns the groups of messages one after the other, each by the recipe of its script, and writes down what they give
+// as counts.
 #include "kit/learning/store_builder.h"
 
+#include "kit/learning/balance.h"
 #include "kit/learning/counts.h"
+#include "kit/learning/crops.h"
+#include "kit/learning/elimination.h"
+#include "kit/learning/fit.h"
 #include "kit/learning/groups.h"
+#include "kit/learning/languages.h"
+#include "kit/learning/readings.h"
 #include "kit/learning/votes.h"
-#include "kit/learning/weights.h"
-#include "kit/messages/sampling.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -19,108 +24,117 @@ namespace velq::kit {
 
 namespace {
 
+// A new token stands in one of so many messages of the languages that a store knows at most.
+constexpr std::size_t knownPerToken = 2000;
+
+// What the recipes go by in the messages of one script.
 struct Recipe {
-    bool byWeights;
-    double spamStrictness; // of votes
+    BalanceRule balance;
+    bool votes; // else elimination
+    bool crops;
+    VoteRule voteRule;
+    EliminationRule eliminationRule;
 };
 
-constexpr std::array<Recipe, 3> recipes{{{false, 3.4}, {false, 2.6}, {true, 0}}};
-constexpr std::size_t innerFolds = 3;
-constexpr std::size_t fewestOfClass = 30; // below, the usual recipe for few messages is taken untried
-
-Learned learn(const std::vector<FilteredText> &messages, const OtherGroups &others, const Recipe &recipe,
-              std::uint64_t seed)
+Recipe recipeOf(Script script)
 {
-    const Group group = makeGroup(messages, others);
-    Learned learned =
-        recipe.byWeights ? learnByWeights(group, seed) : learnByVotes(group, messages, recipe.spamStrictness);
-    learned.insert(learned.begin(), others.before.begin(), others.before.end());
+    constexpr double hamShare = 0.62;
+    const Recipe narrow = {{0.85, hamShare}, true, true, {2.6, 2.0, 100}, {}};
+    const Recipe wide = {{0.7, hamShare}, false, false, {}, {40000, 8000, 14000}};
+    const Recipe thai = {{0.7, hamShare}, false, false, {}, {40000, 4000, 14000}};
+    return script == Script::narrow ? narrow : script == Script::wide ? wide : thai;
+}
+
+// What the groups of a build have in common.
+struct Surroundings {
+    Learned before; // tokens that stand
+    bool takesAscii = true;
+    const CandidateCounter *others = nullptr;
+    std::uint32_t mostOfOthers = 0;
+};
+
+Learned learn(ScriptGroup &&scriptGroup, const Surroundings &around, const BuildRules &rules, std::uint64_t seed)
+{
+    Recipe recipe = recipeOf(scriptGroup.script);
+    recipe.balance.firstLight = rules.firstWritten;
+    recipe.balance.lightWeight = rules.writtenWeight;
+    const bool narrow = scriptGroup.script == Script::narrow;
+    std::vector<FilteredText> messages = readingsOf(scriptGroup.messages, rules.readings);
+    scriptGroup.messages.clear();
+    balance(messages, recipe.balance, narrow ? languagesOf(messages) : std::map<std::uint32_t, std::uint32_t>());
+    const Group group = makeGroup(messages, {around.before, narrow && around.takesAscii, rules.fewestClusters,
+                                             around.others, around.mostOfOthers});
+    Choice choice = recipe.votes ? chooseByVotes(group, messages, recipe.voteRule)
+                                 : chooseByElimination(group, recipe.eliminationRule, seed);
+    std::vector<SegmentedText> texts = segmentAll(group.texts, choice.listed);
+    if (recipe.crops) {
+        forEachCrop(messages, seed, [&](const FilteredText &crop) {
+            texts.push_back(segmentOne(indexText(group.candidates, crop), choice.listed));
+        });
+    }
+    std::vector<std::uint8_t> held = group.fixed;
+    for (std::size_t i = 0; i < held.size(); ++i) {
+        held[i] |= choice.fillers[i];
+    }
+    const FitCosts costs = {rules.blockedCost, rules.unsureCost};
+    fitLeans(texts, held, costs, seed, choice.leans);
+    return collect(group, choice);
+}
+
+// What all groups give beside the tokens that stand.
+Learned learnAll(const TrainingSet &training, Surroundings around, const BuildRules &rules,
+                 const BuildProgress &progress)
+{
+    std::vector<ScriptGroup> groups = groupsByScript(training.messages());
+    BuildSteps steps{progress, groups.size()};
+    Learned learned;
+    for (ScriptGroup &group : groups) {
+        const Learned further = learn(std::move(group), around, rules, training.seed());
+        learned.insert(learned.end(), further.begin(), further.end());
+        around.before.insert(around.before.end(), further.begin(), further.end());
+        oneStep(steps);
+    }
     return learned;
 }
 
-// What the verdicts cost: blocked ham counts twice, an undecided message a little.
-double costOf(const Store &store, const std::vector<FilteredText> &messages)
+bool hasBothClasses(const TrainingSet &training)
 {
-    const StoreIndex index = indexStore(store);
-    double cost = 0;
-    for (const FilteredText &message : messages) {
-        const Rating rating = rateFiltered(index, message.text).rating;
-        if ((rating == Rating::spam) != message.spam) {
-            cost += message.spam ? 1 : 2;
-        }
-        cost += rating == Rating::unsure ? 0.1 : 0;
-    }
-    return cost;
+    return training.added(true) > 0 && training.added(false) > 0;
 }
 
-// Spam and ham are drawn apart.
-std::vector<std::uint32_t> strataOf(const std::vector<FilteredText> &messages)
+bool isAsciiToken(std::u16string_view token)
 {
-    std::vector<std::uint32_t> strata;
-    strata.reserve(messages.size());
-    for (const FilteredText &message : messages) {
-        strata.push_back(message.spam ? 1 : 0);
-    }
-    return strata;
-}
-
-std::vector<FilteredText> pick(const std::vector<FilteredText> &messages, const std::vector<std::size_t> &indices)
-{
-    std::vector<FilteredText> picked;
-    picked.reserve(indices.size());
-    for (const std::size_t i : indices) {
-        picked.push_back(messages[i]);
-    }
-    return picked;
-}
-
-Recipe chooseRecipe(const std::vector<FilteredText> &messages, const OtherGroups &others, std::uint64_t seed,
-                    BuildSteps &steps)
-{
-    const ClassSizes sizes = classSizes(messages);
-    if (std::min(sizes.spam, sizes.ham) < fewestOfClass) {
-        steps.done += innerFolds * recipes.size();
-        return recipes.front();
-    }
-    std::array<double, recipes.size()> costs{};
-    for (const Split &split : stratifiedFolds(strataOf(messages), innerFolds, seed)) {
-        const std::vector<FilteredText> training = pick(messages, split.training);
-        const std::vector<FilteredText> test = pick(messages, split.test);
-        for (std::size_t i = 0; i < recipes.size(); ++i) {
-            costs[i] += costOf(storeOf(learn(training, others, recipes[i], seed)), test);
-            oneStep(steps);
-        }
-    }
-    const auto best = std::min_element(costs.begin(), costs.end());
-    return recipes[static_cast<std::size_t>(best - costs.begin())];
-}
-
-std::vector<FilteredText> filtered(const TrainingSet &training)
-{
-    std::vector<FilteredText> messages;
-    for (const LabelledText &message : training.messages()) {
-        messages.push_back({message.spam, filterText(message.text)});
-    }
-    return messages;
+    return std::all_of(token.begin(), token.end(), [](char16_t unit) { return unit < 0x80; });
 }
 
 } // namespace
 
-Store buildStore(const TrainingSet &training, const BuildProgress &progress)
+Store buildStore(const TrainingSet &training, const BuildRules &rules, const BuildProgress &progress)
 {
-    if (training.added(true) == 0 || training.added(false) == 0) {
+    if (!hasBothClasses(training)) {
         return emptyStore({static_cast<double>(training.added(true)), static_cast<double>(training.added(false))});
     }
-    const std::vector<std::vector<FilteredText>> groups = groupsByScript(filtered(training));
-    BuildSteps steps{progress, groups.size() * (innerFolds * recipes.size() + 1)};
-    Learned learned;
-    for (std::size_t i = 0; i < groups.size(); ++i) {
-        const OtherGroups others = othersOf(groups, i, learned);
-        const Recipe recipe = chooseRecipe(groups[i], others, training.seed(), steps);
-        learned = learn(groups[i], others, recipe, training.seed());
-        oneStep(steps);
+    return storeOf(learnAll(training, {}, rules, progress));
+}
+
+Store buildOnto(const StoreInUse &inUse, const TrainingSet &training, const BuildRules &rules,
+                const BuildProgress &progress)
+{
+    Store store = inUse.store;
+    if (!hasBothClasses(training) || store.spamMessages == 0 || store.hamMessages == 0) {
+        return store;
     }
-    return storeOf(learned);
+    const std::vector<FilteredText> known = readingsOf(inUse.known, rules.readings);
+    CandidateCounter others;
+    countCandidates(others, known);
+    Surroundings around;
+    around.before = learnedFrom(store);
+    around.takesAscii = !known.empty() || std::none_of(store.tokens.begin(), store.tokens.end(),
+                                                       [](const auto &entry) { return isAsciiToken(entry.first); });
+    around.others = &others;
+    around.mostOfOthers = static_cast<std::uint32_t>(inUse.known.size() / knownPerToken);
+    addTokens(store, learnAll(training, std::move(around), rules, progress));
+    return store;
 }
 
 } // namespace velq::kit

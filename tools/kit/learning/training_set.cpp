@@ -1,53 +1,55 @@
-// Each class has a reservoir of the whole sample's size, since its share is known only at the end. Then the reservoir's
-// first places give the class as much as its share asks for.
+// Each class of each source has a reservoir of its own.
 #include "kit/learning/training_set.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 namespace velq::kit {
 
-void TrainingSet::add(bool spam, std::u16string_view text)
+void TrainingSet::add(bool spam, std::u16string_view text, std::uint32_t source)
 {
     const std::uint64_t position = added();
-    const std::size_t place = reservoir_.place(spam ? 1 : 0);
+    ++added_[spam ? 1 : 0];
+    const std::uint32_t stratum = 2 * source + (spam ? 1 : 0);
+    const std::size_t place = reservoir_.place(stratum);
     if (place == Reservoir::notKept) {
         return;
     }
-    std::vector<Kept> &kept = kept_[spam ? 1 : 0];
+    kept_.resize(std::max(kept_.size(), std::size_t{stratum} + 1));
+    std::vector<Kept> &kept = kept_[stratum];
     kept.resize(std::max(kept.size(), place + 1));
     kept[place] = {position, std::u16string(text)};
 }
 
-// How many of a class are learned from.
-std::size_t TrainingSet::wanted(bool spam) const
-{
-    const std::size_t held = kept_[spam ? 1 : 0].size();
-    if (added() <= sample_) {
-        return held;
-    }
-    const auto share = static_cast<double>(added(spam)) / static_cast<double>(added());
-    const auto rounded = static_cast<std::size_t>(std::llround(share * static_cast<double>(sample_)));
-    return std::min(held, std::max<std::size_t>(rounded, 1));
-}
-
 std::vector<LabelledText> TrainingSet::messages() const
 {
-    std::vector<std::pair<bool, const Kept *>> chosen;
-    for (const bool spam : {false, true}) {
-        for (std::size_t i = 0; i < wanted(spam); ++i) {
-            chosen.emplace_back(spam, &kept_[spam ? 1 : 0][i]);
+    struct Chosen {
+        std::uint32_t stratum;
+        const Kept *kept;
+    };
+    std::vector<Chosen> chosen;
+    for (std::uint32_t stratum = 0; stratum < kept_.size(); ++stratum) {
+        for (const Kept &kept : kept_[stratum]) {
+            chosen.push_back({stratum, &kept});
         }
     }
     std::sort(chosen.begin(), chosen.end(),
-              [](const auto &a, const auto &b) { return a.second->position < b.second->position; });
+              [](const Chosen &a, const Chosen &b) { return a.kept->position < b.kept->position; });
     std::vector<LabelledText> messages;
     messages.reserve(chosen.size());
-    for (const auto &[spam, kept] : chosen) {
-        messages.push_back({spam, kept->text});
+    for (const Chosen &one : chosen) {
+        messages.push_back({one.stratum % 2 == 1, one.kept->text, one.stratum / 2});
     }
     return messages;
+}
+
+std::size_t TrainingSet::size() const
+{
+    std::size_t size = 0;
+    for (const std::vector<Kept> &kept : kept_) {
+        size += kept.size();
+    }
+    return size;
 }
 
 } // namespace velq::kit

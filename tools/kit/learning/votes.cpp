@@ -1,6 +1,7 @@
 // Votes: first by the surroundings in which a sequence stands, then by what segmentation leaves of it.
 #include "kit/learning/votes.h"
 
+#include "kit/learning/fillers.h"
 #include "kit/messages/sampling.h"
 
 #include <algorithm>
@@ -26,7 +27,6 @@ double cautiousLean(double spam, double ham, const ClassSizes &sizes)
 
 namespace {
 
-constexpr double hamStrictness = 2.5;
 constexpr double hamSlope = 0.3;
 // Of every spam token: a probability of 0.894. One token alone is short of the spam cut-off, two reach it, and the
 // weight outlasts a good deal of other traffic, which adds to the spam message count but not to this token's.
@@ -34,83 +34,100 @@ constexpr double spamVote = 2.13;
 constexpr double fewestSpamPlaces = 6; // different surroundings
 constexpr double fewestHamPlaces = 5;
 constexpr double fewestSegmented = 2;
-constexpr double neutralLean = 0.5;
-constexpr std::size_t mostFillers = 50;
 constexpr int voteRounds = 4;
 
 // In how many different surroundings, up to three units on either side, each candidate stands in each class. Copies of
 // one message count once that way, which the number of messages would take for broad evidence.
-ClassCounts countPlaces(const Group &group, const std::vector<FilteredText> &messages)
+struct PlaceCounts {
+    ClassCounts weighed;         // each place by the weight of its heaviest message
+    std::vector<double> numbers; // of places, of both classes
+};
+
+struct Place {
+    std::uint32_t candidate;
+    float weight;
+    std::uint64_t surroundings; // mixed with the class
+};
+
+std::uint64_t surroundingsOf(std::u16string_view text, std::size_t at, std::size_t length, bool spam)
 {
-    using Place = std::tuple<std::uint32_t, bool, std::uint64_t>;
     constexpr std::size_t reach = 3;
-    constexpr std::size_t unitsPerPart = 3;
-    std::vector<Place> places;
-    for (const FilteredText &message : messages) {
-        const std::u16string_view text = message.text;
-        for (std::size_t at = 0; at < text.size() && text.size() > longestUnread; ++at) {
-            for (std::size_t length = shortestToken; length <= longestToken && at + length <= text.size(); ++length) {
-                const auto found = group.candidates.positions.find(packToken(text.substr(at, length)));
-                if (found == group.candidates.positions.end()) {
-                    continue;
-                }
-                const std::size_t begin = at < reach ? 0 : at - reach;
-                const PackedToken left = packToken(text.substr(begin, at - begin));
-                const PackedToken right = packToken(text.substr(at + length, unitsPerPart));
-                // Mixed, not joined: 96 bits of surroundings do not fit. A collision costs one count.
-                places.emplace_back(found->second, message.spam, SeededSequence(left * 31 + right).next() ^ left);
-            }
+    const std::size_t begin = at < reach ? 0 : at - reach;
+    const PackedToken left = packToken(text.substr(begin, at - begin));
+    const PackedToken right = packToken(text.substr(at + length, reach));
+    // Mixed, not joined: 96 bits of surroundings do not fit. A collision costs one count.
+    const std::uint64_t mixed = SeededSequence(left * 31 + right).next() ^ left;
+    return (mixed << 1) | (spam ? 1 : 0);
+}
+
+// The places of the candidates from `first` up to `last`.
+void addPlaces(const IndexedText &indexed, std::u16string_view text, std::uint32_t first, std::uint32_t last,
+               std::vector<Place> &places)
+{
+    constexpr std::size_t lengths = longestToken - shortestToken + 1;
+    for (std::size_t i = 0; i < indexed.starts.size(); ++i) {
+        const std::uint32_t candidate = indexed.starts[i];
+        if (candidate >= first && candidate < last) {
+            places.push_back({candidate, static_cast<float>(indexed.weight),
+                              surroundingsOf(text, i / lengths, longestToken - i % lengths, indexed.spam)});
         }
     }
-    std::sort(places.begin(), places.end());
-    places.erase(std::unique(places.begin(), places.end()), places.end());
-    const std::size_t size = group.candidates.tokens.size();
-    ClassCounts counts{std::vector<double>(size, 0), std::vector<double>(size, 0)};
-    for (const auto &[candidate, spam, surroundings] : places) {
-        ++(spam ? counts.spam : counts.ham)[candidate];
+}
+
+void countPlacesOf(std::vector<Place> &places, PlaceCounts &counts)
+{
+    std::sort(places.begin(), places.end(), [](const Place &a, const Place &b) {
+        return std::tie(a.candidate, a.surroundings, b.weight) < std::tie(b.candidate, b.surroundings, a.weight);
+    });
+    const auto samePlace = [](const Place &a, const Place &b) {
+        return a.candidate == b.candidate && a.surroundings == b.surroundings;
+    };
+    places.erase(std::unique(places.begin(), places.end(), samePlace), places.end());
+    for (const Place &place : places) {
+        const bool spam = place.surroundings % 2 == 1;
+        (spam ? counts.weighed.spam : counts.weighed.ham)[place.candidate] += static_cast<double>(place.weight);
+        ++counts.numbers[place.candidate];
     }
+}
+
+// In several rounds, each over some of the candidates, so that not all places are held at once.
+PlaceCounts countPlaces(const Group &group, const std::vector<FilteredText> &messages)
+{
+    constexpr std::size_t rounds = 4;
+    const std::size_t size = group.candidates.tokens.size();
+    PlaceCounts counts{{std::vector<double>(size, 0), std::vector<double>(size, 0)}, std::vector<double>(size, 0)};
+    std::vector<Place> places;
+    for (std::size_t round = 0; round < rounds; ++round) {
+        places.clear();
+        const auto first = static_cast<std::uint32_t>(size * round / rounds);
+        const auto last = static_cast<std::uint32_t>(size * (round + 1) / rounds);
+        for (const IndexedText &indexed : group.texts) {
+            addPlaces(indexed, messages[indexed.message].text, first, last, places);
+        }
+        countPlacesOf(places, counts);
+    }
+    const ClassCounts messagesHolding = countHolding(group);
     for (std::size_t i = 0; i < size; ++i) {
-        counts.spam[i] = std::min(counts.spam[i], static_cast<double>(group.candidates.counts[i].spam));
-        counts.ham[i] = std::min(counts.ham[i], static_cast<double>(group.candidates.counts[i].ham));
+        counts.weighed.spam[i] = std::min(counts.weighed.spam[i], messagesHolding.spam[i]);
+        counts.weighed.ham[i] = std::min(counts.weighed.ham[i], messagesHolding.ham[i]);
     }
     return counts;
 }
 
-// The most frequent pairs without a lean: with them few ham messages stay below the three tokens that the classifier
-// asks for. Few of them, since each takes up text that a voting token might begin in.
-void addFillers(const Group &group, const std::vector<double> &leans, std::vector<std::uint8_t> &listed)
-{
-    std::vector<std::pair<std::uint32_t, std::size_t>> pairs;
-    for (std::size_t i = 0; i < listed.size(); ++i) {
-        const bool isPair = group.candidates.tokens[i] >> 32 == 0;
-        if (isPair && listed[i] == 0 && group.taken[i] == 0 && std::fabs(leans[i]) < neutralLean) {
-            pairs.emplace_back(group.candidates.counts[i].spam + group.candidates.counts[i].ham, i);
-        }
-    }
-    std::sort(pairs.begin(), pairs.end(), [](const auto &a, const auto &b) {
-        return a.first != b.first ? a.first > b.first : a.second < b.second;
-    });
-    pairs.resize(std::min(pairs.size(), mostFillers));
-    for (const auto &[messages, candidate] : pairs) {
-        listed[candidate] = 1;
-    }
-}
-
 } // namespace
 
-Learned learnByVotes(const Group &group, const std::vector<FilteredText> &messages, double spamStrictness)
+Choice chooseByVotes(const Group &group, const std::vector<FilteredText> &messages, const VoteRule &rule)
 {
     const auto votes = [&](double lean, double count, double fewestSpam, double fewestHam) {
-        return (lean >= spamStrictness && count >= fewestSpam) || (lean <= -hamStrictness && count >= fewestHam);
+        return (lean >= rule.spamStrictness && count >= fewestSpam) || (lean <= -rule.hamStrictness && count >= fewestHam);
     };
     const std::size_t size = group.candidates.tokens.size();
-    const ClassCounts places = countPlaces(group, messages);
+    const PlaceCounts places = countPlaces(group, messages);
     std::vector<double> placeLeans(size);
     std::vector<std::uint8_t> listed = group.fixed;
     for (std::size_t i = 0; i < size; ++i) {
-        placeLeans[i] = cautiousLean(places.spam[i], places.ham[i], group.sizes);
-        if (group.taken[i] == 0 &&
-            votes(placeLeans[i], places.spam[i] + places.ham[i], fewestSpamPlaces, fewestHamPlaces)) {
+        placeLeans[i] = cautiousLean(places.weighed.spam[i], places.weighed.ham[i], group.sizes);
+        if (group.taken[i] == 0 && votes(placeLeans[i], places.numbers[i], fewestSpamPlaces, fewestHamPlaces)) {
             listed[i] = 1;
         }
     }
@@ -126,11 +143,15 @@ Learned learnByVotes(const Group &group, const std::vector<FilteredText> &messag
         }
     }
     for (std::size_t i = 0; i < size; ++i) {
-        const double hamLean = leastLean + hamSlope * (-leans[i] - hamStrictness);
-        leans[i] = listed[i] == 0 ? 0 : leans[i] > 0 ? spamVote : -std::min(greatestLean, hamLean);
+        const double hamLean = leastLean + hamSlope * (-leans[i] - rule.hamStrictness);
+        const double voted = leans[i] > 0 ? spamVote : -std::min(greatestHamLean, std::max(leastLean, hamLean));
+        leans[i] = group.fixed[i] != 0 ? group.leans[i] : listed[i] == 0 ? 0 : voted;
     }
-    addFillers(group, placeLeans, listed);
-    return collect(group, listed, leans);
+    std::vector<std::uint8_t> fillers = neutralPairs(group, listed, placeLeans, rule.fillers);
+    for (std::size_t i = 0; i < size; ++i) {
+        listed[i] |= fillers[i];
+    }
+    return {std::move(listed), std::move(fillers), std::move(leans)};
 }
 
 } // namespace velq::kit

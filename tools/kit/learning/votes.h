@@ -6,6 +6,7 @@
 
 #include "kit/learning/groups.h"
 
+#include <cstddef>
 #include <vector>
 
 namespace velq::kit {
@@ -14,9 +15,14 @@ namespace velq::kit {
 // messages of that class are known.
 double cautiousLean(double spam, double ham, const ClassSizes &sizes);
 
-// Tokens of `group`, which was made of `messages`. A sequence votes for spam when its lean is at least `spamStrictness`
-// log odds.
-Learned learnByVotes(const Group &group, const std::vector<FilteredText> &messages, double spamStrictness);
+struct VoteRule {
+    double spamStrictness; // the log odds from which on a sequence votes for spam
+    double hamStrictness;
+    std::size_t fillers; // at most
+};
+
+// Tokens of `group`, which was made of `messages`.
+Choice chooseByVotes(const Group &group, const std::vector<FilteredText> &messages, const VoteRule &rule);
 
 } // namespace velq::kit
 

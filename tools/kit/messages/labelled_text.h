@@ -2,6 +2,7 @@
 #ifndef VELQ_KIT_MESSAGES_LABELLED_TEXT_H
 #define VELQ_KIT_MESSAGES_LABELLED_TEXT_H
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -9,7 +10,8 @@ namespace velq::kit {
 
 struct LabelledText {
     bool spam = false;
-    std::u16string text; // as the engine would get it, not filtered
+    std::u16string text;      // as the engine would get it, not filtered
+    std::uint32_t source = 0; // where it comes from; messages of one source resemble each other
 };
 
 using MessageTaker = std::function<void(const LabelledText &message)>;

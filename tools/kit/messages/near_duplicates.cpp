@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <numeric>
 #include <string>
-#include <unordered_map>
+#include <vector>
 
 namespace velq::kit {
 
@@ -99,12 +99,61 @@ class DisjointSets {
     std::vector<std::uint32_t> parent_;
 };
 
+// Runs that more than one text holds, each with its first few texts. Most runs stand in one text alone, and a flat list
+// of the rest is a fraction of a table of all.
+class SharedRuns {
+  public:
+    explicit SharedRuns(const std::vector<std::u16string_view> &texts)
+    {
+        std::vector<Holder> all;
+        for (std::uint32_t text = 0; text < texts.size(); ++text) {
+            for (const std::uint64_t run : runsOf(texts[text])) {
+                all.push_back({run, text});
+            }
+        }
+        std::sort(all.begin(), all.end(), [](const Holder &a, const Holder &b) {
+            return a.run != b.run ? a.run < b.run : a.text < b.text;
+        });
+        auto kept = all.begin();
+        for (auto begin = all.begin(); begin != all.end();) {
+            const auto end = std::find_if(begin, all.end(), [&](const Holder &one) { return one.run != begin->run; });
+            const auto size = static_cast<std::size_t>(end - begin);
+            if (size > 1) {
+                const auto first = begin;
+                kept = std::copy_n(first, std::min(size, mostHolders), kept);
+            }
+            begin = end;
+        }
+        all.erase(kept, all.end());
+        holders_.assign(all.begin(), all.end());
+    }
+
+    // Calls `take` with each text before `text` that is known to hold the run.
+    template <typename Take>
+    void forEachHolder(std::uint64_t run, std::uint32_t text, const Take &take) const
+    {
+        auto holder = std::lower_bound(holders_.begin(), holders_.end(), run,
+                                       [](const Holder &one, std::uint64_t value) { return one.run < value; });
+        for (; holder != holders_.end() && holder->run == run && holder->text < text; ++holder) {
+            take(holder->text);
+        }
+    }
+
+  private:
+    struct Holder {
+        std::uint64_t run;
+        std::uint32_t text;
+    };
+
+    std::vector<Holder> holders_; // by run, then by text
+};
+
 } // namespace
 
 std::vector<std::uint32_t> clusterNearDuplicates(const std::vector<std::u16string_view> &texts)
 {
     DisjointSets sets(texts.size());
-    std::unordered_map<std::uint64_t, std::vector<std::uint32_t>> holders; // of each run, the first few texts
+    const SharedRuns sharedRuns(texts);
     std::vector<std::size_t> runCounts;
     std::vector<std::size_t> shared(texts.size()); // with the text at hand; zero between texts
     std::vector<std::uint32_t> met;
@@ -112,15 +161,11 @@ std::vector<std::uint32_t> clusterNearDuplicates(const std::vector<std::u16strin
         const std::vector<std::uint64_t> runs = runsOf(texts[text]);
         met.clear();
         for (const std::uint64_t run : runs) {
-            std::vector<std::uint32_t> &known = holders[run];
-            for (const std::uint32_t other : known) {
+            sharedRuns.forEachHolder(run, text, [&](std::uint32_t other) {
                 if (shared[other]++ == 0) {
                     met.push_back(other);
                 }
-            }
-            if (known.size() < mostHolders) {
-                known.push_back(text);
-            }
+            });
         }
         for (const std::uint32_t other : met) {
             if (2 * shared[other] >= std::min(runs.size(), runCounts[other])) {

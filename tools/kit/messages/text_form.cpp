@@ -21,4 +21,9 @@ std::u16string utf16InForm(TextForm form, std::string_view text)
     return utf16FromWide(inForm(form, wideFromUtf8(text).value_or(WideText())));
 }
 
+std::u16string utf16InForm(TextForm form, std::u16string_view text)
+{
+    return utf16FromWide(inForm(form, wideFromUtf16(text)));
+}
+
 } // namespace velq::kit

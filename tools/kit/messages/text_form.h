@@ -18,6 +18,7 @@ WideText inForm(TextForm form, const WideText &text);
 
 // The same for UTF-8; text that is not UTF-8 is read as empty.
 std::u16string utf16InForm(TextForm form, std::string_view text);
+std::u16string utf16InForm(TextForm form, std::u16string_view text);
 
 } // namespace velq::kit
 
