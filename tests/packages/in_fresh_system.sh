@@ -73,6 +73,10 @@ serves() {
   done
   kill "$service" && wait "$service" && grep -q "^listening" listening
 }
+update_is_refused() {
+  velq update inspect /usr/share/velq/updates/1-to-2.update &&
+    ! velq update --install installation --prob /usr/share/velq/updates/1-to-2.update --prob-version 2
+}
 finds_no_search_path() { ! grep -aq "/test" /usr/bin/velq && ldconfig -p | grep -q 'libvelq\.so\.1 '; }
 same_files() { files >/test/after && diff /test/before /test/after; }
 has_documents() {
@@ -91,6 +95,7 @@ check "the command has a manual page" gzip -t /usr/share/man/man1/velq.1.gz
 check "the command lays out an installation and rates by the operator rule" command_rates
 check "the starter store knows spam" command_knows_words
 check "the service starts and ends" serves
+check "the update of older data is installed and refused where it is not needed" update_is_refused
 check "a C program builds with CMake, rates and prepares" build_with_cmake
 check "a C program builds with pkg-config, rates and prepares" build_with_pkg_config
 

@@ -133,15 +133,16 @@ TEST_F(evaluate_command, trade_off_goes_over_the_cost_of_blocked_ham)
     }
     EXPECT_NE(readFile(path("r.html")).find("Trade-off over the cost of blocked ham"), std::string::npos);
     EXPECT_NE(velq(evaluate).out.find("cost of blocked ham"), std::string::npos);
-    EXPECT_TRUE(Json::parse(velq({"evaluate", "--plain", "--folds", "2", "--json", corpus(60)}).out)["tradeOff"].empty());
+    EXPECT_TRUE(
+        Json::parse(velq({"evaluate", "--plain", "--folds", "2", "--json", corpus(60)}).out)["tradeOff"].empty());
 }
 
 TEST_F(evaluate_command, written_messages_train_and_are_not_tested)
 {
     fs::create_directory(path("written"));
     file("written/en_bank.tsv", "ham\tyour balance is {d:4} today\nspam\tyour card is locked, call {d:9}\n");
-    const CommandResult result = velq({"evaluate", "--folds", "2", "--written", path("written"), "--variants", "3",
-                                       "--json", corpus(60)});
+    const CommandResult result =
+        velq({"evaluate", "--folds", "2", "--written", path("written"), "--variants", "3", "--json", corpus(60)});
     ASSERT_EQ(result.status, 0) << result.err;
     const Json json = Json::parse(result.out);
     EXPECT_EQ(json["messages"], (Json{{"spam", 20}, {"ham", 40}}));
@@ -157,8 +158,8 @@ TEST_F(evaluate_command, texts_are_rated_raw_with_stores_of_both_forms_on_reques
         messages += "spam\tCL\u00C0IM your pr\u0456ze " + own + " now\nham\tSee you at home soon " + own + "\n";
     }
     const std::string mixed = file("mixed.tsv", messages);
-    const CommandResult result = velq({"evaluate", "--random-folds", "--folds", "2", "--rate-raw",
-                                       "--at-least-clusters=1", "--json", mixed});
+    const CommandResult result =
+        velq({"evaluate", "--random-folds", "--folds", "2", "--rate-raw", "--at-least-clusters=1", "--json", mixed});
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_NE(Json::parse(result.out)["method"].get<std::string>().find("rated as they are"), std::string::npos);
     EXPECT_GT(Json::parse(result.out)["trainingOff"]["metrics"]["accuracy"], 0.9);

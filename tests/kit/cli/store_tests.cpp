@@ -17,8 +17,8 @@ using store_inputs = Robustness;
 
 TEST_F(store_command, builds_the_same_bytes_for_the_same_seed)
 {
-    for (const std::vector<std::string> &mode : {std::vector<std::string>{"--plain"},
-                                                std::vector<std::string>{"--at-least-clusters", "1"}}) {
+    for (const std::vector<std::string> &mode :
+         {std::vector<std::string>{"--plain"}, std::vector<std::string>{"--at-least-clusters", "1"}}) {
         std::vector<std::string> built;
         for (const char *name : {"a.bin", "b.bin"}) {
             std::vector<std::string> arguments = {"store", "build", corpus(), "--seed", "5", "-o", path(name)};
@@ -77,7 +77,8 @@ TEST_F(store_command, tuned_store_of_disguised_messages_rates_them_raw_and_prepa
         const std::string own = std::to_string(i * 7919);
         messages += "spam\tCL\u00C0IM your pr\u0456ze " + own + " now\nham\tSee you at home soon " + own + "\n";
     }
-    ASSERT_EQ(velq({"store", "build", file("m.tsv", messages), "-o", path("s.bin"), "--at-least-clusters=1"}).status, 0);
+    ASSERT_EQ(velq({"store", "build", file("m.tsv", messages), "-o", path("s.bin"), "--at-least-clusters=1"}).status,
+              0);
     for (const std::string &form : {std::string("--raw"), std::string("--quiet")}) {
         const CommandResult result = velq({"evaluate", "--store", path("s.bin"), form, "--json", path("m.tsv")});
         ASSERT_EQ(result.status, 0) << result.err;
@@ -89,8 +90,7 @@ TEST_F(store_command, learns_a_further_language_on_top_of_a_store_and_writes_the
 {
     const std::string further = file("further.tsv", inventedMessages(120, 9));
     const std::string base = store("base.bin", "messages\t100\t100\ntokens\n\u4F60\u597D\t50\t1\n");
-    const std::vector<std::string> build = {"store", "build", further, "--onto", base,
-                                            "--at-least-clusters=1", "-o"};
+    const std::vector<std::string> build = {"store", "build", further, "--onto", base, "--at-least-clusters=1", "-o"};
     const auto buildTo = [&build](const std::string &name) {
         std::vector<std::string> arguments = build;
         arguments.push_back(name);
@@ -144,7 +144,8 @@ TEST_F(store_command, build_says_what_is_wrong)
     }
     expectFailure(velq({"store", "build", corpus(), "-o", path("x.update")}), badUsage, "--onto");
     expectFailure(velq({"store", "build", corpus(), "--known", corpus(), "-o", path("x")}), badUsage, "--known");
-    expectFailure(velq({"store", "build", "--plain", "--onto", path("s"), corpus(), "-o", path("x")}), badUsage, "--onto");
+    expectFailure(velq({"store", "build", "--plain", "--onto", path("s"), corpus(), "-o", path("x")}), badUsage,
+                  "--onto");
     expectFailure(velq({"store", "build", corpus(), "--onto", path("none.bin"), "-o", path("x")}), noInput, "none.bin");
     expectFailure(velq({"store"}), badUsage, "store --help");
     EXPECT_FALSE(fs::exists(path("x")));

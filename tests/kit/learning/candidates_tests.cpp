@@ -64,7 +64,8 @@ TEST(token_candidates, indexed_segmentation_equals_that_of_the_store)
 TEST(token_candidates, sequence_counts_once_in_a_message_and_unread_messages_not_at_all)
 {
     CandidateCounter counter;
-    countCandidates(counter, {{true, u"free free free", 1, 0, 0}, {false, u"free of it", 1, 0, 1}, {false, u"free", 1, 0, 2}});
+    countCandidates(counter,
+                    {{true, u"free free free", 1, 0, 0}, {false, u"free of it", 1, 0, 1}, {false, u"free", 1, 0, 2}});
     EXPECT_EQ(counter.table.at(packToken(u"free")).spam, 1U);
     EXPECT_EQ(counter.table.at(packToken(u"free")).ham, 1U);
     EXPECT_EQ(counter.table.at(packToken(u"free")).clusters, 2U);

@@ -60,7 +60,9 @@ TEST(counts, added_tokens_have_their_log_odds_among_the_stores_own_message_count
 {
     Store store = emptyStore({1000, 4000});
     store.tokens[u"old"] = {7, 9};
-    addTokens(store, {{packToken(u"spam"), 2.5, 0.1, 0.01}, {packToken(u"ham"), -2.5, 0.01, 0.1}, {packToken(u"any"), 0, 0.1, 0.1}});
+    addTokens(
+        store,
+        {{packToken(u"spam"), 2.5, 0.1, 0.01}, {packToken(u"ham"), -2.5, 0.01, 0.1}, {packToken(u"any"), 0, 0.1, 0.1}});
     EXPECT_EQ(store.tokens.at(u"old"), (TokenStats{7, 9}));
     const StoreTotals totals = totalsOf(store);
     const auto lean = [&](std::u16string_view token) {

@@ -44,7 +44,8 @@ inline std::u16string noise(std::size_t length, char16_t first, std::size_t rang
 inline std::u16string sentence(const Words &own, const Words &common, const std::u16string &blank,
                                SeededSequence &sequence)
 {
-    std::u16string text = (blank.empty() ? noise(24, u'\u6B00', 4000, sequence) : noise(40, u'a', 26, sequence)) + blank;
+    std::u16string text =
+        (blank.empty() ? noise(24, u'\u6B00', 4000, sequence) : noise(40, u'a', 26, sequence)) + blank;
     for (int i = 0; i < 4; ++i) {
         text += own[sequence.below(own.size())] + blank + common[sequence.below(common.size())] + blank;
     }

@@ -38,7 +38,8 @@ TEST(readings, raw_messages_stand_once_as_they_are)
 TEST(readings, disguised_copy_joins_the_cluster_of_its_original)
 {
     const std::vector<FilteredText> texts =
-        readingsOf({{true, u"claim your great prize here today"}, {true, u"Cl\u00E0im y\u00F2ur gre\u00E0t priz\u00E8 here today"}},
+        readingsOf({{true, u"claim your great prize here today"},
+                    {true, u"Cl\u00E0im y\u00F2ur gre\u00E0t priz\u00E8 here today"}},
                    Readings::preparedAndRaw);
     for (const FilteredText &text : texts) {
         EXPECT_EQ(text.cluster, 0U);

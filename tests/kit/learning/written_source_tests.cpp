@@ -23,9 +23,8 @@ TEST_F(written_source, each_language_is_a_source_of_its_own)
     const std::vector<LabelledText> texts = writtenTexts({folder, 2}, 1, 5);
     ASSERT_EQ(texts.size(), 7U);
     const auto number = [&texts](std::uint32_t source, bool spam) {
-        return std::count_if(texts.begin(), texts.end(), [&](const LabelledText &text) {
-            return text.source == source && text.spam == spam;
-        });
+        return std::count_if(texts.begin(), texts.end(),
+                             [&](const LabelledText &text) { return text.source == source && text.spam == spam; });
     };
     EXPECT_EQ(number(5, false), 3);
     EXPECT_EQ(number(5, true), 2);

@@ -40,6 +40,7 @@ void addStoreVerify(CLI::App &store, Context &context);
 void addStoreDump(CLI::App &store, Context &context);
 void addStoreLoad(CLI::App &store, Context &context);
 void addStoreDiff(CLI::App &store, Context &context);
+void addStoreStandIns(CLI::App &store, Context &context);
 
 } // namespace velq::kit
 

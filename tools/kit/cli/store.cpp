@@ -13,6 +13,7 @@ void addStoreCommands(CLI::App &root, Context &context)
     addStoreDump(*store, context);
     addStoreLoad(*store, context);
     addStoreDiff(*store, context);
+    addStoreStandIns(*store, context);
     addExamples(*store, {"velq store build en.tsv -o prob.bin", "velq store dump prob.bin -o store.txt",
                          "velq store diff old.bin new.bin -o update.db"});
 }

@@ -17,6 +17,7 @@ struct DiffOptions {
     std::string after;
     std::string output;
     std::string merged;
+    std::string standIns;
     bool exact = false;
 };
 
@@ -29,6 +30,7 @@ static Json differenceJson(const StoreDifference &difference)
     json["added"] = difference.added;
     json["changed"] = difference.changed;
     json["neutral"] = difference.neutral;
+    json["standIns"] = difference.standIns;
     json["factor"] = difference.factor;
     json["heavier"] = difference.heavier;
     json["zeroed"] = difference.zeroed;
@@ -43,7 +45,8 @@ static std::string summary(const DiffOptions &options, const StoreDifference &di
     return options.output + ": " + plural(difference.added, "row") + " added, " + std::to_string(difference.changed) +
            " changed, " +
            (options.exact ? std::to_string(difference.zeroed) + " set to 0"
-                          : std::to_string(difference.neutral) + " made neutral") +
+                          : std::to_string(difference.neutral) + " made neutral, " +
+                                std::to_string(difference.standIns) + " stand in for others") +
            "; the merged store differs from " + options.after + " in " + plural(difference.deviations.size(), "row");
 }
 
@@ -70,13 +73,18 @@ static void sayWhatToKnow(const DiffOptions &options, const StoreDifference &dif
 
 static void runDiff(const DiffOptions &options, Context &context)
 {
-    checkNotAnInput(options.output, {options.before, options.after});
-    checkNotAnInput(options.merged, {options.before, options.after});
+    checkNotAnInput(options.output, {options.before, options.after, options.standIns});
+    checkNotAnInput(options.merged, {options.before, options.after, options.standIns});
     const StoreContents before = readStore(options.before, context.in);
     const StoreContents after = readStore(options.after, context.in);
     checkKeysAreUnique(before, options.before);
     checkKeysAreUnique(after, options.after);
-    const StoreDifference difference = options.exact ? differenceOf(before, after) : additionsBetween(before, after);
+    Store standIns;
+    if (!options.standIns.empty()) {
+        standIns = modelOf(readStore(options.standIns, context.in));
+    }
+    const StoreDifference difference =
+        options.exact ? differenceOf(before, after) : additionsBetween(before, after, standIns);
     writeProbabilityUpdate(options.output, difference.rows);
     if (!options.merged.empty()) {
         writeStore(options.merged, merged(before, difference.rows), isTextFormName(options.merged));
@@ -102,10 +110,16 @@ void addStoreDiff(CLI::App &store, Context &context)
     addFileOption(*command, "--merged", options->merged,
                   "Write the store that the merge makes of OLD, too: the OLD of the next update; a name that ends in "
                   ".txt, .text or .tsv means text form");
-    command->add_flag("--exact", options->exact,
-                      "Reach the counts of NEW themselves, by sums that wrap. Dangerous: a store that has unlearned "
-                      "since OLD, or merges the file twice, gets counts near 4 billion, and a token that NEW lacks is "
-                      "left at 0, so that the first spam with it makes it a full spam token");
+    CLI::Option *standIns = addFileOption(
+        *command, "--stand-ins", options->standIns,
+        "What the tokens that NEW lacks shall carry, made by velq store stand-ins; without it they become "
+        "neutral");
+    CLI::Option *exact = command->add_flag(
+        "--exact", options->exact,
+        "Reach the counts of NEW themselves, by sums that wrap. Dangerous: a store that has unlearned "
+        "since OLD, or merges the file twice, gets counts near 4 billion, and a token that NEW lacks is "
+        "left at 0, so that the first spam with it makes it a full spam token");
+    exact->excludes(standIns);
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     addExamples(*command, {"velq store diff old.bin new.bin -o update.db", "velq store diff v1.txt v2.txt -o update.db",

@@ -160,6 +160,17 @@ static void createDataFile(const Installation &installation, std::string_view na
     }
 }
 
+// A store that is delivered with updates tells which of them it holds already.
+static void takeOverDataVersion(const Installation &installation)
+{
+    const std::int64_t version =
+        Database(installation.dataFile("prob.bin"), DatabaseMode::read).integer("PRAGMA user_version;");
+    if (version > 0) {
+        Database(installation.dataFile("ver.bin"), DatabaseMode::write)
+            .exec("UPDATE versionTable SET version = " + std::to_string(version) + " WHERE command = 0;");
+    }
+}
+
 void layOut(const Installation &installation, const fs::path &tokenStore, Journal journal)
 {
     installation.programDirectory();
@@ -184,6 +195,7 @@ void layOut(const Installation &installation, const fs::path &tokenStore, Journa
             createDataFile(installation, name, tokenStore);
             made.push_back(installation.dataFile(name));
         }
+        takeOverDataVersion(installation);
         if (journal == Journal::writeAhead) {
             Database(installation.dataFile("prob.bin"), DatabaseMode::write).setJournal(journal);
         }

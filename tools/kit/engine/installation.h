@@ -41,7 +41,8 @@ class Installation {
 // Lays out the program directory with the five data files, prob.bin as a copy of `tokenStore`, or empty without one,
 // and in the mode of `journal` whatever the store's own is. Throws Error: cannotCreate when one of the files exists
 // (nothing is changed then) or cannot be made (what was made is removed); noInput or badData when `tokenStore` is
-// missing or no token store.
+// missing or no token store. The version of the token statistics is the one that the file of `tokenStore` tells of
+// (SQLite's user_version), else that of the schema.
 void layOut(const Installation &installation, const std::filesystem::path &tokenStore,
             Journal journal = Journal::rollback);
 

@@ -24,8 +24,8 @@ struct TradeOffPoint {
 
 struct Measured {
     EvaluationResult result;
-    std::vector<std::size_t> tokens; // of each part's store
-    std::vector<CurvePoint> curve;   // empty when none was asked for
+    std::vector<std::size_t> tokens;     // of each part's store
+    std::vector<CurvePoint> curve;       // empty when none was asked for
     std::vector<TradeOffPoint> tradeOff; // the same
 };
 

@@ -155,8 +155,7 @@ EvaluationPlan makePlan(const EvaluationRequest &request, std::istream &standard
     } else {
         planFolds(plan, request);
     }
-    plan.written =
-        writtenTexts(request.written, request.seed, static_cast<std::uint32_t>(plan.corpora.size()));
+    plan.written = writtenTexts(request.written, request.seed, static_cast<std::uint32_t>(plan.corpora.size()));
     if (!plan.written.empty()) {
         plan.method += "; trained with " + std::to_string(plan.written.size()) + " written messages besides";
     }

@@ -31,7 +31,7 @@ struct EvaluationRequest {
     bool withoutCounts = false;
     bool plain = false;
     bool tradeOff = false; // measure stores of other costs of blocked ham, too
-    bool rateRaw = false; // test the texts as they are with stores made from both forms of them
+    bool rateRaw = false;  // test the texts as they are with stores made from both forms of them
     BuildRules rules;
     WrittenRequest written; // training messages of every part
     std::uint64_t seed = 1;
@@ -42,11 +42,11 @@ struct EvaluationRequest {
 struct EvaluationPlan {
     std::vector<std::string> corpora; // names of the files
     std::vector<TestMessage> messages;
-    std::vector<Split> splits;      // of the parts, by the indices of `messages`; at least one
-    std::string method;             // one sentence
-    std::string partsAre = "folds"; // what figures over the parts are over
+    std::vector<Split> splits;         // of the parts, by the indices of `messages`; at least one
+    std::string method;                // one sentence
+    std::string partsAre = "folds";    // what figures over the parts are over
     std::vector<LabelledText> written; // messages that train every part
-    std::size_t clusters = 0;       // of near-duplicates, single messages among them; 0 where they were not looked for
+    std::size_t clusters = 0; // of near-duplicates, single messages among them; 0 where they were not looked for
 };
 
 // Reads the messages; "-" is `standardInput`. Throws Error: usage for a request that cannot be met, badData when there

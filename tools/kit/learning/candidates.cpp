@@ -62,9 +62,8 @@ void forgetRare(CandidateCounter &counter)
 {
     while (counter.table.size() > counter.tableLimit / 2) {
         ++counter.forgotten;
-        std::erase_if(counter.table, [&counter](const auto &entry) {
-            return entry.second.clusters <= counter.forgotten;
-        });
+        std::erase_if(counter.table,
+                      [&counter](const auto &entry) { return entry.second.clusters <= counter.forgotten; });
     }
 }
 

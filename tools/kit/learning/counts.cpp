@@ -61,8 +61,8 @@ Learned learnedFrom(const Store &store)
     for (const auto &[token, counts] : store.tokens) {
         const double probability = tokenProbability(counts, totals);
         const double lean = probabilityCounts(probability) ? std::log(probability / (1 - probability)) : 0;
-        learned.push_back({packToken(token), lean, share(counts.spam, store.spamMessages),
-                           share(counts.ham, store.hamMessages)});
+        learned.push_back(
+            {packToken(token), lean, share(counts.spam, store.spamMessages), share(counts.ham, store.hamMessages)});
     }
     return learned;
 }

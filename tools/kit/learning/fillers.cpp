@@ -40,7 +40,8 @@ std::vector<std::uint8_t> neutralPairs(const Group &group, const std::vector<std
     const Candidates &candidates = group.candidates;
     std::vector<std::pair<std::uint32_t, std::size_t>> pairs;
     for (std::size_t i = 0; i < candidates.tokens.size(); ++i) {
-        if (isPair(candidates.tokens[i]) && listed[i] == 0 && group.taken[i] == 0 && std::fabs(leans[i]) < neutralLean) {
+        if (isPair(candidates.tokens[i]) && listed[i] == 0 && group.taken[i] == 0 &&
+            std::fabs(leans[i]) < neutralLean) {
             pairs.emplace_back(candidates.counts[i].spam + candidates.counts[i].ham, i);
         }
     }

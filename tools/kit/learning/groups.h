@@ -31,8 +31,8 @@ std::vector<ScriptGroup> groupsByScript(std::vector<LabelledText> messages);
 
 // What a group has to mind when it takes tokens.
 struct GroupRule {
-    Learned before;                  // tokens that stand already: what the groups learned earlier gave
-    bool takesAscii = true;          // else sequences of ASCII alone are left to the texts of another script
+    Learned before;                   // tokens that stand already: what the groups learned earlier gave
+    bool takesAscii = true;           // else sequences of ASCII alone are left to the texts of another script
     std::uint32_t fewestClusters = 5; // that a token stands in
     // Sequences of texts that are rated well as it is; those that stand in too many of them are left alone. Or null.
     const CandidateCounter *others = nullptr;

@@ -119,7 +119,8 @@ PlaceCounts countPlaces(const Group &group, const std::vector<FilteredText> &mes
 Choice chooseByVotes(const Group &group, const std::vector<FilteredText> &messages, const VoteRule &rule)
 {
     const auto votes = [&](double lean, double count, double fewestSpam, double fewestHam) {
-        return (lean >= rule.spamStrictness && count >= fewestSpam) || (lean <= -rule.hamStrictness && count >= fewestHam);
+        return (lean >= rule.spamStrictness && count >= fewestSpam) ||
+               (lean <= -rule.hamStrictness && count >= fewestHam);
     };
     const std::size_t size = group.candidates.tokens.size();
     const PlaceCounts places = countPlaces(group, messages);

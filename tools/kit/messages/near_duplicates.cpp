@@ -111,9 +111,8 @@ class SharedRuns {
                 all.push_back({run, text});
             }
         }
-        std::sort(all.begin(), all.end(), [](const Holder &a, const Holder &b) {
-            return a.run != b.run ? a.run < b.run : a.text < b.text;
-        });
+        std::sort(all.begin(), all.end(),
+                  [](const Holder &a, const Holder &b) { return a.run != b.run ? a.run < b.run : a.text < b.text; });
         auto kept = all.begin();
         for (auto begin = all.begin(); begin != all.end();) {
             const auto end = std::find_if(begin, all.end(), [&](const Holder &one) { return one.run != begin->run; });

@@ -4,6 +4,7 @@
 #include "kit/base/status.h"
 #include "kit/reading/message_reading.h"
 #include "kit/store/row_text.h"
+#include "kit/store/stand_ins.h"
 
 #include <algorithm>
 #include <cmath>
@@ -344,7 +345,7 @@ std::vector<RowPair> pairedRows(const StoreContents &before, const StoreContents
 
 } // namespace
 
-StoreDifference additionsBetween(const StoreContents &before, const StoreContents &after)
+StoreDifference additionsBetween(const StoreContents &before, const StoreContents &after, const Store &standIns)
 {
     if (before.rows == after.rows) {
         return {};
@@ -354,7 +355,8 @@ StoreDifference additionsBetween(const StoreContents &before, const StoreContent
         throw Error(Status::badData, "the new store has no messages of one of the classes, so additions have nothing "
                                      "to weigh its counts against; build it from messages of both, or give --exact");
     }
-    const std::vector<RowPair> rows = pairedRows(before, after);
+    const StoreContents wantedContents = withStandIns(before, after, standIns);
+    const std::vector<RowPair> rows = pairedRows(before, wantedContents);
     Target target(rows, messagesOf(before), messages);
     target.setPriors({findRow(before, priorKey()), findRow(after, priorKey())});
     for (const auto &[old, wanted] : rows) {
@@ -367,7 +369,9 @@ StoreDifference additionsBetween(const StoreContents &before, const StoreContent
             target.keep(*old);
         }
     }
-    return target.differenceFrom(before);
+    StoreDifference difference = target.differenceFrom(before);
+    difference.standIns = wantedContents.rows.size() - after.rows.size();
+    return difference;
 }
 
 } // namespace velq::kit

@@ -33,6 +33,7 @@ struct StoreDifference {
     // that become neutral, and those that carry more counts than their share so that corrections move them less.
     std::uint32_t factor = 1;
     std::uint64_t neutral = 0;
+    std::uint64_t standIns = 0;
     std::uint64_t heavier = 0;
     bool changesPrior = false;            // seen by programs that load the engine afterwards
     std::vector<StoreProblem> deviations; // where the merged store will differ from the new one

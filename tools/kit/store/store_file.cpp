@@ -113,7 +113,7 @@ StoreContents readStoreContents(const std::filesystem::path &path)
     return readStoreContents(file);
 }
 
-void writeStoreContents(const std::filesystem::path &path, const StoreContents &contents)
+void writeStoreContents(const std::filesystem::path &path, const StoreContents &contents, std::int32_t dataVersion)
 {
     StoreContents sorted = contents;
     if (!sortRows(sorted)) {
@@ -127,7 +127,8 @@ void writeStoreContents(const std::filesystem::path &path, const StoreContents &
     for (StoreRow &row : sorted.rows) {
         rows.push_back({std::move(row.key), std::move(row.value)});
     }
-    writeDataFile(path, "prob.bin", [&rows](Database &file) {
+    writeDataFile(path, "prob.bin", [&rows, dataVersion](Database &file) {
+        file.exec("PRAGMA user_version=" + std::to_string(dataVersion) + ";");
         writeRows(file, "INSERT INTO velqTable(key, value) VALUES(?, ?);", rows);
     });
 }

@@ -51,8 +51,9 @@ void requireTokenTable(Database &file);
 StoreContents readStoreContents(Database &file);
 StoreContents readStoreContents(const std::filesystem::path &path);
 
-// Throws Error (badData) when a key occurs twice, and what writeDataFile throws.
-void writeStoreContents(const std::filesystem::path &path, const StoreContents &contents);
+// `dataVersion` is what installations laid out with the file begin with, 0 for a store of no such version. Throws Error
+// (badData) when a key occurs twice, and what writeDataFile throws.
+void writeStoreContents(const std::filesystem::path &path, const StoreContents &contents, std::int32_t dataVersion = 0);
 
 StoreContents contentsOf(const Store &model);
 // What the engine sees of the contents: tokens of 2 to 4 units, the message counts and the prior.
