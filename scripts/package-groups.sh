@@ -2,8 +2,8 @@
 # of them.
 # shellcheck shell=bash
 
-libraries="libcli11-dev libcsv-dev libcurl4-openssl-dev libgsl-dev libmicrohttpd-dev libsqlite3-dev libutf8proc-dev libutfcpp-dev
-           nlohmann-json3-dev"
+libraries="libcli11-dev libcsv-dev libcurl4-openssl-dev libgsl-dev libmicrohttpd-dev libphonenumber-dev libsqlite3-dev libutf8proc-dev
+           libutfcpp-dev nlohmann-json3-dev"
 # The other incomplete gamma function; the tests compare the two.
 gamma="libboost-math-dev"
 # The wheel of the Python package.

@@ -2,7 +2,7 @@
 // written and read again is the same. The input's first byte says which of the three it is.
 #include "kit/base/csv.h"
 #include "kit/base/wide_text.h"
-#include "kit/engine/number_list.h"
+#include "kit/engine/number_file.h"
 #include "kit/store/white_update.h"
 #include "kit_target.h"
 
@@ -64,6 +64,11 @@ void checkRecords(std::string_view text)
 bool isSame(const ListEntry &a, const ListEntry &b)
 {
     return a.number == b.number && a.name == b.name && a.hidden == b.hidden && a.extendID == b.extendID;
+}
+
+std::vector<ListEntry> readEntries(std::istream &in, const std::string &name)
+{
+    return readNumbers(in, name, NumberForm()).entries;
 }
 
 void checkEntries(std::string_view text)

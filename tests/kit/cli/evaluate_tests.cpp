@@ -165,6 +165,40 @@ TEST_F(evaluate_command, texts_are_rated_raw_with_stores_of_both_forms_on_reques
     EXPECT_GT(Json::parse(result.out)["trainingOff"]["metrics"]["accuracy"], 0.9);
 }
 
+TEST_F(evaluate_command, learning_curve_is_added_up_over_folds_and_sources)
+{
+    for (const std::vector<std::string> &parts :
+         {std::vector<std::string>{"--folds", "3", corpus()},
+          std::vector<std::string>{"--leave-one-source-out", corpus(), corpus(120, 4), corpus(60, 5)}}) {
+        std::vector<std::string> arguments = {"evaluate", "--plain", "--corrections", "0,10"};
+        arguments.insert(arguments.end(), parts.begin(), parts.end());
+        const CommandResult text = velq(arguments);
+        EXPECT_NE(text.out.find("so many corrections of each store, the 3 "), std::string::npos) << text.out;
+        arguments.emplace_back("--json");
+        const CommandResult result = velq(arguments);
+        ASSERT_EQ(result.status, 0) << result.err;
+        const Json json = Json::parse(result.out);
+        const Json &curve = json["corrections"];
+        ASSERT_EQ(curve.size(), 2U);
+        EXPECT_EQ(curve[1]["made"], 10);
+        const auto all = [](const Json &counts) {
+            return counts["spam"]["all"].get<int>() + counts["ham"]["all"].get<int>();
+        };
+        EXPECT_EQ(all(curve[0]), all(json["trainingOff"]) - 3 * 10);
+        EXPECT_EQ(all(curve[1]), all(curve[0]));
+    }
+}
+
+TEST_F(evaluate_command, says_what_the_figures_count)
+{
+    const CommandResult result = velq({"evaluate", "--plain", "--folds", "2", corpus()});
+    ASSERT_EQ(result.status, 0) << result.err;
+    for (const char *line : {"\nSC         spam caught", "\nBH         blocked ham", "unsure ham is not blocked",
+                             "\naccuracy   spam rated spam and ham not rated spam", "\nMCC        correlation"}) {
+        EXPECT_NE(result.out.find(line), std::string::npos) << line;
+    }
+}
+
 TEST_F(evaluate_command, says_what_is_wrong)
 {
     const std::string messages = corpus();
@@ -173,12 +207,11 @@ TEST_F(evaluate_command, says_what_is_wrong)
     expectFailure(velq({"evaluate", "--random-folds", "--split", "first:5", messages}), badUsage, "--random-folds");
     expectFailure(velq({"evaluate", "--leave-one-source-out", "--folds", "3", messages}), badUsage, "give one of");
     expectFailure(velq({"evaluate", "--leave-one-source-out", messages}), badUsage, "at least two files");
-    expectFailure(velq({"evaluate", "--leave-one-source-out", "--corrections", "1", messages, messages}), badUsage,
-                  "--corrections");
     expectFailure(velq({"evaluate", "--split", "5", messages}), badUsage, "first:N");
     expectFailure(velq({"evaluate", "--split", "first:0", messages}), badUsage, "first:N");
     expectFailure(velq({"evaluate", "--split", "first:9999", messages}), badData, "no messages are left");
-    expectFailure(velq({"evaluate", "--corrections", "1", messages}), badUsage, "--corrections");
+    expectFailure(velq({"evaluate", "--corrections", "1000", messages}), badUsage,
+                  "1000 corrections leave none of the");
     expectFailure(velq({"evaluate", "--without-counts", messages}), badUsage, "--without-counts");
     expectFailure(velq({"evaluate", "--only-errors", messages}), badUsage, "--only-errors");
     expectFailure(velq({"evaluate", "--plain", "--trade-off", messages}), badUsage, "--trade-off");

@@ -74,6 +74,26 @@ TEST_F(HookCommand, text_is_prepared_unless_it_is_to_be_raw)
     EXPECT_TRUE(fs::exists(spam / "GSM1.abc"));
 }
 
+#ifdef VELQ_WITH_COUNTRIES
+TEST_F(HookCommand, sender_is_compared_in_the_form_of_the_country)
+{
+    expectDone(velq({"list", "black", "add", "--install", rootOf(installation), "--country", "DK", "12 34 56 78"}));
+    const std::string message = (inbox / "GSM1.abc").string();
+    const auto hook = [&](const std::vector<std::string> &more) {
+        writeFile(message,
+                  "From: 12345678\nFrom_TOA: 81 unknown, ISDN/telephone\nAlphabet: UTF-8\n\nnothing that it knows of");
+        std::vector<std::string> arguments = {"hook",          "smstools",   "--install", rootOf(installation),
+                                              "--spam-folder", spam.string()};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        arguments.insert(arguments.end(), {"RECEIVED", message});
+        EXPECT_EQ(velq(arguments).status, 0);
+        return fs::exists(spam / "GSM1.abc");
+    };
+    EXPECT_FALSE(hook({}));
+    EXPECT_TRUE(hook({"--country", "DK"}));
+}
+#endif
+
 TEST_F(HookCommand, unsure_message_is_moved_to_its_own_folder)
 {
     EXPECT_EQ(smstools("nothing that it knows of").status, 0);

@@ -40,7 +40,8 @@ TEST_F(CliTest, list_add_show_count_remove_clear)
 TEST_F(CliTest, list_add_moves_a_number_and_tells_a_repeated_one)
 {
     expectDone(run({"list", "white", "add", "13912345678"}));
-    EXPECT_NE(run({"list", "black", "add", "+8613912345678"}).err.find("added"), std::string::npos);
+    EXPECT_EQ(run({"list", "black", "add", "+8613912345678"}).err,
+              "velq: +8613912345678 added to the black list, 1 taken off the white list\n");
     EXPECT_EQ(run({"list", "white", "count"}).out, "0\n");
     EXPECT_NE(run({"list", "black", "add", "13912345678"}).err.find("already"), std::string::npos);
 }
@@ -89,7 +90,8 @@ TEST_F(CliTest, list_export_and_import_give_the_same_list)
         expectDone(run({"list", "white", "clear"}));
         std::vector<std::string> arguments = {"list", "white", "import", file.string(), "--json"};
         arguments.insert(arguments.end(), options.begin(), options.end());
-        EXPECT_EQ(json::parse(run(arguments).out), (json{{"rows", 3}, {"added", 3}}));
+        EXPECT_EQ(json::parse(run(arguments).out),
+                  (json{{"rows", 3}, {"added", 3}, {"movedOff", json::array()}, {"skipped", json::array()}}));
         EXPECT_EQ(run({"list", "white", "export"}).out, exported);
     }
 }
@@ -112,7 +114,7 @@ TEST_F(CliTest, list_import_names_file_and_line_and_adds_nothing)
         {"number,hidden\n1,2\n", "standard input:2: hidden"},
         {"number,hidden\n1,x\n", "standard input:2: hidden and extendID"},
         {"number,extendID\n1,2147483648\n", "standard input:2: hidden and extendID"},
-        {"number,name\n1\n", "standard input:2: 1 field "},
+        {"number,name\n1\n", "standard input:2: 1 field where the header has 2"},
         {"number\n\xFF\n", "standard input:2: not UTF-8"}};
     for (const auto &[input, message] : faults) {
         expectFailure(run({"list", "white", "import", "-"}, input), 65, message);
@@ -121,6 +123,92 @@ TEST_F(CliTest, list_import_names_file_and_line_and_adds_nothing)
     expectFailure(run({"list", "black", "import", "--batch", "-"}), 64, "--batch");
     EXPECT_EQ(run({"list", "white", "count"}).out, "0\n");
 }
+
+TEST_F(CliTest, list_import_tells_all_bad_rows_at_once_or_skips_them)
+{
+    const std::string input = "number,name\n10000,a\nMY BANK,b\n10001,c\n" + std::string(30, '1') + ",d\n";
+    const CommandResult refused = run({"list", "black", "import", "-"}, input);
+    EXPECT_EQ(refused.status, badData);
+    for (const char *part :
+         {"standard input:3: a number consists of ASCII characters", "(MY BANK)",
+          "standard input:5: the number is longer than 29", "2 rows of standard input are wrong", "--skip-bad"}) {
+        EXPECT_NE(refused.err.find(part), std::string::npos) << part << "\n" << refused.err;
+    }
+    EXPECT_EQ(run({"list", "black", "count"}).out, "0\n");
+    const CommandResult skipped = run({"list", "black", "import", "--skip-bad", "--json", "-"}, input);
+    expectDone(skipped);
+    const json report = json::parse(skipped.out);
+    EXPECT_EQ(report["rows"], 4);
+    EXPECT_EQ(report["added"], 2);
+    ASSERT_EQ(report["skipped"].size(), 2U);
+    EXPECT_EQ(report["skipped"][0]["line"], 3);
+    EXPECT_EQ(report["skipped"][0]["number"], "MY BANK");
+    EXPECT_NE(skipped.err.find("skipped standard input:5: "), std::string::npos) << skipped.err;
+    EXPECT_NE(skipped.err.find("2 of 4 numbers added to the black list"), std::string::npos) << skipped.err;
+}
+
+TEST_F(CliTest, list_import_names_columns_that_it_passes_over)
+{
+    EXPECT_EQ(run({"list", "black", "import", "-"}, "number,nme\n10000,a\n").err,
+              "velq: passed over the column \"nme\"\nvelq: 1 of 1 number added to the black list\n");
+}
+
+TEST_F(CliTest, list_import_tells_what_it_took_off_the_other_list)
+{
+    expectDone(run({"list", "white", "import", "-"}, "+8613912345678\n10000\n10001\n"));
+    const CommandResult result = run({"list", "black", "import", "--json", "-"}, "13912345678\n10001\n10002\n");
+    expectDone(result);
+    EXPECT_EQ(json::parse(result.out)["movedOff"], (json{"+8613912345678", "10001"}));
+    EXPECT_NE(result.err.find("2 numbers taken off the white list: +8613912345678, 10001\n"), std::string::npos)
+        << result.err;
+    EXPECT_EQ(run({"list", "white", "count"}).out, "1\n");
+}
+
+TEST_F(CliTest, list_check_finds_entries_that_can_never_match)
+{
+    expectDone(run({"list", "black", "add", "10000"}));
+    const std::vector<std::string> check = {"list", "check", "--install", rootOf(installation)};
+    EXPECT_EQ(velq(check).err, "velq: every entry of the lists can match\n");
+    installation.addNumber(NumberList::white, "+44 7668");
+    const CommandResult found = velq(check);
+    expectFailure(found, badData, "1 entry of the lists can never match");
+    EXPECT_EQ(found.out, "white\t1\t+44 7668\tsenders come without blanks and dashes; add +447668 instead\n");
+    std::vector<std::string> asJson = check;
+    asJson.emplace_back("--json");
+    EXPECT_EQ(json::parse(velq(asJson).out).at(0).at("list"), "white");
+}
+
+#ifdef VELQ_WITH_COUNTRIES
+TEST_F(CliTest, country_makes_all_spellings_match)
+{
+    expectDone(run({"list", "black", "add", "--country", "GB", "7668835601"}));
+    expectDone(run({"list", "black", "import", "--country", "GB", "-"}, "number\n07668 835602\n+44 7668 835602\n"));
+    EXPECT_EQ(run({"list", "black", "count"}).out, "2\n");
+    for (const std::string sender : {"+447668835601", "07668835601", "7668 835602", "0044 7668 835602"}) {
+        EXPECT_EQ(run({"rate", "--country", "GB", "--number", sender, hamText}).out, "spam\t" + hamText + "\n")
+            << sender;
+        const json answer = json::parse(
+            run({"rate", "--json-lines", "--country", "gb"}, json{{"number", sender}, {"body", hamText}}.dump() + "\n")
+                .out);
+        EXPECT_EQ(answer["reason"], "black-list") << sender;
+        EXPECT_NE(run({"explain", "--country", "GB", "--number", sender, hamText}).out.find("+44766883560"),
+                  std::string::npos);
+    }
+    EXPECT_EQ(run({"rate", "--dry-run", "--number", "07668835601", hamText}).out.substr(0, 4), "ham\t");
+    expectDone(run({"mark", "ham", "--country", "GB", "--number", "07668 835601", "see you"}));
+    expectDone(run({"list", "black", "remove", "--country", "GB", "07668835602"}));
+    EXPECT_EQ(run({"list", "black", "count"}).out, "0\n");
+    expectFailure(run({"rate", "--country", "UK", "--number", "1", "text"}), badUsage, "UK is no country");
+}
+
+TEST_F(CliTest, list_check_knows_the_country_of_senders)
+{
+    expectDone(run({"list", "black", "add", "07668835601"}));
+    const std::string root = rootOf(installation);
+    expectDone(velq({"list", "check", "--install", root}));
+    expectFailure(velq({"list", "check", "--install", root, "--country", "GB"}), badData, "can never match");
+}
+#endif
 
 TEST_F(CliTest, list_export_into_a_missing_folder_cannot_be_created)
 {

@@ -2,6 +2,7 @@
 #include "cli/fixtures.h"
 #include "velq.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 namespace velq::test {
@@ -62,6 +63,78 @@ TEST_F(CliTest, mark_refuses_long_numbers_and_bad_text_and_learns_nothing)
     expectFailure(run({"mark", "spam", "\xFF"}), 64, "not UTF-8");
     expectFailure(run({"mark", "spam", "--number", "1", "a"}), 64, "--number");
     EXPECT_EQ(installation.messageCounts(), (TokenCounts{100, 100}));
+}
+
+TEST_F(Mark, corrects_until_the_verdict_turns)
+{
+    const CommandResult result = run({"mark", "spam", "--until-changed", "--json", hamText});
+    expectDone(result);
+    const json answer = json::parse(result.out);
+    EXPECT_EQ(answer["as"], "spam");
+    const json &message = answer["messages"].at(0);
+    EXPECT_EQ(message["before"], "ham");
+    EXPECT_EQ(message["changed"], true);
+    EXPECT_TRUE(message["obstacle"].is_null());
+    const int corrections = message["corrections"].get<int>();
+    EXPECT_GT(corrections, 1);
+    EXPECT_EQ(installation.messageCounts(), (TokenCounts{100U + static_cast<unsigned>(corrections),
+                                                         100U - static_cast<unsigned>(std::min(corrections, 100))}));
+    EXPECT_EQ(run({"rate", "--dry-run", hamText}).out, "spam\t" + hamText + "\n");
+    EXPECT_NE(result.err.find("message 1, rated ham before, is rated spam after "), std::string::npos) << result.err;
+    const std::string turned = dump();
+    const CommandResult again = run({"mark", "spam", "--until-changed", hamText});
+    expectDone(again);
+    EXPECT_EQ(again.err, "velq: message 1 is rated spam already; nothing was changed\n");
+    EXPECT_EQ(dump(), turned);
+}
+
+TEST_F(Mark, what_turned_a_verdict_is_taken_back_by_undo)
+{
+    const std::string before = dump();
+    expectDone(run({"mark", "ham", "--until-changed", spamText}));
+    EXPECT_NE(dump(), before);
+    const CommandResult undone = run({"mark", "--undo"});
+    expectDone(undone);
+    EXPECT_NE(undone.err.find("1 message marked as ham"), std::string::npos) << undone.err;
+    EXPECT_EQ(dump(), before);
+}
+
+TEST_F(Mark, says_why_a_verdict_never_turns_and_changes_nothing)
+{
+    installation.addNumber(NumberList::white, "13912345678");
+    const std::string before = dump();
+    const CommandResult few = run({"mark", "spam", "--until-changed", "--json", "qqqq zzzz xxxx qqqq"});
+    expectDone(few);
+    const json message = json::parse(few.out)["messages"].at(0);
+    EXPECT_EQ(message["changed"], false);
+    EXPECT_EQ(message["corrections"], 0);
+    EXPECT_NE(few.err.find("cannot be made spam: no correction of its words changes what decides"), std::string::npos)
+        << few.err;
+    const CommandResult brief = run({"mark", "spam", "--until-changed"}, "hello\n");
+    EXPECT_NE(brief.err.find("at most 6 characters"), std::string::npos) << brief.err;
+    EXPECT_EQ(dump(), before);
+    expectFailure(run({"mark", "--undo"}), noInput, "nothing to take back");
+}
+
+TEST_F(Mark, takes_back_what_a_thousand_corrections_did_not_turn)
+{
+    installation.addToken(VELQ_TEXT("oooo"), 0, 4000000);
+    installation.addToken(VELQ_TEXT("pppp"), 0, 4000000);
+    installation.addToken(VELQ_TEXT("uuuu"), 0, 4000000);
+    const std::string before = dump();
+    const CommandResult result = run({"mark", "spam", "--until-changed", "oooo pppp uuuu oooo pppp uuuu"});
+    expectDone(result);
+    EXPECT_NE(result.err.find("after 1000 corrections; nothing was changed"), std::string::npos) << result.err;
+    EXPECT_EQ(dump(), before);
+}
+
+TEST_F(Mark, until_changed_takes_the_sender_off_the_black_list_first)
+{
+    installation.addNumber(NumberList::black, "13912345678");
+    const CommandResult result = run({"mark", "ham", "--until-changed", "--json", "--number", "13912345678", hamText});
+    expectDone(result);
+    EXPECT_EQ(json::parse(result.out)["messages"].at(0)["corrections"], 1);
+    EXPECT_TRUE(installation.numberRows(NumberList::black).empty());
 }
 
 // Lets no file grow beyond one KiB, which is what a full disk is to a store: whoever the user is and wherever the test

@@ -54,5 +54,18 @@ TEST(learning_curve, leaves_messages_to_measure_on)
     EXPECT_THROW(learningCurve(contentsOf(smallStore()), pointersTo(messages), {{10}, false, 1}), Error);
 }
 
+TEST(learning_curve, curves_of_several_stores_add_up)
+{
+    std::vector<CurvePoint> sum;
+    addCurve(sum, {{0, 0, 0, {{1, 2, 0}, {0, 3, 1}}}, {10, 10, 12, {{2, 1, 0}, {0, 4, 0}}}});
+    addCurve(sum, {{0, 0, 0, {{1, 0, 0}, {1, 1, 0}}}, {10, 7, 20, {{1, 0, 0}, {0, 2, 0}}}});
+    ASSERT_EQ(sum.size(), 2U);
+    EXPECT_EQ(sum[0].counts, (ConfusionCounts{{2, 2, 0}, {1, 4, 1}}));
+    EXPECT_EQ(sum[1].counts, (ConfusionCounts{{3, 1, 0}, {0, 6, 0}}));
+    EXPECT_EQ(sum[1].asked, 10U);
+    EXPECT_EQ(sum[1].made, 7U);
+    EXPECT_EQ(sum[1].read, 20U);
+}
+
 } // namespace
 } // namespace velq::kit

@@ -77,8 +77,25 @@ TEST(corpus, byte_order_mark_at_the_start_is_dropped)
 TEST(corpus, label_tab_text_refuses_lines_without_tab_or_with_another_label)
 {
     expectBadLine("ham\ta\nham b\n", CorpusFormat::labelTabText, 2, "no tab");
-    expectBadLine("Ham\ta\n", CorpusFormat::labelTabText, 1, "neither ham nor spam");
-    expectBadLine("\ttext\n", CorpusFormat::labelTabText, 1, "neither ham nor spam");
+    expectBadLine("Junk\ta\n", CorpusFormat::labelTabText, 1, "the label \"Junk\" is neither ham nor spam");
+    expectBadLine("\ttext\n", CorpusFormat::labelTabText, 1, "the label \"\" is neither ham nor spam");
+    expectBadLine("hams\ta\n", CorpusFormat::labelTabText, 1, "\"hams\"");
+}
+
+TEST(corpus, long_label_is_shown_by_its_start)
+{
+    expectBadLine(std::string(39, 'a') + "\u00e4b\ttext\n", CorpusFormat::labelTabText, 1,
+                  "\"" + std::string(39, 'a') + "...\"");
+    expectBadLine("label,text\n\"a\nb\",text\n", CorpusFormat::csv, 2, "the label \"a b\"");
+}
+
+TEST(corpus, labels_stand_in_letters_of_any_case)
+{
+    for (const char *spam : {"spam", "Spam", "SPAM", "sPaM"}) {
+        EXPECT_EQ(read(std::string(spam) + "\ttext\n", CorpusFormat::labelTabText).at(0).label, Label::spam) << spam;
+    }
+    EXPECT_EQ(read("label,text\nHAM,hello\n", CorpusFormat::csv).at(0).label, Label::ham);
+    EXPECT_EQ(read(R"({"label":"Ham","text":"hello"})", CorpusFormat::jsonLines).at(0).label, Label::ham);
 }
 
 TEST(corpus, every_format_refuses_text_that_is_not_utf8_and_names_the_line)

@@ -26,7 +26,7 @@ std::size_t addAtOnce(const Installation &installation, const kit::ListCalls &ca
 {
     std::ostringstream none;
     kit::Progress progress(none, "importing", entries.size(), kit::ProgressWhen::never);
-    return kit::importNumbers(kitOf(installation), calls, entries, progress);
+    return kit::importNumbers(kitOf(installation), calls, entries, progress).added;
 }
 
 void addOneByOne(const Installation &installation, const kit::ListCalls &calls, const std::vector<ListEntry> &entries)

@@ -49,12 +49,13 @@ int noBlanks(unsigned char)
 
 class Parser {
   public:
-    Parser()
+    explicit Parser(char separator)
     {
         if (csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI) != 0) {
             throw std::bad_alloc();
         }
         csv_set_space_func(&parser_, noBlanks);
+        csv_set_delim(&parser_, static_cast<unsigned char>(separator));
     }
     ~Parser()
     {
@@ -100,9 +101,9 @@ constexpr const char *brokenQuoting =
 
 } // namespace
 
-void readCsv(std::istream &in, const std::string &name, const std::function<void(CsvRecord &&)> &take)
+void readCsv(std::istream &in, const std::string &name, const std::function<void(CsvRecord &&)> &take, char separator)
 {
-    Parser parser;
+    Parser parser(separator);
     LineReader lines(in, longestMessageLine, LineEnds::keepReturn);
     std::string line;
     std::uint64_t start = 1; // the line on which the open record begins

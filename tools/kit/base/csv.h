@@ -19,7 +19,8 @@ struct CsvRecord {
 
 // Calls `take` for each record, the header included; empty lines are passed over. Throws Error (badData) with `name`
 // and the line for broken quoting, text that is not UTF-8, a zero character or a record that is too long.
-void readCsv(std::istream &in, const std::string &name, const std::function<void(CsvRecord &&)> &take);
+void readCsv(std::istream &in, const std::string &name, const std::function<void(CsvRecord &&)> &take,
+             char separator = ',');
 
 // The position of a column in the header, letter case aside; -1 when it is not there.
 int csvColumn(const CsvRecord &header, std::string_view column);

@@ -41,10 +41,6 @@ static void checkOptions(const EvaluateOptions &options, bool foldsGiven)
     if (options.withoutCounts && options.store.empty()) {
         throw Error(Status::usage, "--without-counts needs --store");
     }
-    const bool manyStores = distinctMethods(options, false) == 0 || options.leaveOneSourceOut;
-    if (!options.corrections.empty() && manyStores) {
-        throw Error(Status::usage, "--corrections needs one store: give --store, --split or --test");
-    }
     if (options.onlyErrors && options.corrections.empty()) {
         throw Error(Status::usage, "--only-errors needs --corrections");
     }
@@ -101,8 +97,10 @@ static void addMethodOptions(CLI::App &command, EvaluateOptions &options)
     addWrittenOptions(command, options.written);
     command.add_flag("--plain", options.plain, "Build stores as velq store build --plain does");
     addCountOption(command, "--seed", options.seed, "Seed of the folds, the stores and the corrections (1)");
-    addCountsOption(command, "--corrections", options.corrections,
-                    "Learning curve: the error on the rest after so many messages were corrected, such as 0,10,100");
+    addCountsOption(
+        command, "--corrections", options.corrections,
+        "Learning curve: the error on the rest after so many messages were corrected, such as 0,10,100; over "
+        "folds, in each of them");
     command.add_flag("--only-errors", options.onlyErrors, "Correct only messages that were rated wrongly");
 }
 

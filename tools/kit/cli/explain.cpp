@@ -27,6 +27,7 @@ using Json = nlohmann::ordered_json;
 struct ExplainOptions {
     std::string install;
     std::string number;
+    NumberForm country;
     std::vector<std::string> texts;
     TextForm form = TextForm::prepared;
 };
@@ -139,7 +140,7 @@ static void runExplain(const ExplainOptions &options, Context &context)
 {
     const Installation installation(options.install);
     checkDataFiles(installation);
-    const WideText number = wideArgument(options.number, "the number");
+    const WideText number = wideArgument(options.country.ofSender(options.number), "the number");
     Json reports = Json::array();
     bool first = true;
     std::uint64_t count = 0;
@@ -169,6 +170,7 @@ void addExplainCommand(CLI::App &root, Context &context)
         addCommand(root, "explain", "Say why messages are rated as they are; learns nothing and changes no file");
     addInstallOption(*command, options->install);
     addTextOption(*command, "--number", "NUMBER", options->number, "The sender of the messages");
+    addCountryOption(*command, options->country);
     addTextArgument(*command, "TEXT", options->texts, "The messages; without any, one a line on standard input");
     addRawFlag(*command, options->form);
     addJsonFlag(*command, context);

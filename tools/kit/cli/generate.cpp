@@ -3,6 +3,7 @@
 
 #include "kit/base/status.h"
 #include "kit/cli/options.h"
+#include "kit/evaluation/legend.h"
 
 #include <algorithm>
 #include <functional>
@@ -140,6 +141,14 @@ static void writeExamples(std::ostream &out, const CLI::App &command)
     out << ".fi\n";
 }
 
+static void writeLegend(std::ostream &out)
+{
+    out << ".PP\nThe figures of the report:\n";
+    for (const auto &[name, meaning] : legend) {
+        out << ".TP\n" << roff(name) << '\n' << roff(meaning) << ".\n";
+    }
+}
+
 static std::string rateWithExitCode()
 {
     return roff("rate --exit-code");
@@ -206,6 +215,9 @@ void writeManualPage(std::ostream &out, const CLI::App &root, const std::string 
         if (command.get_require_subcommand_min() == 0) {
             out << ".PP\n" << synopsis(command) << '\n';
             writeOptions(out, command);
+        }
+        if (fullName(command) == "velq evaluate") {
+            writeLegend(out);
         }
         writeExamples(out, command);
     });

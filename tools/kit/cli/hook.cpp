@@ -120,6 +120,7 @@ static std::vector<CLI::Option *> addHookOptions(CLI::App &command, HookOptions 
                     "Rate the messages in this folder, where the host puts them, of which the log holds no rating: "
                     "those that could not be rated when they came")
         ->needs(log);
+    addCountryOption(command, options.country);
     addRawFlag(command, options.form);
     return {spam, unsure};
 }

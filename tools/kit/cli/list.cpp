@@ -15,6 +15,11 @@ std::string listTitle(const ListOptions &options)
     return std::string("the ") + options.calls->name + " list";
 }
 
+const ListCalls &otherList(const ListOptions &options)
+{
+    return options.calls == &blackListCalls ? whiteListCalls : blackListCalls;
+}
+
 CLI::App *addListAction(CLI::App &list, const char *name, const char *description, const SharedListOptions &options,
                         Context &context, ListAction action)
 {
@@ -42,7 +47,7 @@ void addListCommand(CLI::App &root, Context &context)
     command->require_subcommand(1);
     addExamples(*command,
                 {"velq list black add --install ~/filter 13912345678", "velq list white show --install ~/filter",
-                 "velq list white import --install ~/filter contacts.csv"});
+                 "velq list white import --install ~/filter contacts.vcf", "velq list check --install ~/filter"});
     for (const ListCalls *calls : {&blackListCalls, &whiteListCalls}) {
         CLI::App *list = addCommand(*command, calls->name,
                                     std::string("The ") + calls->name + " list: senders " +
@@ -52,7 +57,9 @@ void addListCommand(CLI::App &root, Context &context)
         options->calls = calls;
         addListReading(*list, options, context);
         addListEditing(*list, options, context);
+        addListImport(*list, options, context);
     }
+    addListCheck(*command, context);
 }
 
 } // namespace velq::kit

@@ -21,7 +21,9 @@ struct ListOptions {
     std::optional<std::int32_t> uid;
     std::optional<std::int32_t> extendID;
     std::string file;
+    NumberForm country;
     bool batch = false;
+    bool skipBad = false;
 };
 
 using SharedListOptions = std::shared_ptr<ListOptions>;
@@ -42,7 +44,12 @@ std::int32_t hiddenFilter(const ListOptions &options);
 std::string listExample(const SharedListOptions &options, const char *rest);
 
 void addListReading(CLI::App &list, const SharedListOptions &options, Context &context); // show, count, export
-void addListEditing(CLI::App &list, const SharedListOptions &options, Context &context); // add, remove, clear, import
+void addListEditing(CLI::App &list, const SharedListOptions &options, Context &context); // add, remove, clear
+void addListImport(CLI::App &list, const SharedListOptions &options, Context &context);  // import
+void addListCheck(CLI::App &list, Context &context);                                     // check, of both lists
+
+// The calls of the list that `options` is not about.
+const ListCalls &otherList(const ListOptions &options);
 
 } // namespace velq::kit
 

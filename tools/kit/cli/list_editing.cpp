@@ -1,23 +1,25 @@
-// velq list add, remove, clear, import: edits the lists.
-#include "kit/base/input.h"
+// velq list add, remove, clear: edits the lists.
 #include "kit/base/status.h"
 #include "kit/cli/list.h"
-#include "kit/reading/number_import.h"
-
-#include <nlohmann/json.hpp>
 
 namespace velq::kit {
 
 static void add(const ListOptions &options, Context &context)
 {
-    if (const std::string fault = entryFault(options.entry); !fault.empty()) {
-        throw Error(Status::usage, "cannot add " + options.entry.number + ": " + fault);
+    ListEntry entry = options.entry;
+    entry.number = options.country.of(entry.number);
+    if (const std::string fault = entryFault(entry); !fault.empty()) {
+        throw Error(Status::usage, "cannot add " + entry.number + ": " + fault);
     }
     const Engine engine{Installation(options.install)};
+    const ListCalls &other = otherList(options);
     const std::int32_t before = countList(engine, *options.calls);
-    addEntry(engine, *options.calls, options.entry);
+    const std::int32_t otherBefore = countList(engine, other);
+    addEntry(engine, *options.calls, entry);
     const bool added = countList(engine, *options.calls) > before;
-    context.message(options.entry.number + (added ? " added to " : " was already on ") + listTitle(options));
+    const std::int32_t moved = otherBefore - countList(engine, other);
+    context.message(entry.number + (added ? " added to " : " was already on ") + listTitle(options) +
+                    (moved > 0 ? ", " + std::to_string(moved) + " taken off the " + other.name + " list" : ""));
 }
 
 static void reportRemoved(const ListOptions &options, Context &context, std::int32_t before, std::int32_t after)
@@ -34,7 +36,8 @@ static void remove(const ListOptions &options, Context &context)
                     std::string(ways == 0 ? "nothing to remove by" : "only one can be given to remove by") +
                         "; give either a NUMBER, --uid or --extend-id");
     }
-    if (options.entry.number.size() > VELQ_MAX_NUMBER_LENGTH) {
+    const std::string number = options.country.of(options.entry.number);
+    if (number.size() > VELQ_MAX_NUMBER_LENGTH) {
         throw Error(Status::usage, "the number is longer than 29 characters; no entry has such a number");
     }
     const Engine engine{Installation(options.install)};
@@ -45,7 +48,7 @@ static void remove(const ListOptions &options, Context &context)
         engine.check(options.calls->deleteByExtendID(*options.extendID),
                      "removing from " + listTitle(options) + " failed");
     } else {
-        removeNumber(engine, *options.calls, options.entry.number);
+        removeNumber(engine, *options.calls, number);
     }
     reportRemoved(options, context, before, countList(engine, *options.calls));
 }
@@ -58,37 +61,12 @@ static void clear(const ListOptions &options, Context &context)
     reportRemoved(options, context, before, countList(engine, *options.calls));
 }
 
-// How many were added.
-static std::size_t addImported(const ListOptions &options, Context &context, const std::vector<ListEntry> &entries)
-{
-    const Installation installation(options.install);
-    const Engine engine(installation);
-    if (options.batch) {
-        const std::int32_t before = countList(engine, *options.calls);
-        addWhiteBatch(engine, entries);
-        return static_cast<std::size_t>(countList(engine, *options.calls) - before);
-    }
-    Progress progress(context.err, "importing", entries.size(), context.progress());
-    return importNumbers(installation, *options.calls, entries, progress);
-}
-
-static void importEntries(const ListOptions &options, Context &context)
-{
-    InputFile input(options.file, context.in);
-    const std::vector<ListEntry> entries = readEntries(input.stream(), input.name());
-    const std::size_t added = addImported(options, context, entries);
-    if (context.json) {
-        context.out << nlohmann::ordered_json{{"rows", entries.size()}, {"added", added}} << '\n';
-    }
-    context.message(std::to_string(added) + " of " + plural(entries.size(), "number") + " added to " +
-                    listTitle(options));
-}
-
 void addListEditing(CLI::App &list, const SharedListOptions &options, Context &context)
 {
     CLI::App *command = addListAction(list, "add", "Add a number; takes it off the other list", options, context, add);
     addTextArgument(*command, "NUMBER", options->entry.number, "The number as displayed, at most 29 characters")
         ->required();
+    addCountryOption(*command, options->country);
     addTextOption(*command, "--name", "NAME", options->entry.name, "Display name, at most 29 UTF-16 units");
     command->add_option("--hidden", options->entry.hidden, "Flag stored with the entry: 0 or 1")
         ->check(CLI::IsMember({0, 1}))
@@ -100,6 +78,7 @@ void addListEditing(CLI::App &list, const SharedListOptions &options, Context &c
     command = addListAction(list, "remove", "Remove every entry that matches a number, or entries by identifier",
                             options, context, remove);
     addTextArgument(*command, "NUMBER", options->entry.number, "The number; the last 11 characters decide");
+    addCountryOption(*command, options->country);
     command->add_option("--uid", options->uid, "The identifier that show prints")->type_name("UID");
     command->add_option("--extend-id", options->extendID, "The link value")->type_name("ID");
     addQuietFlag(*command, context);
@@ -110,19 +89,6 @@ void addListEditing(CLI::App &list, const SharedListOptions &options, Context &c
     addHiddenFilter(*command, *options);
     addQuietFlag(*command, context);
     addExamples(*command, {listExample(options, "clear --install ~/filter --hidden 1")});
-
-    command = addListAction(list, "import",
-                            "Add the numbers of a CSV file with the columns number, name, hidden, extendID, all or "
-                            "none; takes them off the other list",
-                            options, context, importEntries);
-    addFileArgument(*command, "FILE", options->file, "The file, - for standard input; all but number may be missing")
-        ->required();
-    if (options->calls == &whiteListCalls) {
-        command->add_flag("--batch", options->batch, "All or none, in one step, without a look at what the lists hold");
-    }
-    addJsonFlag(*command, context);
-    addQuietFlag(*command, context);
-    addExamples(*command, {listExample(options, "import --install ~/filter numbers.csv")});
 }
 
 } // namespace velq::kit

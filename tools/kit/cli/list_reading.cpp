@@ -2,6 +2,7 @@
 #include "kit/base/output.h"
 #include "kit/base/wide_text.h"
 #include "kit/cli/list.h"
+#include "kit/engine/number_file.h"
 
 #include <nlohmann/json.hpp>
 #include <sstream>

@@ -17,8 +17,10 @@ namespace {
 struct MarkOptions {
     std::string install;
     std::string number;
+    NumberForm country;
     std::vector<std::string> texts;
     TextForm form = TextForm::prepared;
+    bool untilChanged = false;
     bool undo = false;
 };
 
@@ -40,9 +42,38 @@ static void markAll(Marking &marking, const MarkOptions &options, Context &conte
     });
 }
 
+// One message after the other; says of each what became of it.
+static void markAllUntilChanged(Marking &marking, const MarkOptions &options, Label label, Context &context)
+{
+    std::uint64_t number = 0;
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    forEachMessage(options.texts, context.in, [&](const InputMessage &message) {
+        const Turning turning =
+            marking.markUntilChanged(inForm(options.form, wideArgument(message.text, "the message")));
+        const std::string as(labelName(label));
+        const std::string what =
+            "message " + std::to_string(++number) + ", rated " + std::string(ratingName(turning.before)) + " before, ";
+        if (turning.turned && turning.corrections == 0) {
+            context.message("message " + std::to_string(number) + " is rated " + as + " already; nothing was changed");
+        } else if (turning.turned) {
+            context.message(what + "is rated " + as + " after " + plural(turning.corrections, "correction"));
+        } else {
+            context.message(what + "cannot be made " + as + ": " + turning.obstacle + "; nothing was changed");
+        }
+        list.push_back({{"before", ratingName(turning.before)},
+                        {"changed", turning.turned && turning.corrections > 0},
+                        {"corrections", turning.corrections},
+                        {"obstacle",
+                         turning.turned ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(turning.obstacle)}});
+    });
+    if (context.json) {
+        context.out << nlohmann::ordered_json{{"as", labelName(label)}, {"messages", list}} << '\n';
+    }
+}
+
 static void runMark(const MarkOptions &options, Label label, Context &context)
 {
-    const WideText number = wideArgument(options.number, "the number");
+    const WideText number = wideArgument(options.country.ofSender(options.number), "the number");
     if (number.size() > VELQ_MAX_NUMBER_LENGTH) {
         throw Error(Status::usage, "the number is longer than 29 characters; no list entry has such a number");
     }
@@ -53,12 +84,19 @@ static void runMark(const MarkOptions &options, Label label, Context &context)
     Marking marking(engine, installation, label == Label::ham ? Rating::ham : Rating::spam, number);
     record.remove(); // so that a run that is ended half-way leaves no older one to take back
     try {
-        markAll(marking, options, context);
+        if (options.untilChanged) {
+            markAllUntilChanged(marking, options, label, context);
+        } else {
+            markAll(marking, options, context);
+        }
     } catch (...) {
         keepForUndo(record, marking.correction(), context);
         throw;
     }
     keepForUndo(record, marking.correction(), context);
+    if (options.untilChanged) {
+        return;
+    }
     const std::uint64_t marked = marking.correction().messages;
     if (context.json) {
         context.out << nlohmann::ordered_json{{"marked", marked}, {"as", labelName(label)}} << '\n';
@@ -97,8 +135,12 @@ static CLI::App *addVerdict(CLI::App &mark, Label label, Context &context)
     addInstallOption(*command, options->install);
     if (ham) {
         addTextOption(*command, "--number", "NUMBER", options->number, "The sender, taken off the black list");
+        addCountryOption(*command, options->country);
     }
     addTextArgument(*command, "TEXT", options->texts, "The messages; without any, one a line on standard input");
+    command->add_flag("--until-changed", options->untilChanged,
+                      "Correct each message until it is rated so, at most 1000 times, or say why it never is; what was "
+                      "in vain is taken back");
     addRawFlag(*command, options->form);
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
@@ -107,6 +149,7 @@ static CLI::App *addVerdict(CLI::App &mark, Label label, Context &context)
                                "velq mark ham --install ~/filter < wanted.txt"});
     } else {
         addExamples(*command, {"velq mark spam --install ~/filter 'Claim your free prize now'",
+                               "velq mark spam --install ~/filter --until-changed 'Claim your free prize now'",
                                "velq mark spam --install ~/filter < unwanted.txt"});
     }
     command->callback([options, label, &context] { runMark(*options, label, context); });

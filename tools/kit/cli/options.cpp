@@ -137,6 +137,18 @@ void addRawFlag(CLI::App &command, TextForm &form)
         "Take texts as they are, for what an application gets that does not prepare them");
 }
 
+CLI::Option *addCountryOption(CLI::App &command, NumberForm &form)
+{
+    return command
+        .add_option_function<std::string>(
+            "--country", [&form](const std::string &country) { form = NumberForm(country); },
+            "The country of numbers that are written without one, such as GB: numbers and lists are brought to the "
+            "form "
+            "+447700900123; short codes and text senders stay")
+        ->check(CLI::Validator(NumberForm::fault, ""))
+        ->type_name("COUNTRY");
+}
+
 void addExamples(CLI::App &command, std::initializer_list<std::string> examples)
 {
     std::string text = examples.size() == 1 ? "Example:" : "Examples:";

@@ -3,6 +3,7 @@
 #ifndef VELQ_KIT_CLI_OPTIONS_H
 #define VELQ_KIT_CLI_OPTIONS_H
 
+#include "kit/base/phone_number.h"
 #include "kit/base/plural.h"
 #include "kit/base/progress.h"
 #include "kit/messages/corpus.h"
@@ -89,6 +90,7 @@ CLI::Option *addJsonFlag(CLI::App &command, Context &context);         // --json
 void addQuietFlag(CLI::App &command, Context &context);                // --quiet
 void addFormatOption(CLI::App &command, CorpusFormat &format);         // --format tsv|csv|jsonl
 void addRawFlag(CLI::App &command, TextForm &form);                    // --raw
+CLI::Option *addCountryOption(CLI::App &command, NumberForm &form);    // --country GB
 
 // Closes the help text: at most eight examples of one line each, without the prompt.
 void addExamples(CLI::App &command, std::initializer_list<std::string> examples);

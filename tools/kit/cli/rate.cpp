@@ -18,6 +18,7 @@ using Json = nlohmann::ordered_json;
 struct RateOptions {
     std::string install;
     std::string number;
+    NumberForm country;
     std::vector<std::string> texts;
     TextForm form = TextForm::prepared;
     bool jsonLines = false;
@@ -72,7 +73,7 @@ static void forEachToRate(const RateOptions &options, Context &context,
 
 static void runRate(const RateOptions &options, Context &context)
 {
-    const WideText number = wideArgument(options.number, "the number");
+    const WideText number = wideArgument(options.country.ofSender(options.number), "the number");
     const RatedInstallation place(options.install, options.dryRun);
     const Installation &installation = place.installation();
     const Engine engine(installation, Engine::Connections::kept);
@@ -126,6 +127,7 @@ void addRateCommand(CLI::App &root, Context &context)
     CLI::App *command = addCommand(root, "rate", "Rate messages: prints rating and text; learns as the engine does");
     addInstallOption(*command, options->install);
     CLI::Option *number = addTextOption(*command, "--number", "NUMBER", options->number, "The sender of the messages");
+    addCountryOption(*command, options->country);
     CLI::Option *texts = addTextArgument(
         *command, "TEXT", options->texts,
         "The messages; without any, one a line on standard input, where a line may begin with ham or spam and a tab");
@@ -148,7 +150,7 @@ void addRateCommand(CLI::App &root, Context &context)
                            "velq rate --install ~/filter --exit-code 'Claim your free prize now' || echo not wanted"});
     command->callback([options, &context] {
         if (options->jsonLines) {
-            runRatePipe(options->install, {options->form, options->dryRun}, context);
+            runRatePipe(options->install, {options->form, options->dryRun, options->country}, context);
         } else {
             runRate(*options, context);
         }

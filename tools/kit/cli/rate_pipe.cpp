@@ -93,6 +93,9 @@ void runRatePipe(const std::string &install, const PipeOptions &options, Context
         progress.reached(lines.number());
         RateRequest request = requestOf(line, result);
         request.body = inForm(options.form, request.body);
+        if (options.country.isGiven()) {
+            request.number = wideArgument(options.country.of(utf8FromWide(request.number)), "the number");
+        }
         answer(context, request, answerTo(engine, *explainer, request, lines.number()));
     }
     checkReadToEnd(input.stream(), input.name());

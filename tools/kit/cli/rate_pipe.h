@@ -11,6 +11,7 @@ namespace velq::kit {
 struct PipeOptions {
     TextForm form = TextForm::prepared;
     bool dryRun = false; // nothing is learned, and lists and counts are those of the start
+    NumberForm country;
 };
 
 // Answers each line of standard input with a line before it reads the next. A line that cannot be rated, and an empty

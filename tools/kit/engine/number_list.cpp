@@ -1,12 +1,9 @@
 // Number lists over the exports.
 #include "kit/engine/number_list.h"
 
-#include "kit/base/csv.h"
-#include "kit/base/input.h"
 #include "kit/base/status.h"
 
 #include <algorithm>
-#include <charconv>
 
 namespace velq::kit {
 
@@ -166,73 +163,6 @@ void addWhiteBatch(const Engine &engine, const std::vector<ListEntry> &entries)
                          "adding the batch to the white list failed");
         }
     }
-}
-
-void writeEntries(std::ostream &out, const std::vector<ListEntry> &entries)
-{
-    out << "number,name,hidden,extendID\r\n";
-    for (const ListEntry &entry : entries) {
-        out << csvField(entry.number) << ',' << csvField(entry.name) << ',' << entry.hidden << ',' << entry.extendID
-            << "\r\n";
-    }
-}
-
-namespace {
-
-// Where the columns of one file stand; -1 for a missing one.
-struct Columns {
-    int number = -1;
-    int name = -1;
-    int hidden = -1;
-    int extendID = -1;
-    std::size_t count = 0;
-};
-
-} // namespace
-
-static std::string field(const CsvRecord &record, int column)
-{
-    return column < 0 ? std::string() : record.fields[static_cast<std::size_t>(column)];
-}
-
-// An empty field is 0.
-static bool parseInteger(const std::string &text, std::int32_t &value)
-{
-    value = 0;
-    const char *end = text.data() + text.size();
-    return text.empty() || std::from_chars(text.data(), end, value) == std::from_chars_result{end, std::errc()};
-}
-
-std::vector<ListEntry> readEntries(std::istream &in, const std::string &name)
-{
-    std::vector<ListEntry> entries;
-    Columns columns;
-    readCsv(in, name, [&](CsvRecord &&record) {
-        if (columns.count == 0) {
-            columns = {csvColumn(record, "number"), csvColumn(record, "name"), csvColumn(record, "hidden"),
-                       csvColumn(record, "extendID"), record.fields.size()};
-            checkCsvHeader(record, name, {"number", "name", "hidden", "extendID"});
-            if (columns.number < 0) {
-                failAt(name, record.line,
-                       "the first line must name the column number; name, hidden and extendID may follow");
-            }
-            return;
-        }
-        checkCsvWidth(record, name, columns.count);
-        ListEntry entry{.number = field(record, columns.number), .name = field(record, columns.name)};
-        if (!parseInteger(field(record, columns.hidden), entry.hidden) ||
-            !parseInteger(field(record, columns.extendID), entry.extendID)) {
-            failAt(name, record.line, "hidden and extendID are whole numbers; correct them");
-        }
-        if (const std::string fault = entryFault(entry); !fault.empty()) {
-            failAt(name, record.line, fault);
-        }
-        entries.push_back(std::move(entry));
-    });
-    if (columns.count == 0) {
-        throw Error(Status::badData, name + " is empty; expected a first line that names the column number");
-    }
-    return entries;
 }
 
 } // namespace velq::kit

@@ -59,11 +59,6 @@ void removeNumber(const Engine &engine, const ListCalls &calls, const std::strin
 // the lists hold.
 void addWhiteBatch(const Engine &engine, const std::vector<ListEntry> &entries);
 
-// number,name,hidden,extendID with a header. readEntries takes the columns in any order; all but number may be missing.
-// Throws Error (badData) with the file and line of an entry with a fault.
-void writeEntries(std::ostream &out, const std::vector<ListEntry> &entries);
-std::vector<ListEntry> readEntries(std::istream &in, const std::string &name);
-
 } // namespace velq::kit
 
 #endif

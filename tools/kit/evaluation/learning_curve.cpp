@@ -5,6 +5,7 @@
 #include "kit/evaluation/engine_runs.h"
 #include "kit/messages/sampling.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 
@@ -25,15 +26,43 @@ static std::vector<const TestMessage *> inStratifiedOrder(const std::vector<cons
     return ordered;
 }
 
+static std::uint64_t largestOf(const CurveOptions &options)
+{
+    return options.corrections.empty() ? 0 : options.corrections.back();
+}
+
+// How many of the messages are there to correct, of which the rest is measured on.
+static std::uint64_t teachingOf(std::size_t messages, const CurveOptions &options)
+{
+    return options.onlyErrors ? messages - messages / 3 : largestOf(options);
+}
+
+void checkCurve(std::size_t messages, const CurveOptions &options)
+{
+    if (teachingOf(messages, options) >= messages) {
+        throw Error(Status::usage, std::to_string(largestOf(options)) + " corrections leave none of the " +
+                                       std::to_string(messages) + " messages to measure on; ask for fewer");
+    }
+}
+
+void addCurve(std::vector<CurvePoint> &curve, const std::vector<CurvePoint> &other)
+{
+    if (curve.empty()) {
+        curve = other;
+        return;
+    }
+    for (std::size_t i = 0; i < curve.size() && i < other.size(); ++i) {
+        curve[i].made = std::min(curve[i].made, other[i].made);
+        curve[i].read = std::max(curve[i].read, other[i].read);
+        curve[i].counts += other[i].counts;
+    }
+}
+
 std::vector<CurvePoint> learningCurve(const StoreContents &store, const std::vector<const TestMessage *> &messages,
                                       const CurveOptions &options)
 {
-    const std::uint64_t largest = options.corrections.empty() ? 0 : options.corrections.back();
-    const std::uint64_t teaching = options.onlyErrors ? messages.size() - messages.size() / 3 : largest;
-    if (teaching >= messages.size()) {
-        throw Error(Status::usage, std::to_string(largest) + " corrections leave none of the " +
-                                       std::to_string(messages.size()) + " messages to measure on; ask for fewer");
-    }
+    checkCurve(messages.size(), options);
+    const std::uint64_t teaching = teachingOf(messages.size(), options);
     const std::vector<const TestMessage *> ordered = inStratifiedOrder(messages, options.seed);
     const auto firstTest = ordered.begin() + static_cast<std::ptrdiff_t>(teaching);
     const std::vector<const TestMessage *> test(firstTest, ordered.end());

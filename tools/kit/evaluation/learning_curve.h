@@ -6,6 +6,7 @@
 #include "kit/evaluation/test_message.h"
 #include "kit/store/store_file.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -18,11 +19,18 @@ struct CurvePoint {
     ConfusionCounts counts;  // on the messages kept for measuring, with training off
 };
 
+// Adds up what the same corrections did to another store: the counts, the fewest corrections made and the most messages
+// gone through. An empty curve becomes the other one.
+void addCurve(std::vector<CurvePoint> &curve, const std::vector<CurvePoint> &other);
+
 struct CurveOptions {
     std::vector<std::uint64_t> corrections; // ascending
     bool onlyErrors = false;
     std::uint64_t seed = 1;
 };
+
+// Throws Error (usage) when so many messages are too few.
+void checkCurve(std::size_t messages, const CurveOptions &options);
 
 // Corrects from a seeded stratified order of the messages and measures after each number of corrections, always on the
 // same messages: those behind the ones that the largest number needs, or, with `onlyErrors`, the last third. Throws

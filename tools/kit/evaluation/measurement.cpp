@@ -36,15 +36,20 @@ Store storeOfPart(const EvaluationPlan &plan, const Split &part, const Evaluatio
     return buildStore(training, rules);
 }
 
-// On the messages that are tested, of a plan of one part.
-static std::vector<CurvePoint> measureCurve(const EvaluationPlan &plan, const StoreContents &store,
-                                            const EvaluationRequest &request)
+static CurveOptions curveOptionsOf(const EvaluationRequest &request)
+{
+    return {request.corrections, request.onlyErrors, request.seed};
+}
+
+// On the messages that a part tests.
+static std::vector<CurvePoint> curveOfPart(const EvaluationPlan &plan, const Split &part, const StoreContents &store,
+                                           const EvaluationRequest &request)
 {
     std::vector<const TestMessage *> messages;
-    for (const std::size_t index : plan.splits.front().test) {
+    for (const std::size_t index : part.test) {
         messages.push_back(&plan.messages[index]);
     }
-    return learningCurve(store, messages, {request.corrections, request.onlyErrors, request.seed});
+    return learningCurve(store, messages, curveOptionsOf(request));
 }
 
 static std::vector<TradeOffPoint> measureTradeOff(const EvaluationPlan &plan, const EvaluationRequest &request,
@@ -76,6 +81,11 @@ std::uint64_t measuringSteps(const EvaluationPlan &plan, const EvaluationRequest
 Measured measure(const EvaluationPlan &plan, const EvaluationRequest &request, const MeasureOptions &options,
                  std::istream &standardInput)
 {
+    for (const Split &part : plan.splits) {
+        if (!request.corrections.empty()) {
+            checkCurve(part.test.size(), curveOptionsOf(request));
+        }
+    }
     Measured measured;
     StoreContents store;
     std::uint64_t done = 0;
@@ -92,15 +102,15 @@ Measured measure(const EvaluationPlan &plan, const EvaluationRequest &request, c
             store = withoutCounts(store);
         }
         measured.tokens.push_back(modelOf(store).tokens.size());
+        if (!request.corrections.empty()) {
+            addCurve(measured.curve, curveOfPart(plan, split, store, request));
+        }
         return EvaluationPart{store, split.test, split.training};
     };
     measured.result =
         evaluate(plan.messages, plan.splits.size(), nextPart, {plan.corpora.size(), options.mostErrors, progress});
     if (request.tradeOff) {
         measured.tradeOff = measureTradeOff(plan, request, [&] { progress(0, 0); });
-    }
-    if (!request.corrections.empty()) {
-        measured.curve = measureCurve(plan, store, request);
     }
     return measured;
 }

@@ -2,6 +2,7 @@
 #include "kit/evaluation/report_text.h"
 
 #include "kit/evaluation/figures.h"
+#include "kit/evaluation/legend.h"
 #include "kit/evaluation/report_trade_off.h"
 
 #include <cstdint>
@@ -90,7 +91,15 @@ void printCorpora(std::ostream &out, const EvaluationPlan &plan, const Evaluatio
     }
 }
 
-void printCurve(std::ostream &out, const std::vector<CurvePoint> &curve)
+void printLegend(std::ostream &out)
+{
+    out << '\n';
+    for (const auto &[name, meaning] : legend) {
+        out << std::left << std::setw(11) << name << meaning << '\n';
+    }
+}
+
+void printCurve(std::ostream &out, const EvaluationPlan &plan, const std::vector<CurvePoint> &curve)
 {
     if (curve.empty()) {
         return;
@@ -102,6 +111,9 @@ void printCurve(std::ostream &out, const std::vector<CurvePoint> &curve)
         cells.emplace_back(figure.name);
     }
     out << '\n';
+    if (plan.splits.size() > 1) {
+        out << "so many corrections of each store, the " << plan.splits.size() << ' ' << plan.partsAre << " added up\n";
+    }
     printRow(out, "corrections", cells);
     for (const CurvePoint &point : curve) {
         const Metrics metrics = metricsOf(point.counts);
@@ -156,8 +168,9 @@ void printReport(std::ostream &out, const EvaluationPlan &plan, const Measured &
     }
     printParts(out, plan, result);
     printCorpora(out, plan, result);
-    printCurve(out, measured.curve);
+    printCurve(out, plan, measured.curve);
     printTradeOff(out, measured.tradeOff);
+    printLegend(out);
 }
 
 } // namespace velq::kit

@@ -273,7 +273,7 @@ static Rating rate(const HookOptions &options, const HookMessage &message)
     const Installation installation(options.install);
     checkDataFiles(installation);
     const Engine engine(installation);
-    const WideText number = withoutZeros(wideArgument(message.sender, "the sender"));
+    const WideText number = withoutZeros(wideArgument(options.country.ofSender(message.sender), "the sender"));
     const WideText body = inForm(options.form, message.body);
     std::uint32_t answer = VELQ_RATING_UNSURE;
     engine.check(VELQ_CheckSpamMsgSync(&answer, body.c_str(), number.c_str()), "rating failed");

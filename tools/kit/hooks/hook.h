@@ -3,6 +3,7 @@
 #ifndef VELQ_KIT_HOOKS_HOOK_H
 #define VELQ_KIT_HOOKS_HOOK_H
 
+#include "kit/base/phone_number.h"
 #include "kit/base/wide_text.h"
 #include "kit/messages/text_form.h"
 
@@ -22,6 +23,7 @@ struct HookOptions {
     std::string unsureFolder; // the same for unsure messages
     std::string log;          // empty: standard error
     TextForm form = TextForm::prepared;
+    NumberForm country;
 };
 
 struct HookMessage {

@@ -3,6 +3,7 @@
 
 #include "kit/base/csv.h"
 #include "kit/base/input.h"
+#include "kit/base/wide_text.h"
 
 #include <algorithm>
 #include <cctype>
@@ -12,12 +13,21 @@
 
 namespace velq::kit {
 
+static std::string inSmallLetters(std::string_view word)
+{
+    std::string small(word);
+    std::ranges::transform(small, small.begin(),
+                           [](unsigned char unit) { return static_cast<char>(std::tolower(unit)); });
+    return small;
+}
+
 bool parseLabel(std::string_view word, Label &label)
 {
-    if (word != "ham" && word != "spam") {
+    const std::string small = inSmallLetters(word);
+    if (small != "ham" && small != "spam") {
         return false;
     }
-    label = word == "ham" ? Label::ham : Label::spam;
+    label = small == "ham" ? Label::ham : Label::spam;
     return true;
 }
 
@@ -31,9 +41,7 @@ static CorpusFormat formatOf(const std::string &file)
     if (file == "-") {
         return CorpusFormat::labelTabText;
     }
-    std::string ending = std::filesystem::path(file).extension().string();
-    std::ranges::transform(ending, ending.begin(),
-                           [](unsigned char unit) { return static_cast<char>(std::tolower(unit)); });
+    const std::string ending = inSmallLetters(std::filesystem::path(file).extension().string());
     if (ending == ".tsv" || ending == ".txt") {
         return CorpusFormat::labelTabText;
     }
@@ -48,11 +56,22 @@ static CorpusFormat formatOf(const std::string &file)
 
 using Take = std::function<void(LabelledMessage &&)>;
 
+// In quotation marks; of a long one the start.
+static std::string shown(std::string_view label)
+{
+    constexpr std::size_t most = 40;
+    std::size_t end = std::min(label.size(), most);
+    while (end < label.size() && end > 0 && (static_cast<unsigned char>(label[end]) & 0xC0U) == 0x80U) {
+        --end; // not within a character
+    }
+    return '"' + oneLine(label.substr(0, end)) + (end < label.size() ? "...\"" : "\"");
+}
+
 static LabelledMessage labelled(const std::string &name, std::uint64_t line, std::string_view label, std::string text)
 {
     LabelledMessage message;
     if (!parseLabel(label, message.label)) {
-        failAt(name, line, "the label is neither ham nor spam; correct it");
+        failAt(name, line, "the label " + shown(label) + " is neither ham nor spam; correct it");
     }
     message.text = std::move(text);
     message.line = line;

@@ -13,7 +13,7 @@ static InputMessage messageOfLine(const std::string &line)
     const std::size_t tab = line.find('\t');
     Label label{};
     if (tab != std::string::npos && parseLabel(std::string_view(line).substr(0, tab), label)) {
-        return {line.substr(0, tab), line.substr(tab + 1)};
+        return {std::string(labelName(label)), line.substr(tab + 1)};
     }
     return {{}, line};
 }

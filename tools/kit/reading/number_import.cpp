@@ -139,7 +139,8 @@ static std::string storedKey(const ListEntry &entry)
     return {entry.number.rbegin(), entry.number.rend()};
 }
 
-static void takeOff(BothLists &lists, const std::vector<ListEntry> &entries)
+// The numbers that the other list lost.
+static std::vector<std::string> takeOff(BothLists &lists, const std::vector<ListEntry> &entries)
 {
     Keys keys;
     for (const ListEntry &entry : entries) {
@@ -149,7 +150,17 @@ static void takeOff(BothLists &lists, const std::vector<ListEntry> &entries)
         return keys.find(comparedPart(stored)) != keys.end();
     };
     lists.otherDatabase().addTest("isImported", isImported);
+    std::vector<std::string> numbers;
+    {
+        Query query(lists.otherDatabase(),
+                    "SELECT number FROM " + lists.other() + " WHERE isImported(number) ORDER BY uid;");
+        while (query.step()) {
+            const std::string_view stored = query.text(0);
+            numbers.push_back(displayedNumber(stored.substr(0, stored.find('\0'))));
+        }
+    }
     lists.otherDatabase().exec("DELETE FROM " + lists.other() + " WHERE isImported(number);");
+    return numbers;
 }
 
 static void insert(Query &query, const ListEntry &entry, std::string key)
@@ -183,18 +194,19 @@ static std::size_t addAll(BothLists &lists, const std::vector<ListEntry> &entrie
     return added;
 }
 
-std::size_t importNumbers(const Installation &installation, const ListCalls &calls,
-                          const std::vector<ListEntry> &entries, Progress &progress)
+Imported importNumbers(const Installation &installation, const ListCalls &calls, const std::vector<ListEntry> &entries,
+                       Progress &progress)
 {
     const ListPlace black = {"bn.bin", "blackList"};
     const ListPlace white = {"wn.bin", "whiteList"};
     const bool isBlack = &calls == &blackListCalls;
     BothLists lists(installation, isBlack ? black : white, isBlack ? white : black);
     lists.begin();
-    takeOff(lists, entries);
-    const std::size_t added = addAll(lists, entries, progress);
+    Imported imported;
+    imported.movedOff = takeOff(lists, entries);
+    imported.added = addAll(lists, entries, progress);
     lists.commit();
-    return added;
+    return imported;
 }
 
 } // namespace velq::kit

@@ -41,8 +41,7 @@ ListIndex::ListIndex(const std::filesystem::path &file, std::string table)
 {
 }
 
-// As the list exports show it: last character of the key first, each byte sign-extended to a unit.
-static std::string displayedNumber(const std::string &key)
+std::string displayedNumber(std::string_view key)
 {
     std::u16string units;
     std::transform(key.rbegin(), key.rend(), std::back_inserter(units),

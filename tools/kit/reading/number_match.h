@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 namespace velq::kit {
@@ -20,6 +21,10 @@ inline constexpr std::size_t comparedCharacters = 11;
 // The form of a number by which lists find it: narrow, last character first, and of that the part that is compared.
 // Empty for a number that matches nothing.
 std::string matchKey(WideView number);
+
+// A number as the list exports show it, of the form in which it is stored: last character first, each byte
+// sign-extended to a unit.
+std::string displayedNumber(std::string_view key);
 
 // Whether the operator rule takes the number.
 bool isOperatorNumber(WideView number);

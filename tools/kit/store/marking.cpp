@@ -1,13 +1,16 @@
 // Verdicts through the engine, with the counts before and after.
 #include "kit/store/marking.h"
 
+#include "kit/base/plural.h"
 #include "kit/base/status.h"
+#include "kit/reading/explanation.h"
 #include "velq.h"
 
 namespace velq::kit {
 
 Marking::Marking(const Engine &engine, const Installation &installation, Rating verdict, WideText number)
-    : engine_(engine), store_(installation.dataFile("prob.bin")), verdict_(verdict), number_(std::move(number))
+    : engine_(engine), installation_(installation), store_(installation.dataFile("prob.bin")), verdict_(verdict),
+      number_(std::move(number))
 {
     correction_.verdict = ratingName(verdict);
 }
@@ -19,6 +22,12 @@ std::uint32_t Marking::countedMessages(const MessageCounts &counts) const
 }
 
 void Marking::mark(const WideText &body)
+{
+    correct(body);
+    ++correction_.messages;
+}
+
+void Marking::correct(const WideText &body)
 {
     const MessageCounts before = countsOf(store_, body);
     const std::int32_t code =
@@ -33,7 +42,44 @@ void Marking::mark(const WideText &body)
                         (before == after ? "" : " (it was taken off the other side only; see --undo)") +
                         "; check the space left; " + engine_.reason());
     }
-    ++correction_.messages;
+}
+
+// Whether the counts of the message's tokens have a say; marking ham also takes the sender off the black list.
+bool Marking::countsDecide(DecidingStep step) const
+{
+    return step == DecidingStep::classifier || step == DecidingStep::digitRun || step == DecidingStep::shortText ||
+           (step == DecidingStep::blackList && verdict_ == Rating::ham && !number_.empty());
+}
+
+Turning Marking::markUntilChanged(const WideText &body)
+{
+    constexpr std::uint64_t most = 1000;
+    Explainer explainer(installation_);
+    const auto read = [&] { return explainer.explain(body, number_, Depth::decision); };
+    const MessageCounts before = countsOf(store_, body);
+    const Correction others = correction_;
+    Explanation now = read();
+    Turning turning{.before = now.rating, .obstacle = {}};
+    while (now.rating != verdict_ && countsDecide(now.step) && turning.corrections < most) {
+        correct(body);
+        ++turning.corrections;
+        now = read();
+    }
+    turning.turned = now.rating == verdict_;
+    if (turning.turned) {
+        correction_.messages += turning.corrections > 0 ? 1 : 0;
+        return turning;
+    }
+    turning.obstacle = countsDecide(now.step)
+                           ? "it is still " + std::string(ratingName(now.rating)) + " after " +
+                                 plural(turning.corrections, "correction")
+                           : "no correction of its words changes what decides, " + std::string(stepSentence(now.step));
+    Correction inVain;
+    inVain.add(before, countsOf(store_, body));
+    takeBack(inVain, installation_.dataFile("prob.bin"));
+    correction_ = others;
+    turning.corrections = 0;
+    return turning;
 }
 
 std::string keepCorrection(const CorrectionRecord &record, const Correction &correction)

@@ -4,9 +4,21 @@
 
 #include "kit/engine/engine.h"
 #include "kit/engine/rating.h"
+#include "kit/reading/deciding_step.h"
 #include "kit/store/correction.h"
 
+#include <cstdint>
+#include <string>
+
 namespace velq::kit {
+
+// What correcting one message until its verdict turns came to.
+struct Turning {
+    Rating before = Rating::unsure;
+    std::uint64_t corrections = 0; // none when it was in vain
+    bool turned = false;
+    std::string obstacle; // why it did not turn
+};
 
 // Marks messages of one sender as ham or as spam.
 class Marking {
@@ -17,6 +29,9 @@ class Marking {
     // Throws Error (inputOutput) where the store did not take it.
     void mark(const WideText &body);
 
+    // Marks a message until it is rated as it is marked. What was in vain is taken back. Throws Error.
+    Turning markUntilChanged(const WideText &body);
+
     // Of all messages marked so far.
     const Correction &correction() const
     {
@@ -24,9 +39,12 @@ class Marking {
     }
 
   private:
+    void correct(const WideText &body);
+    bool countsDecide(DecidingStep step) const;
     std::uint32_t countedMessages(const MessageCounts &counts) const;
 
     const Engine &engine_;
+    Installation installation_;
     StoredTokens store_;
     Rating verdict_;
     WideText number_;
