@@ -126,6 +126,9 @@ static void checkOptions(const BuildCommandOptions &options)
     if (!options.onto.empty() && options.plain) {
         throw Error(Status::usage, "--onto needs a tuned build: leave out --plain");
     }
+    if (options.onto == "-") {
+        throw Error(Status::usage, "--onto -: the store is read twice; give a file");
+    }
     if (options.onto.empty() && !options.known.empty()) {
         throw Error(Status::usage, "--known is only for a build with --onto");
     }
