@@ -11,13 +11,13 @@
 namespace velq::kit {
 namespace {
 
-constexpr EliminationRule rule = {2000, 200, 100};
+constexpr EliminationRule eliminationRule = {2000, 200, 100};
 
 TEST(elimination, tokens_lean_to_the_class_that_they_stand_in)
 {
     const Group group = makeGroup(filteredCorpus(wideCorpus(240, 1)), {});
     std::size_t counted = 0;
-    for (const LearnedToken &token : collect(group, chooseByElimination(group, rule, 1))) {
+    for (const LearnedToken &token : collect(group, chooseByElimination(group, eliminationRule, 1))) {
         if (std::fabs(token.lean) >= leastLean) {
             ++counted;
             EXPECT_LE(std::fabs(token.lean), greatestHamLean);
@@ -50,7 +50,7 @@ TEST(elimination, what_stands_already_is_not_given_again)
     const std::vector<FilteredText> messages = filteredCorpus(wideCorpus(240, 2));
     const auto learnedBeside = [&messages](const Learned &before) {
         const Group group = makeGroup(messages, {before, false, 5});
-        return collect(group, chooseByElimination(group, rule, 1));
+        return collect(group, chooseByElimination(group, eliminationRule, 1));
     };
     const Learned free = learnedBeside({});
     ASSERT_FALSE(free.empty());

@@ -27,9 +27,8 @@ struct NumberFile {
 
 // Takes
 // - CSV with a header, its fields apart by commas, semicolons or tabs: the columns number, name, hidden and extendID in
-// any
-//   order, each once, all but number may be missing; or those of an address book, whose telephone columns each give an
-//   entry; further columns are passed over;
+//   any order, each once, all but number may be missing; or those of an address book, whose telephone columns each give
+//   an entry; further columns are passed over;
 // - CSV without a header, and lists of one number a line: the number first, then a name where there is one;
 // - vCard, of which each telephone gives an entry.
 // Numbers lose their punctuation and get the country's form. Names of contacts are cut to what an entry holds. Throws

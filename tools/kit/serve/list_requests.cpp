@@ -1,4 +1,5 @@
 // The black and the white list: pages, export, import, single entries.
+#include "kit/engine/number_file.h"
 #include "kit/engine/number_list.h"
 #include "kit/reading/number_import.h"
 #include "kit/serve/requests.h"
@@ -130,18 +131,23 @@ static HttpResponse addOne(Service &service, const HttpRequest &request)
 
 static HttpResponse importAll(Service &service, const HttpRequest &request)
 {
-    std::vector<ListEntry> entries;
+    NumberFile file;
     try {
         std::istringstream in(request.body);
-        entries = readEntries(in, "the body");
+        file = readNumbers(in, "the body", NumberForm{});
     } catch (const Error &error) {
         throw Problem(ProblemKind::badData, error.what());
     }
+    if (!file.bad.empty()) {
+        const BadRow &first = file.bad.front();
+        throw Problem(ProblemKind::badData, "the body:" + std::to_string(first.line) + ": " + first.why);
+    }
     std::ostringstream nowhere;
-    Progress progress(nowhere, "importing", entries.size(), ProgressWhen::never);
+    Progress progress(nowhere, "importing", file.entries.size(), ProgressWhen::never);
     const ListCalls &calls = listOf(request);
-    const std::size_t added = importNumbers(service.installation, calls, entries, progress);
-    return jsonResponse({{"rows", entries.size()}, {"added", added}, {"count", countList(service.engine, calls)}});
+    const Imported imported = importNumbers(service.installation, calls, file.entries, progress);
+    return jsonResponse(
+        {{"rows", file.entries.size()}, {"added", imported.added}, {"count", countList(service.engine, calls)}});
 }
 
 Outcome addToListRequest(Service &service, const HttpRequest &request)
