@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <unordered_map>
 #include <utility>
 
@@ -45,7 +46,16 @@ void balance(std::vector<FilteredText> &messages, const BalanceRule &rule,
         const auto found = languages.find(source);
         return found == languages.end() ? 0 : found->second;
     };
-    const auto weightOf = [&rule](std::uint32_t source) { return source < rule.firstLight ? 1 : rule.lightWeight; };
+    std::set<std::uint32_t> languagesWithOthers; // than light sources
+    for (const auto &[stratum, size] : strata) {
+        if (stratum.first < rule.firstLight) {
+            languagesWithOthers.insert(languageOf(stratum.first));
+        }
+    }
+    const auto weightOf = [&](std::uint32_t source) {
+        const bool isLight = source >= rule.firstLight && languagesWithOthers.contains(languageOf(source));
+        return isLight ? rule.lightWeight : 1;
+    };
     std::map<std::uint32_t, Language> all;
     double sum = 0;
     for (const auto &[stratum, size] : strata) {

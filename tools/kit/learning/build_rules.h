@@ -17,7 +17,7 @@ struct BuildRules {
     double blockedCost = 4; // of a blocked ham message, when a spam message let through costs 1
     double unsureCost = 1;  // of a ham message left unsure
     // Sources from this number on were written for training, and a message of them counts only so much of a genuine
-    // one.
+    // one, where there are genuine ones in its language.
     std::uint32_t firstWritten = 0xFFFFFFFF;
     double writtenWeight = 0.3;
     // Of near-duplicates: a sequence that stands in the messages of fewer is no token, for it could tell of one sender.
