@@ -23,7 +23,7 @@ class Draw {
     Draw(std::u32string_view text, std::uint64_t seed) : generator_(hashOf(text) + seed) {}
     std::size_t below(std::size_t bound)
     {
-        return generator_() % bound;
+        return static_cast<std::size_t>(generator_() % bound);
     }
     char32_t of(std::u32string_view values)
     {
