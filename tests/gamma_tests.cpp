@@ -52,7 +52,9 @@ long double finiteSum(const Argument &at)
         sum += term;
         term *= x / k;
     }
-    return std::exp(-x) * sum;
+    // In two steps: where a long double is a double, e^-x alone would have lost its precision.
+    const long double half = std::exp(-x / 2);
+    return half * (half * sum);
 }
 
 // The largest relative difference so far, and where it was.

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <utf8.h>
 
 #ifdef VELQ_WITH_COUNTRIES
 #include <phonenumbers/logger.h>
@@ -19,22 +20,30 @@ namespace velq::kit {
 // ---- Punctuation --------------------------------------------------------------------------------------------------
 
 // Blanks, dashes and marks of direction beyond ASCII.
-static constexpr std::array<std::string_view, 19> invisibleOrBlank = {
-    "\u00a0", "\u00ad", "\u2007", "\u2009", "\u200b", "\u200e", "\u200f", "\u2010", "\u2011", "\u2012",
-    "\u2013", "\u202a", "\u202b", "\u202c", "\u202d", "\u202f", "\u2060", "\u2066", "\u2069"};
+static constexpr std::array<char32_t, 19> invisibleOrBlank = {0x00A0, 0x00AD, 0x2007, 0x2009, 0x200B, 0x200E, 0x200F,
+                                                              0x2010, 0x2011, 0x2012, 0x2013, 0x202A, 0x202B, 0x202C,
+                                                              0x202D, 0x202F, 0x2060, 0x2066, 0x2069};
+
+// The bytes that the mark has at the beginning of the text; 0 where there is none.
+static std::size_t markAtStart(std::string_view text)
+{
+    for (const char32_t mark : invisibleOrBlank) {
+        std::string bytes;
+        utf8::append(mark, bytes);
+        if (text.starts_with(bytes)) {
+            return bytes.size();
+        }
+    }
+    return 0;
+}
 
 static std::string inAsciiBlanks(std::string_view text)
 {
     std::string out;
     while (!text.empty()) {
-        const auto found = std::ranges::find_if(invisibleOrBlank, [text](auto mark) { return text.starts_with(mark); });
-        if (found == invisibleOrBlank.end()) {
-            out += text.front();
-            text.remove_prefix(1);
-        } else {
-            out += ' ';
-            text.remove_prefix(found->size());
-        }
+        const std::size_t length = static_cast<unsigned char>(text.front()) < 0x80 ? 0 : markAtStart(text);
+        out += length == 0 ? text.front() : ' ';
+        text.remove_prefix(std::max<std::size_t>(length, 1));
     }
     return out;
 }
