@@ -12,8 +12,8 @@
 namespace velq::kit {
 
 struct BalanceRule {
-    double sourcePower;                    // a class of a source with n messages counts as n to this power
-    double hamShare;                       // of the weight of all messages
+    double sourcePower; // a class of a source with n messages counts as n to this power
+    double hamShare;    // of the weight of all messages
     // The messages of sources from this number on count less, but for languages that have no others.
     std::uint32_t firstLight = 0xFFFFFFFF;
     double lightWeight = 1;
