@@ -51,10 +51,9 @@ std::vector<ScriptGroup> groupsByScript(std::vector<LabelledText> messages)
         places.emplace_back(group, groups[group].messages.size());
         groups[group].messages.push_back(std::move(message));
     }
-    std::vector<bool> isLarge;
-    for (const ScriptGroup &group : groups) {
-        isLarge.push_back(fewerOfClass(group.messages) >= fewestOfGroup);
-    }
+    std::vector<bool> isLarge(groups.size());
+    std::transform(groups.begin(), groups.end(), isLarge.begin(),
+                   [](const ScriptGroup &group) { return fewerOfClass(group.messages) >= fewestOfGroup; });
     // What is too few goes to the first large group; without any, all messages are one group.
     const auto large = static_cast<std::size_t>(std::find(isLarge.begin(), isLarge.end(), true) - isLarge.begin());
     const std::size_t home = large == groups.size() ? 0 : large;

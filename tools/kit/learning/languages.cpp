@@ -70,7 +70,7 @@ bool hasBothClasses(const Profiles &profiles, std::uint32_t language)
 {
     bool has[2] = {false, false};
     for (const auto &[source, profile] : profiles) {
-        for (const std::size_t side : {0, 1}) {
+        for (const std::size_t side : {std::size_t{0}, std::size_t{1}}) {
             has[side] = has[side] || (profile.language == language && profile.has[side]);
         }
     }

@@ -20,14 +20,11 @@ constexpr double rawPart = 0.5; // of a message that reads otherwise when it is 
 std::vector<FilteredText> readingsOf(const std::vector<LabelledText> &messages, Readings readings)
 {
     std::vector<std::u16string> prepared;
-    std::vector<std::u16string_view> texts;
     prepared.reserve(messages.size());
     for (const LabelledText &message : messages) {
         prepared.push_back(readings == Readings::raw ? message.text : utf16InForm(TextForm::prepared, message.text));
     }
-    for (const std::u16string &text : prepared) {
-        texts.emplace_back(text);
-    }
+    const std::vector<std::u16string_view> texts(prepared.begin(), prepared.end());
     const std::vector<std::uint32_t> clusters = clusterNearDuplicates(texts);
     std::vector<FilteredText> all;
     for (std::size_t i = 0; i < messages.size(); ++i) {

@@ -167,7 +167,9 @@ void Forwarder::State::start(std::unique_ptr<Transfer> transfer)
     sent.url = forwardUrl(url, sent.request.target);
     for (const auto &[name, value] : sent.request.headers) {
         if (goesOn(name)) {
-            addHeader(curl, sent, name + (value.empty() ? ";" : ": " + value));
+            std::string header = name;
+            header += value.empty() ? ";" : ": ";
+            addHeader(curl, sent, header += value);
         }
     }
     addHeader(curl, sent, "X-Velq-Verdict: " + sent.verdict);

@@ -80,7 +80,7 @@ static ReceivedMessage jsonMessage(const Service &service, const HttpRequest &re
 
 namespace {
 
-struct HookVerdict {
+struct HookVerdict { // NOLINT(bugprone-exception-escape): moving JSON throws nothing
     std::string name;
     std::string message; // as pending verdicts know it
     bool held = false;   // whether the journal has it

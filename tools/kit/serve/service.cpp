@@ -30,7 +30,7 @@ Service::Service(const ServiceOptions &given, Metrics &counted, ServiceLog &logg
 static HttpResponse failure(Metrics &metrics, ServiceLog &log, const HttpRequest &request, ProblemKind kind,
                             const std::string &detail)
 {
-    const HttpResponse response = problemResponse(kind, detail);
+    HttpResponse response = problemResponse(kind, detail);
     metrics.failed(std::string(meaningOf(kind).name));
     if (response.status >= 500) {
         log.line(request.method + " " + request.path + ": " + detail);
