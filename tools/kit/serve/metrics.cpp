@@ -104,7 +104,8 @@ void Metrics::failed(const std::string &problem)
 void Metrics::answered(const std::string &path, unsigned status, std::int64_t microseconds)
 {
     const std::scoped_lock lock(mutex_);
-    ++requests_[{path, std::to_string(status)}];
+    const std::string code = std::to_string(status);
+    ++requests_[{path, code}];
     request_.add(microseconds);
 }
 
