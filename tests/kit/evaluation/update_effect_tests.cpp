@@ -190,13 +190,17 @@ TEST_P(update_with_stand_ins, blocks_no_more_ham_than_the_new_store)
     expectAlike(figuresOf(merged(trained.store(), difference.rows), rated, false), figures, "trained before");
 }
 
-INSTANTIATE_TEST_SUITE_P(training_sets, update_with_stand_ins,
-                         testing::Values(Times{1, 0, 1}, Times{1, 1, 2}, Times{1, 0, 2}, Times{2, 0, 1}, Times{2, 1, 2},
-                                         Times{2, 0, 2}, Times{3, 0, 1}, Times{3, 1, 2}, Times{3, 0, 2}),
-                         [](const auto &times) {
-                             return "seed" + std::to_string(times.param.seed) + "from" +
-                                    std::to_string(times.param.before) + "to" + std::to_string(times.param.after);
-                         });
+#ifdef VELQ_SANITIZED // what the figures are does not depend on it, and each pair takes half a minute
+const auto pairs = testing::Values(Times{2, 0, 2});
+#else
+const auto pairs = testing::Values(Times{1, 0, 1}, Times{1, 1, 2}, Times{1, 0, 2}, Times{2, 0, 1}, Times{2, 1, 2},
+                                   Times{2, 0, 2}, Times{3, 0, 1}, Times{3, 1, 2}, Times{3, 0, 2});
+#endif
+
+INSTANTIATE_TEST_SUITE_P(training_sets, update_with_stand_ins, pairs, [](const auto &times) {
+    return "seed" + std::to_string(times.param.seed) + "from" + std::to_string(times.param.before) + "to" +
+           std::to_string(times.param.after);
+});
 
 } // namespace
 } // namespace velq::kit
