@@ -90,13 +90,14 @@ void HttpServer::answer(std::uint64_t id, HttpResponse &&response)
         state_->answers.push_back({id, std::move(response)});
     }
     const std::uint64_t one = 1;
-    static_cast<void>(::write(state_->wake, &one, sizeof one)); // full only when it is readable anyway
+    [[maybe_unused]] const ssize_t written =
+        ::write(state_->wake, &one, sizeof one); // full only when it is readable anyway
 }
 
 void ServerState::resumeAnswered()
 {
     std::uint64_t count = 0;
-    static_cast<void>(::read(wake, &count, sizeof count));
+    [[maybe_unused]] const ssize_t read = ::read(wake, &count, sizeof count);
     std::deque<Answer> taken;
     {
         const std::scoped_lock lock(mutex);
