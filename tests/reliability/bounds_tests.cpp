@@ -4,9 +4,12 @@
 #include "hostile_files.h"
 #include "support/log_reader.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <optional>
+#include <sqlite3.h>
 #include <string>
 #include <vector>
 
@@ -476,6 +479,86 @@ TEST_F(Bounds, a_trigger_on_every_row_of_a_large_list_goes_on_working)
     EXPECT_EQ(installation_.open("bn.bin").query("SELECT count(*) FROM log;").at(0).at(0).integer, 100'001);
     EXPECT_EQ(named(), 0U);
 }
+
+// ---- Time
+
+namespace {
+
+// In place of the system's clock, for SQLite: each time that it is asked it is so many milliseconds later.
+class StandInClock {
+  public:
+    explicit StandInClock(double millisecondsPerCall)
+    {
+        perCall = millisecondsPerCall;
+        calls = 0;
+        system_->xCurrentTimeInt64 = tell;
+    }
+    ~StandInClock()
+    {
+        system_->xCurrentTimeInt64 = systemClock_;
+    }
+    StandInClock(const StandInClock &) = delete;
+    StandInClock &operator=(const StandInClock &) = delete;
+
+    static std::int64_t callsSoFar()
+    {
+        return calls;
+    }
+
+  private:
+    static int tell(sqlite3_vfs *, sqlite3_int64 *now)
+    {
+        constexpr sqlite3_int64 someDay = 212'000'000'000'000;
+        *now = someDay + static_cast<sqlite3_int64>(perCall * static_cast<double>(++calls));
+        return SQLITE_OK;
+    }
+
+    static inline double perCall = 0;
+    static inline std::int64_t calls = 0;
+    sqlite3_vfs *system_ = sqlite3_vfs_find(nullptr);
+    int (*systemClock_)(sqlite3_vfs *, sqlite3_int64 *) = system_->xCurrentTimeInt64;
+};
+
+class TimeOfOwner : public Bounds, public testing::WithParamInterface<int> {
+  protected:
+    // Removes all numbers, each with a trigger's work. Returns how often the clock was asked.
+    std::int64_t removeAll(double millisecondsPerCall, std::int32_t expected)
+    {
+        remake("bn.bin", "CREATE TABLE blackList(uid INTEGER PRIMARY KEY, hidden, number, name, extendID);"
+                         "CREATE TABLE log(text); CREATE TRIGGER removed AFTER DELETE ON blackList BEGIN "
+                         "INSERT INTO log VALUES(trim(old.number)); END;"
+                         "INSERT INTO blackList(hidden, number, name, extendID) WITH c(x) AS (SELECT 1 UNION ALL "
+                         "SELECT x + 1 FROM c LIMIT " +
+                             std::to_string(GetParam()) + ") SELECT 0, x, zeroblob(30), x FROM c;");
+        bytes_ = std::filesystem::file_size(installation_.dataFile("bn.bin"));
+        const EngineSession session(installation_);
+        const StandInClock clock(millisecondsPerCall);
+        EXPECT_EQ(VELQ_RemoveAllBlackNumberSync(VELQ_HIDDEN_ANY), expected) << bytes_ << " bytes";
+        return StandInClock::callsSoFar();
+    }
+
+    // In milliseconds.
+    double timeOfTheFile() const
+    {
+        const double megabytes = static_cast<double>(bytes_) / 1e6;
+        return 400 + 400 * std::min(megabytes, 1.0) + 4000 * std::max(megabytes - 1, 0.0);
+    }
+
+    std::uintmax_t bytes_ = 0;
+};
+
+} // namespace
+
+TEST_P(TimeOfOwner, is_some_for_every_file_and_more_for_each_megabyte_beyond_the_first)
+{
+    const auto calls = static_cast<double>(removeAll(0, VELQ_SUCCESS));
+    removeAll(0.8 * timeOfTheFile() / calls, VELQ_SUCCESS);
+    EXPECT_EQ(named(), 0U);
+    removeAll(1.2 * timeOfTheFile() / calls, VELQ_ERR_FAILED);
+    EXPECT_EQ(named("time"), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, TimeOfOwner, testing::Values(6'000, 60'000));
 
 TEST_F(Bounds, a_million_delivered_rows_are_merged_and_a_million_entries_listed)
 {
