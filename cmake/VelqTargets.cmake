@@ -7,7 +7,7 @@ add_library(velq_options INTERFACE)
 target_compile_options(velq_options INTERFACE
   ${VELQ_ARITHMETIC_FLAGS}
   -Wall -Wextra -Wpedantic -Wconversion
-  # Files that are compiled together have each other's names in sight, and are as headers to the compiler.
+  # Files that are compiled together have each other's names in sight, and gcc takes them for headers.
   $<IF:$<AND:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>,$<COMPILE_LANG_AND_ID:CXX,GNU>>,-Wno-subobject-linkage,-Wshadow>
   $<$<BOOL:${VELQ_WARNINGS_AS_ERRORS}>:-Werror>
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
@@ -56,8 +56,8 @@ function(velq_build_together target)
   foreach(source IN LISTS ARGN)
     cmake_path(GET source PARENT_PATH folder)
     cmake_path(GET folder FILENAME room)
-    math(EXPR number "0${number_in_${room}} + 1")
-    set(number_in_${room} ${number})
+    list(APPEND files_of_${room} ${source})
+    list(LENGTH files_of_${room} number)
     math(EXPR group "(${number} - 1) / ${in_a_group}")
     set_property(SOURCE ${source} PROPERTY UNITY_GROUP ${room}_${group})
   endforeach()

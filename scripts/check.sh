@@ -22,7 +22,8 @@ clang_warnings() {
     scripts/compile-only.py build-clang "${analysed[@]}"
 }
 
-# With the compiler's warnings. One file at a time: with several the analyzer takes a va_list of the later ones for uninitialized.
+# With the compiler's warnings. One file at a time: with several the analyzer takes a va_list of the later ones for
+# uninitialized.
 clang_tidy() {
   printf '%s\0' "${analysed[@]}" | xargs -0 -P "$(nproc)" -n 1 clang-tidy-14 -p build-clang --quiet 2>&1 |
     grep -vE '^[0-9]+ warnings? (generated|treated)' || [ "${PIPESTATUS[1]}" -eq 0 ]
