@@ -1,6 +1,7 @@
 """Connections: many, slow, broken, and the end of the service."""
 
 import http.client
+import io
 import os
 import signal
 import socket
@@ -17,10 +18,28 @@ def head(service, length, more=""):
             f"Content-Length: {length}\r\n{more}\r\n").encode()
 
 
+class Answers:
+    """The answers on one connection, one after the other. An answer closes the file that it is read from; what that
+    file has read ahead of the answer's end stays here."""
+
+    class KeptFile(io.BufferedReader):
+        def close(self):
+            pass
+
+    def __init__(self, connection):
+        self.file = self.KeptFile(connection.makefile("rb", buffering=0))
+
+    def makefile(self, _):
+        return self.file
+
+    def next(self):
+        response = http.client.HTTPResponse(self)
+        response.begin()
+        return response.status, response.read()
+
+
 def answer_of(connection):
-    response = http.client.HTTPResponse(connection)
-    response.begin()
-    return response.status, response.read()
+    return Answers(connection).next()
 
 
 def is_closed(connection):
@@ -61,8 +80,9 @@ class Many(ServiceTest):
         connection = service.raw()
         one = b'{"id":%d,"body":"winner claim prize"}'
         connection.sendall(b"".join(head(service, len(one % i)) + one % i for i in range(1, 6)))
+        answers = Answers(connection)
         for i in range(1, 6):
-            status, body = answer_of(connection)
+            status, body = answers.next()
             self.assertEqual(status, 200)
             self.assertIn(b'"id":%d,' % i, body)
         connection.close()
@@ -135,7 +155,7 @@ class Slow(ServiceTest):
         half.close()
 
     def test_requests_that_break_off_leave_nothing(self):
-        service = self.start()
+        service = self.start("--idle-seconds", 10 * LONGEST)  # they are not kept until they count as idle
         whole = head(service, len(BODY)) + BODY
         before = self.counts()
         for length in range(1, len(whole), 7):
@@ -193,12 +213,23 @@ class End(ServiceTest):
         service = self.start()
         held = self.lock()
         results = []
-        # Marking waits for the store for a while, five times 50 milliseconds.
-        threads = [threading.Thread(target=lambda: results.append(service.post("/v1/rate", {"body": SPAM}).status))
-                   for _ in range(4)]
+        refused = []
+
+        def ask():
+            try:
+                results.append(service.post("/v1/rate", {"body": SPAM}).status)
+            except (ConnectionError, http.client.HTTPException):
+                refused.append(True)
+
+        def taken():
+            return service.metric("velq_queue_length") + service.metric(
+                'velq_requests_total{path="/v1/rate",status="503"}')
+        # Each waits for the store for a while, five times 50 milliseconds. Of five, four are known to have been taken when
+        # four wait or are answered; the fifth may be on its way.
+        threads = [threading.Thread(target=ask) for _ in range(5)]
         for thread in threads:
             thread.start()
-        wait_until(lambda: service.metric("velq_connections") >= 5, "the requests did not come")
+        wait_until(lambda: taken() >= 4, "the requests did not come")
         idle = service.raw()
         service.process.send_signal(signal.SIGTERM)
         held.execute("ROLLBACK")
@@ -207,7 +238,8 @@ class End(ServiceTest):
         self.assertTrue(is_closed(idle))
         idle.close()
         self.assertEqual(service.process.wait(LONGEST), 0)
-        self.assertEqual(len(results), 4)
+        self.assertGreaterEqual(len(results), 4)
+        self.assertEqual(len(results) + len(refused), 5)
         self.assertLessEqual(set(results), {200, 503})
         self.assertIn("stopped", service.err())
         with self.assertRaises(OSError):

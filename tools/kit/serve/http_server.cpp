@@ -20,6 +20,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t connectionMemory = std::size_t{32} << 10; // a request's head has to fit
 constexpr unsigned spareConnections = 64;                       // while those that go are going
+constexpr std::chrono::milliseconds betweenLooks{250};          // at who is late
 
 } // namespace
 
@@ -157,12 +158,29 @@ void ServerState::makeRoom()
     }
 }
 
+// The other side has ended and everything that it sent has been read.
+static bool hasEnded(const Connection &connection)
+{
+    char next = 0;
+    const ssize_t size = ::recv(connection.socket, &next, sizeof next, MSG_PEEK | MSG_DONTWAIT);
+    return size == 0 || (size < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR);
+}
+
+// The library does not see the end of a connection that came together with its last bytes, and would keep it until it
+// has been idle for long. What it has already read, it has had time to look at.
 void ServerState::closeLate()
 {
+    constexpr std::chrono::seconds read{1};
     const Clock::time_point now = Clock::now();
+    if (now - lookedForLate < betweenLooks) {
+        return;
+    }
+    lookedForLate = now;
     for (const auto &[handle, connection] : connections) {
         const bool reading = connection->exchange && connection->exchange->stage == Stage::body;
-        if (mayGo(*connection) && now - connection->since > (reading ? options.read : options.idle)) {
+        const Clock::duration age = now - connection->since;
+        if (mayGo(*connection) &&
+            (age > (reading ? options.read : options.idle) || (age > read && hasEnded(*connection)))) {
             close(*connection);
         }
     }
@@ -185,7 +203,7 @@ void HttpServer::stop()
 
 void HttpServer::turn(int otherDescriptor)
 {
-    constexpr unsigned long long longestWait = 250; // between two looks at who is late
+    constexpr auto longestWait = static_cast<unsigned long long>(betweenLooks.count());
     MHD_UNSIGNED_LONG_LONG wait = longestWait;
     if (MHD_get_timeout(state_->daemon, &wait) != MHD_YES || wait > longestWait) {
         wait = longestWait;

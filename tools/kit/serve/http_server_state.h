@@ -47,6 +47,7 @@ struct ServerState {
     int wake = -1;
     bool stopping = false;
     std::uint64_t nextId = 1;
+    std::chrono::steady_clock::time_point lookedForLate;
     std::map<MHD_Connection *, std::unique_ptr<Connection>> connections;
     std::map<std::uint64_t, Exchange *> waiting;
     std::atomic<std::size_t> connectionCount{0};
