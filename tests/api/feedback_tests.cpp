@@ -18,14 +18,14 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-const Texts openAndClose = {"VELQ_BFilter_DataStore\tOpen DB!", "VELQ_BFilter_WordList\tOK: open_wordlist()",
-                            "VELQ_BFilter_DataStore\tClose DB!", "VELQ_BFilter_WordList\tOK: close_wordlist()"};
+const Texts trainingReadsStore = {"VELQ_BFilter_DataStore\tOpen DB!", "VELQ_BFilter_WordList\tOK: open_wordlist()",
+                                  "VELQ_BFilter_DataStore\tClose DB!", "VELQ_BFilter_WordList\tOK: close_wordlist()"};
 
 Texts repeated(int count)
 {
     Texts lines;
     for (int i = 0; i < count; ++i) {
-        lines.insert(lines.end(), openAndClose.begin(), openAndClose.end());
+        lines.insert(lines.end(), trainingReadsStore.begin(), trainingReadsStore.end());
     }
     return lines;
 }

@@ -99,7 +99,7 @@ Line verdictLine(int result, double spamicity, int rating)
 }
 
 // Few messages, so that spamicities are not all nines.
-void fillStore(Installation &installation)
+void fillTracedStore(Installation &installation)
 {
     installation.setMessageCounts(2, 2);
     installation.addTokens({{wide("cash"), {1, 0, 0}},
@@ -129,7 +129,7 @@ class RatingTrace : public testing::TestWithParam<StartVariant> {
     {
         for (const bool withDebug : {true, false}) {
             Installation installation;
-            fillStore(installation);
+            fillTracedStore(installation);
             scenario.prepare(installation);
             if (withDebug) {
                 installation.enableDebug();
