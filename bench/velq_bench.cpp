@@ -317,8 +317,9 @@ static void registerAll()
         const std::string workload = hit ? "list_hit" : "list_miss";
         auto *engine = RegisterBenchmark((workload + "/engine").c_str(), listEngine, hit);
         auto *floor = RegisterBenchmark((workload + "/floor").c_str(), listFloor, hit);
-        // 1,100 entries are some more than a lookup visits before it asks the index.
-        for (const std::int64_t entries : {10, 100, 1'000, 1'100, 100'000}) {
+        // 530 and 1,100 entries are some more than a lookup visits before it asks the index, on a connection that is
+        // kept open and on one of its own.
+        for (const std::int64_t entries : {10, 100, 500, 530, 1'000, 1'100, 100'000}) {
             engine->Arg(entries);
             floor->Arg(entries);
         }

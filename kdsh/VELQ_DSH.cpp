@@ -1,11 +1,13 @@
 // The database-access layer over SQLite 3. Everything here passes straight through; opening, and compiling the first
-// statement, also put the bounds on the connection, and a busy handler begins an operation within them. Opening keeps
+// statement, also put the bounds on the connection, and a busy handler begins an operation within them. Compiling hands
+// out the statement that a connection keeps, and a function that stands already is not registered again. Opening keeps
 // to the file's mode of journal. Policy (busy rule, transactions, logging) belongs to the callers.
 #include "VELQ_DSH.h"
 
 #include "VELQ_DSH_File_Layer.h"
 #include "VELQ_DSH_Hardening.h"
 
+#include <cstring>
 #include <sqlite3.h>
 
 static_assert(VELQ_DSH_OK == SQLITE_OK && VELQ_DSH_BUSY == SQLITE_BUSY && VELQ_DSH_NOMEM == SQLITE_NOMEM &&
@@ -56,8 +58,37 @@ int VELQ_DSH_OpenForeign(const char *path, VELQ_DSH_Connection **connection) noe
     return openFile(path, SQLITE_OPEN_READONLY, FileOrigin::stranger, connection);
 }
 
+// The statement that a connection keeps, under its lock: exchanged for another one, or null.
+static sqlite3_stmt *exchangeKept(Bounds &bounds, sqlite3_stmt *statement) noexcept
+{
+    sqlite3_mutex *lock = sqlite3_db_mutex(bounds.connection);
+    sqlite3_mutex_enter(lock);
+    sqlite3_stmt *kept = bounds.kept;
+    bounds.kept = statement;
+    sqlite3_mutex_leave(lock);
+    return kept;
+}
+
+// The kept statement when it has that text, otherwise null. Nobody else has it then.
+static sqlite3_stmt *takeKept(Bounds &bounds, const char *sql, std::size_t length) noexcept
+{
+    sqlite3_mutex *lock = sqlite3_db_mutex(bounds.connection);
+    sqlite3_mutex_enter(lock);
+    const char *text = bounds.kept != nullptr ? sqlite3_sql(bounds.kept) : nullptr;
+    sqlite3_stmt *taken = nullptr;
+    if (text != nullptr && std::strlen(text) == length && std::memcmp(text, sql, length) == 0) {
+        taken = bounds.kept;
+        bounds.kept = nullptr;
+    }
+    sqlite3_mutex_leave(lock);
+    return taken;
+}
+
 int VELQ_DSH_Close(VELQ_DSH_Connection *connection) noexcept
 {
+    if (Bounds *bounds = boundsOf(connection); bounds != nullptr && bounds->kept != nullptr) {
+        sqlite3_finalize(exchangeKept(*bounds, nullptr));
+    }
     return sqlite3_close(connection);
 }
 
@@ -79,6 +110,13 @@ int VELQ_DSH_Prepare(VELQ_DSH_Connection *connection, const char *sql, int lengt
     int code = bounds != nullptr && !bounds->isSchemaKnown ? hardenSchema(*bounds) : SQLITE_OK;
     if (code == SQLITE_OK && bounds != nullptr && bounds->hasCode && isTimeUp(*bounds)) {
         code = SQLITE_INTERRUPT;
+    }
+    if (code == SQLITE_OK && bounds != nullptr && !bounds->hasCode && tail != nullptr) {
+        *statement = takeKept(*bounds, sql, static_cast<std::size_t>(length));
+        if (*statement != nullptr) {
+            *tail = sql + length;
+            return SQLITE_OK;
+        }
     }
     code = code == SQLITE_OK ? sqlite3_prepare_v2(connection, sql, length, statement, tail) : code;
     return code == SQLITE_OK && bounds != nullptr && bounds->hasCode ? boundValues(*bounds, *statement) : code;
@@ -108,6 +146,20 @@ int VELQ_DSH_Reset(VELQ_DSH_Statement *statement) noexcept
 int VELQ_DSH_Fini(VELQ_DSH_Statement *statement) noexcept
 {
     return sqlite3_finalize(statement);
+}
+
+void VELQ_DSH_Keep(VELQ_DSH_Statement *statement) noexcept
+{
+    if (statement == nullptr) {
+        return;
+    }
+    Bounds *bounds = boundsOf(sqlite3_db_handle(statement));
+    // With code in the schema each preparation looks at what was compiled.
+    if (sqlite3_reset(statement) == SQLITE_OK && bounds != nullptr && !bounds->hasCode) {
+        sqlite3_clear_bindings(statement);
+        statement = exchangeKept(*bounds, statement);
+    }
+    sqlite3_finalize(statement);
 }
 
 int VELQ_DSH_doNext(VELQ_DSH_Statement *statement) noexcept
@@ -159,14 +211,39 @@ int VELQ_DSH_busyHandler(VELQ_DSH_Connection *connection, VELQ_DSH_BusyHandler h
                              : sqlite3_busy_handler(connection, handler, argument);
 }
 
+static bool isSame(const UserFunction &one, const UserFunction &other) noexcept
+{
+    return std::strcmp(one.name, other.name) == 0 && one.arguments == other.arguments &&
+           one.textRepresentation == other.textRepresentation && one.userData == other.userData &&
+           one.function == other.function;
+}
+
 int VELQ_DSH_makeUserHand(VELQ_DSH_Connection *connection, const char *name, int arguments, int textRepresentation,
                           void *userData, VELQ_DSH_Function function, VELQ_DSH_Function step,
                           VELQ_DSH_Final final) noexcept
 {
-    // The schema may use it as it uses SQLite's own.
-    constexpr int flags = SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS;
-    return sqlite3_create_function(connection, name, arguments, textRepresentation | flags, userData, function, step,
-                                   final);
+    const auto create = [&]() noexcept {
+        // The schema may use it as it uses SQLite's own.
+        constexpr int flags = SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS;
+        return sqlite3_create_function(connection, name, arguments, textRepresentation | flags, userData, function,
+                                       step, final);
+    };
+    UserFunction wanted = {{}, arguments, textRepresentation, userData, function};
+    const std::size_t length = std::strlen(name);
+    Bounds *bounds = function != nullptr && length < sizeof wanted.name ? boundsOf(connection) : nullptr;
+    if (bounds == nullptr) {
+        return create();
+    }
+    std::memcpy(wanted.name, name, length);
+    sqlite3_mutex *lock = sqlite3_db_mutex(connection);
+    sqlite3_mutex_enter(lock);
+    int code = SQLITE_OK;
+    if (!isSame(bounds->registered, wanted)) {
+        code = create();
+        bounds->registered = code == SQLITE_OK ? wanted : UserFunction{};
+    }
+    sqlite3_mutex_leave(lock);
+    return code;
 }
 
 void VELQ_DSH_returnInt(VELQ_DSH_Context *context, int value) noexcept

@@ -1,7 +1,8 @@
 // The database-access layer: twenty operations, each one SQLite facility under the engine's own name, with the same
-// arguments and result, and two for bounds on what a file can do. The engine reaches SQLite through these names only.
-// The layer knows nothing of the engine; it keeps a file layer of its own, registered with SQLite by the first open,
-// and for each connection its bounds. Bound parameters count from 1, result columns from 0.
+// arguments and result, two for bounds on what a file can do, and one that keeps a statement. The engine reaches SQLite
+// through these names only. The layer knows nothing of the engine; it keeps a file layer of its own, registered with
+// SQLite by the first open, and for each connection its bounds and what it uses again. Bound parameters count from 1,
+// result columns from 0.
 #ifndef VELQ_DSH_H
 #define VELQ_DSH_H
 
@@ -67,6 +68,9 @@ VELQ_DSH_API const char *VELQ_DSH_Error(VELQ_DSH_Connection *connection) noexcep
 VELQ_DSH_API int VELQ_DSH_Reset(VELQ_DSH_Statement *statement) noexcept;
 // Finalising null succeeds.
 VELQ_DSH_API int VELQ_DSH_Fini(VELQ_DSH_Statement *statement) noexcept;
+// Takes a statement back as VELQ_DSH_Fini does; unless its last step failed, the connection may hand it out again when
+// the same text is prepared. It has one such statement, and releases it when it is closed.
+VELQ_DSH_API void VELQ_DSH_Keep(VELQ_DSH_Statement *statement) noexcept;
 VELQ_DSH_API int VELQ_DSH_doNext(VELQ_DSH_Statement *statement) noexcept;
 // A null destructor means that the memory outlives the statement's steps.
 VELQ_DSH_API int VELQ_DSH_mapBlob(VELQ_DSH_Statement *statement, int index, const void *bytes, int count,
@@ -82,6 +86,7 @@ VELQ_DSH_API const unsigned char *VELQ_DSH_getText(VELQ_DSH_Statement *statement
 // Also begins an operation: the connection's bounds are counted from here. Waits for locks do not count.
 VELQ_DSH_API int VELQ_DSH_busyHandler(VELQ_DSH_Connection *connection, VELQ_DSH_BusyHandler handler,
                                       void *argument) noexcept;
+// A function that stands already is left as it is: registering it anew would have every statement compiled anew.
 VELQ_DSH_API int VELQ_DSH_makeUserHand(VELQ_DSH_Connection *connection, const char *name, int arguments,
                                        int textRepresentation, void *userData, VELQ_DSH_Function function,
                                        VELQ_DSH_Function step, VELQ_DSH_Final final) noexcept;

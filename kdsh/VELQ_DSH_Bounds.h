@@ -1,6 +1,7 @@
 // The bounds of one connection: how much of the running operation's share of time, steps, memory and disk is used up,
 // and which of them has fired. An operation begins when its busy handler is installed; the share is counted anew from
-// there. The record lives as long as the connection's main file is open.
+// there. Beside them stands what the connection keeps from one operation to the next. The record lives as long as the
+// connection's main file is open.
 #ifndef VELQ_DSH_BOUNDS_H
 #define VELQ_DSH_BOUNDS_H
 
@@ -9,6 +10,14 @@
 
 // How a file came here: one of the owner's five, or one that strangers made, which is only read.
 enum class FileOrigin : std::uint8_t { owner, stranger };
+
+struct UserFunction {
+    char name[8];
+    int arguments;
+    int textRepresentation;
+    void *userData;
+    void (*function)(sqlite3_context *context, int count, sqlite3_value **values);
+};
 
 struct Bounds {
     sqlite3 *connection; // null until the bounds are put on
@@ -39,6 +48,10 @@ struct Bounds {
     static constexpr int mostArguments = 9;
     sqlite3 *calculator;
     sqlite3_stmt *calculations[mostFunctions][mostArguments + 1];
+
+    // Both under the connection's lock.
+    sqlite3_stmt *kept;      // a statement to hand out when its text is prepared again, or null
+    UserFunction registered; // the last function; its name is empty before there is one
 };
 
 void beginOperation(Bounds &bounds) noexcept;

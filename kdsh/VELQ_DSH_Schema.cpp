@@ -151,14 +151,25 @@ Statement readBeginning(Reader &reader) noexcept
     return isWord(token, "TABLE") ? Statement::table : isWord(token, "INDEX") ? Statement::index : Statement::other;
 }
 
-// Whether an index is on columns, and on all rows.
+// Whether the rest of an index says: the rows in which a column is not null.
+bool isOfRowsWithValue(Reader reader) noexcept
+{
+    const Token column = nextToken(reader);
+    return column.kind != TokenKind::other && isWord(nextToken(reader), "IS") && isWord(nextToken(reader), "NOT") &&
+           isWord(nextToken(reader), "NULL") && nextToken(reader).kind == TokenKind::end;
+}
+
+// Whether an index is on columns, and on all rows or those with a value.
 bool isPlainIndex(Reader reader) noexcept
 {
     int brackets = 0;
     for (Token token = nextToken(reader); token.kind != TokenKind::end; token = nextToken(reader)) {
         brackets += isSign(token, '(') ? 1 : 0;
         const bool isSeparator = isSign(token, '(') || isSign(token, ')') || isSign(token, ',') || isSign(token, '.');
-        if (isWord(token, "WHERE") || brackets > 1 || (token.kind == TokenKind::other && !isSeparator)) {
+        if (isWord(token, "WHERE")) {
+            return isOfRowsWithValue(reader);
+        }
+        if (brackets > 1 || (token.kind == TokenKind::other && !isSeparator)) {
             return false;
         }
     }

@@ -84,9 +84,11 @@ static constexpr StoreOperation searchNumberList({
 
 namespace {
 
-// A lookup that stops at the row at which as many as this did not match. From there on it is cheaper to ask the list's
-// index, and where that does not tell, the time it took is little beside the rows'.
+// A lookup stops at the row at which as many as this did not match. From there on it is cheaper to ask the list's
+// index, and where that does not tell, the time it took is little beside the rows'. A standing connection keeps the
+// question's statement; any other has to compile it.
 constexpr std::uint32_t rowsBeforePause = 1024;
+constexpr std::uint32_t rowsBeforePauseKeptOpen = 512;
 
 // The lookup of this thread that runs up to its pause; none while no rows are left to it.
 struct PausingLookup {
@@ -129,7 +131,7 @@ void db_NumberLike(VELQ_DSH_Context *context, int, VELQ_DSH_Value **values) noex
 // Steps to the first row that matches, or to the pause; true for the pause. The database's result code is `*code`.
 static bool stepToPause(const StoreSession &session, const char *number, int *code) noexcept
 {
-    pausingLookup = {number, rowsBeforePause};
+    pausingLookup = {number, session.isKeptOpen ? rowsBeforePauseKeptOpen : rowsBeforePause};
     *code = VELQ_DSH_doNext(session.statement);
     const bool isPause = pausingLookup.rowsLeft == 0;
     pausingLookup = {};

@@ -128,6 +128,6 @@ IndexAnswer askNumberIndex(VELQ_DSH_Connection *connection, const char *sql, con
         return IndexAnswer::unusable;
     }
     const IndexAnswer answer = askForEachClass(statement, key, bound);
-    VELQ_DSH_Fini(statement);
+    VELQ_DSH_Keep(statement);
     return answer;
 }

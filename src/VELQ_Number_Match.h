@@ -27,7 +27,8 @@ enum class IndexAnswer : std::uint8_t {
 };
 
 // Looks for a row that matches the key. `sql` has one parameter, a bound, and selects `number` of the rows below it,
-// the greatest first, in the order of their bytes; its second column tells whether the database is in UTF-8.
+// the greatest first, in the order of their bytes; its second column tells whether the database is in UTF-8. A standing
+// connection keeps its statement.
 IndexAnswer askNumberIndex(VELQ_DSH_Connection *connection, const char *sql, const char *key) noexcept;
 
 #endif

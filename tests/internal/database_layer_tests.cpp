@@ -199,6 +199,57 @@ TEST_F(AccessLayer, registered_function_reads_its_arguments_and_sets_an_integer)
     EXPECT_EQ(VELQ_DSH_Fini(select), 0);
 }
 
+TEST_F(AccessLayer, function_that_is_registered_again_is_the_new_one)
+{
+    const VELQ_DSH_Function answers[] = {
+        [](VELQ_DSH_Context *context, int, VELQ_DSH_Value **) { VELQ_DSH_returnInt(context, 1); },
+        [](VELQ_DSH_Context *context, int, VELQ_DSH_Value **) { VELQ_DSH_returnInt(context, 2); }};
+    for (const int i : {0, 0, 1, 1, 0}) {
+        ASSERT_EQ(VELQ_DSH_makeUserHand(connection_, "answer", 0, VELQ_DSH_ANY_TEXT, connection_, answers[i], nullptr,
+                                        nullptr),
+                  0);
+        VELQ_DSH_Statement *select = prepare("SELECT answer();");
+        ASSERT_EQ(VELQ_DSH_doNext(select), VELQ_DSH_ROW);
+        EXPECT_EQ(VELQ_DSH_getInt(select, 0), i + 1);
+        VELQ_DSH_Keep(select);
+    }
+}
+
+TEST_F(AccessLayer, statement_that_was_kept_is_handed_out_for_its_text)
+{
+    execute("INSERT INTO t VALUES(1, 2);");
+    VELQ_DSH_Statement *first = prepare("SELECT a FROM t WHERE a = ?;");
+    VELQ_DSH_mapInt(first, 1, 1);
+    ASSERT_EQ(VELQ_DSH_doNext(first), VELQ_DSH_ROW);
+    VELQ_DSH_Keep(first);
+    EXPECT_EQ(Database(file_).query("SELECT 1 FROM t;").size(), 1U);
+    Database(file_).exec("BEGIN EXCLUSIVE; COMMIT;"); // no lock is left
+    VELQ_DSH_Statement *other = prepare("SELECT a FROM t;");
+    EXPECT_NE(other, first);
+    VELQ_DSH_Statement *again = prepare("SELECT a FROM t WHERE a = ?;");
+    EXPECT_EQ(again, first);
+    EXPECT_EQ(VELQ_DSH_doNext(again), VELQ_DSH_DONE) << "the bound value is gone";
+    VELQ_DSH_Statement *third = prepare("SELECT a FROM t WHERE a = ?;");
+    EXPECT_NE(third, again) << "it is in use";
+    VELQ_DSH_Keep(again);
+    VELQ_DSH_Keep(third);
+    VELQ_DSH_Keep(other);
+    VELQ_DSH_Keep(nullptr);
+}
+
+TEST_F(AccessLayer, statement_whose_step_failed_is_not_kept)
+{
+    VELQ_DSH_Statement *first = prepare("SELECT a FROM t;");
+    EXPECT_EQ(VELQ_DSH_doNext(first), VELQ_DSH_DONE);
+    VELQ_DSH_Keep(first);
+    Database(file_).exec("DROP TABLE t;");
+    VELQ_DSH_Statement *again = prepare("SELECT a FROM t;");
+    EXPECT_EQ(VELQ_DSH_doNext(again), 1);
+    VELQ_DSH_Keep(again);
+    const std::string sql = "SELECT a FROM t;";
+    EXPECT_NE(VELQ_DSH_Prepare(connection_, sql.c_str(), static_cast<int>(sql.size()), &again, nullptr), 0);
+}
+
 TEST_F(AccessLayer, closing_abandons_an_open_transaction)
 {
     EXPECT_EQ(execute("BEGIN IMMEDIATE TRANSACTION;"), 0);

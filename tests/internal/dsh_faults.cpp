@@ -240,6 +240,16 @@ int VELQ_DSH_Fini(VELQ_DSH_Statement *statement) noexcept
     return real(statement);
 }
 
+void VELQ_DSH_Keep(VELQ_DSH_Statement *statement) noexcept
+{
+    static const auto real = libraryFunction<decltype(&VELQ_DSH_Keep)>("VELQ_DSH_Keep");
+    record("keep");
+    if (activeWatch != nullptr) {
+        activeWatch->noteFinalise(statement);
+    }
+    real(statement);
+}
+
 int VELQ_DSH_doNext(VELQ_DSH_Statement *statement) noexcept
 {
     static const auto real = libraryFunction<decltype(&VELQ_DSH_doNext)>("VELQ_DSH_doNext");

@@ -1,5 +1,6 @@
 // Lookups in lists of more rows than a lookup visits before it asks the list's index: the answers are those of the
 // plain statement, whatever the file holds and whatever fails.
+#include "VELQ_DB_Connection.h"
 #include "VELQ_DB_Interface.h"
 #include "internal/dsh_faults.h"
 #include "internal/front_fixture.h"
@@ -16,6 +17,7 @@ namespace velq::test {
 namespace {
 
 constexpr int rowsVisited = 1024;
+constexpr int rowsVisitedKeptOpen = 512;
 const std::string plainSql = "select * FROM blackList WHERE number LIKE ?;";
 const std::string indexSql = "SELECT number, CAST('1' AS BLOB) = x'31' FROM blackList INDEXED BY blackListNumber"
                              " WHERE number < ? COLLATE BINARY ORDER BY number COLLATE BINARY DESC;";
@@ -99,15 +101,34 @@ const ListForm forms[] = {
     {"without_rowid", "UTF-8", withoutRowid, "(number)"},
 };
 
+void fillForm(Database &database, const ListForm &form)
+{
+    database.exec(std::string("CREATE TABLE blackList") + form.table + ";");
+    if (form.index != nullptr) {
+        database.exec(std::string("CREATE INDEX blackListNumber ON blackList") + form.index + ";");
+    }
+}
+
 void makeList(const std::filesystem::path &file, const ListForm &form)
 {
     std::filesystem::remove(file);
     Database database(file, OpenMode::create);
     database.exec(std::string("PRAGMA encoding = '") + form.encoding + "';");
-    database.exec(std::string("CREATE TABLE blackList") + form.table + ";");
-    if (form.index != nullptr) {
-        database.exec(std::string("CREATE INDEX blackListNumber ON blackList") + form.index + ";");
-    }
+    fillForm(database, form);
+}
+
+// The same list in a table of its own, in the file that the standing connection has.
+void makeListAnew(const std::filesystem::path &file, const ListForm &form)
+{
+    Database database(file);
+    database.exec("DROP TABLE blackList;");
+    fillForm(database, form);
+}
+
+void reopenStandingConnection()
+{
+    ASSERT_EQ(VELQ_DSH_Close(engineState.blackListConn), VELQ_DSH_OK);
+    ASSERT_EQ(openDatabase(engineState.blackListPath, &engineState.blackListConn), VELQ_DSH_OK);
 }
 
 // Texts that lie close together: few characters, lengths around the compared one, neighbours in the order of bytes.
@@ -172,11 +193,11 @@ Value filler(int kind, int i)
                        : Value::ofText(number + std::string(1, '\0'));
 }
 
-Rows randomRows(Texts &texts)
+Rows randomRows(Texts &texts, int visited)
 {
     Rows rows;
     const int kind = texts.below(8);
-    const int count = rowsVisited - 2 + texts.below(8);
+    const int count = visited - 2 + texts.below(8);
     for (int i = 0; i < count; ++i) {
         rows.push_back({Value::ofInteger(i + 1), Value::ofInteger(i % 2), filler(kind, i)});
     }
@@ -190,6 +211,11 @@ Rows randomRows(Texts &texts)
 
 class LongList : public ::testing::TestWithParam<ListForm> {};
 
+void insert(const std::filesystem::path &file, const Rows &rows)
+{
+    Database(file).execForEach("INSERT INTO blackList(uid, hidden, number) VALUES(?,?,?);", rows);
+}
+
 TEST_P(LongList, lookup_answers_as_the_plain_statement)
 {
     RunningEngine engine(Trace::off, StartVariant::plain);
@@ -198,7 +224,36 @@ TEST_P(LongList, lookup_answers_as_the_plain_statement)
     int found = 0;
     for (int round = 0; round < 25; ++round) {
         makeList(file, GetParam());
-        Database(file).execForEach("INSERT INTO blackList(uid, hidden, number) VALUES(?,?,?);", randomRows(texts));
+        insert(file, randomRows(texts, rowsVisited));
+        for (int i = 0; i < 40; ++i) {
+            const std::string key = texts.text();
+            const int expected = plainAnswer(file, key);
+            ASSERT_EQ(engineAnswer(key), expected) << show(Value::ofText(key)) << " in round " << round;
+            found += expected;
+        }
+    }
+    EXPECT_GT(found, 50) << "some keys must be listed for the comparison to say anything";
+    EXPECT_EQ(engine.newLines(), std::vector<std::string>{});
+}
+
+TEST_P(LongList, lookup_on_the_standing_connection_answers_as_the_plain_statement_through_changes)
+{
+    RunningEngine engine(Trace::off, StartVariant::norix);
+    const std::filesystem::path file = engine.installation.dataFile("bn.bin");
+    makeList(file, GetParam());
+    reopenStandingConnection();
+    Texts texts(18);
+    int found = 0;
+    for (int round = 0; round < 30; ++round) {
+        if (round % 3 == 0) {
+            makeListAnew(file, GetParam());
+        } else if (round % 3 == 1) {
+            Database(file).exec("DELETE FROM blackList;");
+        } else {
+            reopenStandingConnection();
+            Database(file).exec("DELETE FROM blackList;");
+        }
+        insert(file, randomRows(texts, rowsVisitedKeptOpen));
         for (int i = 0; i < 40; ++i) {
             const std::string key = texts.text();
             const int expected = plainAnswer(file, key);
@@ -233,11 +288,11 @@ std::string keyOf(int i)
 TEST(long_list, short_list_is_asked_with_the_plain_statement_alone)
 {
     RunningEngine engine(Trace::off, StartVariant::norix);
-    fill(engine.installation, rowsVisited - 1);
+    fill(engine.installation, rowsVisitedKeptOpen - 1);
     const DshWatch watch;
-    EXPECT_EQ(engineAnswer(keyOf(rowsVisited)), 0);
+    EXPECT_EQ(engineAnswer(keyOf(rowsVisitedKeptOpen)), 0);
     EXPECT_EQ(engineAnswer(keyOf(0)), 1);
-    EXPECT_EQ(engineAnswer(keyOf(rowsVisited - 2)), 1);
+    EXPECT_EQ(engineAnswer(keyOf(rowsVisitedKeptOpen - 2)), 1);
     EXPECT_EQ(watch.prepared(), std::vector<std::string>(3, plainSql));
 }
 
@@ -251,11 +306,73 @@ TEST(long_list, index_is_asked_once_for_each_class_of_numbers)
               (std::vector<std::string>{"busyHandler", "makeUserHand like 2 5 for the connection",
                                         "prepare " + plainSql, "mapText 1 12 bytes", "step", "prepare " + indexSql,
                                         "mapText 1 12 bytes", "step", "reset", "mapBlob 1 11 bytes", "step", "reset",
-                                        "mapText 1 0 bytes", "step", "fini", "fini"}));
+                                        "mapText 1 0 bytes", "step", "keep", "fini"}));
     EXPECT_EQ(engineAnswer(keyOf(4999)), 1);
-    EXPECT_EQ(engineAnswer(keyOf(rowsVisited)), 1);
-    EXPECT_EQ(engineAnswer(keyOf(rowsVisited - 1)), 1) << "the row of the pause itself";
+    EXPECT_EQ(engineAnswer(keyOf(rowsVisitedKeptOpen)), 1);
+    EXPECT_EQ(engineAnswer(keyOf(rowsVisitedKeptOpen - 1)), 1) << "the row of the pause itself";
     EXPECT_EQ(watch.prepared().size(), 7U) << "the last is found among the rows that are visited";
+}
+
+TEST(long_list, connection_of_one_lookup_visits_more_rows_before_it_asks)
+{
+    RunningEngine engine(Trace::off, StartVariant::plain);
+    fill(engine.installation, 3000);
+    const DshWatch watch;
+    EXPECT_EQ(engineAnswer(keyOf(rowsVisited - 1)), 1) << "the row of the pause itself";
+    EXPECT_EQ(watch.prepared().size(), 1U);
+    EXPECT_EQ(engineAnswer(keyOf(rowsVisited)), 1);
+    EXPECT_EQ(watch.prepared(), (std::vector<std::string>{plainSql, plainSql, indexSql}));
+    EXPECT_TRUE(watch.everythingReleased());
+}
+
+TEST(long_list, kept_question_holds_no_lock_and_sees_what_others_write)
+{
+    RunningEngine engine(Trace::off, StartVariant::norix);
+    fill(engine.installation, 3000);
+    for (const int i : {2999, 3000, 2998, 3001}) {
+        EXPECT_EQ(engineAnswer(keyOf(i)), i < 3000 ? 1 : 0);
+        const HeldLock lock(engine.installation.dataFile("bn.bin"));
+    }
+    engine.installation.addNumber(NumberList::black, std::to_string(10000000000 + 3000));
+    EXPECT_EQ(engineAnswer(keyOf(3000)), 1);
+}
+
+TEST(long_list, index_may_go_and_come_back_between_lookups)
+{
+    RunningEngine engine(Trace::off, StartVariant::norix);
+    fill(engine.installation, 3000);
+    const char *const changes[] = {"DROP INDEX blackListNumber;",
+                                   "CREATE INDEX blackListNumber ON blackList(hidden);",
+                                   "DROP INDEX blackListNumber;",
+                                   "CREATE INDEX blackListNumber ON blackList(number);",
+                                   "ALTER TABLE blackList ADD COLUMN further;",
+                                   "CREATE TRIGGER t AFTER DELETE ON blackList BEGIN SELECT 1; END;",
+                                   "VACUUM;",
+                                   "ANALYZE;"};
+    for (const char *change : changes) {
+        EXPECT_EQ(engineAnswer(keyOf(2999)), 1) << "before " << change;
+        EXPECT_EQ(engineAnswer(keyOf(3000)), 0) << "before " << change;
+        engine.installation.open("bn.bin").exec(change);
+        EXPECT_EQ(engineAnswer(keyOf(3000)), 0) << change;
+        EXPECT_EQ(engineAnswer(keyOf(2999)), 1) << change;
+    }
+    EXPECT_EQ(engine.newLines(), std::vector<std::string>{});
+}
+
+TEST(long_list, list_that_vanishes_is_reported_as_by_the_plain_statement)
+{
+    RunningEngine engine(Trace::off, StartVariant::norix);
+    fill(engine.installation, 3000);
+    EXPECT_EQ(engineAnswer(keyOf(3000)), 0);
+    engine.installation.open("bn.bin").exec("ALTER TABLE blackList RENAME TO away;");
+    EXPECT_EQ(engineAnswer(keyOf(3000)), -2);
+    EXPECT_EQ(engineAnswer(keyOf(3000)), -2);
+    const std::string leave = "VELQ_DB_Interface\t**********Error:Leave db_SearchNumberList()!********";
+    EXPECT_EQ(engine.newLines(), (std::vector<std::string>{"VELQ_DB_Interface\tError: VELQ_DSH_doNext, rc=1", leave,
+                                                           "VELQ_DB_Interface\tError: VELQ_DSH_Prepare", leave}))
+        << "the connection learns of it when it steps";
+    engine.installation.open("bn.bin").exec("ALTER TABLE away RENAME TO blackList;");
+    EXPECT_EQ(engineAnswer(keyOf(2999)), 1);
 }
 
 TEST(long_list, list_without_the_index_is_visited_to_its_end)
@@ -263,7 +380,7 @@ TEST(long_list, list_without_the_index_is_visited_to_its_end)
     RunningEngine engine(Trace::off, StartVariant::norix);
     engine.installation.open("bn.bin").exec("DROP INDEX blackListNumber;");
     fill(engine.installation, 3000);
-    for (const int i : {0, rowsVisited - 1, rowsVisited, 2999}) {
+    for (const int i : {0, rowsVisitedKeptOpen - 1, rowsVisitedKeptOpen, 2999}) {
         EXPECT_EQ(engineAnswer(keyOf(i)), 1) << i;
     }
     EXPECT_EQ(engineAnswer(keyOf(3000)), 0);
