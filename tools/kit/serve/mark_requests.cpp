@@ -82,7 +82,7 @@ static MarkOrder orderOf(const nlohmann::json &body)
 
 static Correction marked(Service &service, Rating verdict, const WideText &text, const std::string &number)
 {
-    const WideText sender = checkedText(number, "the number");
+    const WideText sender = senderOf(service, number);
     if (sender.size() > VELQ_MAX_NUMBER_LENGTH) {
         throw Problem(ProblemKind::badRequest,
                       "the number is longer than 29 characters; no list entry has such a number");
@@ -105,16 +105,16 @@ static Json markText(Service &service, const MarkOrder &order)
 }
 
 // A sender that is no number of a list cannot be on one.
-static std::string listNumber(const std::string &number)
+static std::string listNumber(const Service &service, const std::string &number)
 {
-    return checkedText(number, "the number").size() > VELQ_MAX_NUMBER_LENGTH ? std::string() : number;
+    return senderOf(service, number).size() > VELQ_MAX_NUMBER_LENGTH ? std::string() : number;
 }
 
 static Json markEntry(Service &service, const MarkOrder &order)
 {
     JournalEntry entry = entryOf(service, *order.entry);
     Correction correction =
-        marked(service, order.verdict, checkedText(entry.text, "the message"), listNumber(entry.number));
+        marked(service, order.verdict, checkedText(entry.text, "the message"), listNumber(service, entry.number));
     if (!entry.changes.empty()) {
         Correction all = correctionOf(entry.changes, journaledCorrection);
         all.add(correction);
