@@ -13,9 +13,11 @@ declare -A package_groups=(
   # What building and testing take.
   [build]="g++ cmake ninja-build $libraries $gamma libgtest-dev libbenchmark-dev binutils pkg-config groff-base $python mypy
            python3-jsonschema"
-  # What the tests run beside the engine: the daemons that the hooks serve, and the browser that opens the report. Without
-  # them those tests are skipped.
-  [hosts]="gammu gammu-smsd smstools kannel kannel-extras chromium"
+  # What the tests run beside the engine: the daemons that the hooks serve, what spreads messages over several instances,
+  # and the browser that opens the report. Without them those tests are skipped.
+  [hosts]="gammu gammu-smsd smstools kannel kannel-extras haproxy parallel chromium"
+  # What bench/serve compares the service with, and by.
+  [bench]="wrk spamassassin spamd rspamd redis-server"
   # Formatters, analysers, coverage, fuzzing.
   [check]="python3 clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 cppcheck gcovr shellcheck valgrind heaptrack"
   # Building the Debian packages, and testing them.

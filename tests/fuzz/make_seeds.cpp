@@ -306,6 +306,47 @@ void writeRatePipeSeeds()
               R"({"id":"d","body":"free cash for you"})" + std::string("\0}\n", 3) + R"({"id":"e","body":"y"})");
 }
 
+// Requests to the service, as serve_fuzzer.cpp reads them.
+void writeServeSeeds()
+{
+    const std::string json = "\ncontent-type: application/json\n\n";
+    const std::string next = "\n===\n";
+    const std::string rate = "POST /v1/rate" + json;
+    const std::string mark = "POST /v1/mark" + json;
+    const std::string black = "POST /v1/lists/black";
+    const auto write = [](const std::string &name, const std::string &bytes) { writeSeed("serve", name, bytes); };
+    write("rate", rate + R"({"id":"a1","number":"13812345678","body":"free cash for you"})" + next + rate +
+                      R"([{"id":1.5,"body":"lunch \u4e2d\u5956"},{"body":"","number":null}])" + next + rate +
+                      R"([{"body":"x"},{"body":1}])" + next + "POST /v1/explain" + json + R"({"body":"free lunch"})");
+    write("mark", mark + R"({"as":"spam","body":"free lunch"})" + next + mark + R"({"undo":true})" + next + rate +
+                      R"({"body":"free"})" + next + mark + R"({"as":"ham","message":1})" + next +
+                      "GET /v1/journal\n?rating=spam\n?limit=10\n?before=5\n\n" + next + mark +
+                      R"({"undo":true,"message":1})");
+    write("lists", black + json + R"({"number":"+4512345678","name":"S\u00f8ren","hidden":1,"extendID":-7})" + next +
+                       black + "\ncontent-type: text/csv; charset=utf-8\n\nnumber,name\n123,\"a,\"\"b\"\"\"\n" + next +
+                       "GET /v1/lists/black\n?limit=1\n?after=0\n?hidden=any\n\n" + next +
+                       "GET /v1/lists/white\n?format=csv\n\n" + next + "DELETE /v1/lists/black\n?number=%2B45123\n\n" +
+                       next + "DELETE /v1/lists/black\n?uid=1\n\n" + next + "DELETE /v1/lists/white\n?all=true\n\n");
+    const std::string kannel = "GET /hook/kannel\n?from=%2B4512345678\n";
+    const std::string hooks = kannel + "?text=free lunch\n?charset=UTF-8\n?coding=0\n\n" + next + kannel +
+                              "?text=%4E%2D%59%56\n?charset=UTF-16BE\n\n" + next + "POST /hook/json" + json +
+                              R"({"number":4512345678,"text":"free"})" + next + "POST /hook/json" + json + "[]";
+    write("hooks", hooks);
+    write("hooks-forward", "forward\n" + hooks);
+    write("status", "GET /healthz\n\n" + next + "GET /v1/versions\n\n" + next + "HEAD /v1/lists/white\n\n" + next +
+                        "PUT /v1/rate\n\n" + next + "GET /other\n\n");
+    write("access", "POST /v1/rate\nhost: [::1]:8125\norigin: http://filter.example\nsec-fetch-site: cross-site\n"
+                    "authorization: 0123456789abcdef\ncontent-type: APPLICATION/JSON ;x\n\n{}");
+    const std::string sent = "\ncontent-type: application/octet-stream\n\n";
+    write("update", "POST /v1/updates\n?kind=probability\n?version=7" + sent +
+                        databaseBytes(velq::schemaFor("prob-update") +
+                                      "INSERT INTO diffProbTable VALUES(x'66007200650065000000', "
+                                      "x'090000000100000000000000');"));
+    write("update-of-numbers", "POST /v1/updates\n?kind=white-numbers\n?version=2\n?force=true" + sent +
+                                   databaseBytes(velq::schemaFor("wn-update") +
+                                                 "INSERT INTO diffWnTable VALUES(x'31003200330000000000', x'0000');"));
+}
+
 void writeHookSeeds()
 {
     const std::string headers = "From: 4512345678\nFrom_TOA: 91 international, ISDN/telephone\nReceived: 26-11-20\n";
@@ -353,6 +394,7 @@ int main(int argc, char **argv)
     writeCsvSeeds();
     writeCorpusSeeds();
     writeRatePipeSeeds();
+    writeServeSeeds();
     writeHookSeeds();
     return 0;
 }

@@ -3,10 +3,11 @@
 import json
 import re
 import sqlite3
+import subprocess
 import unittest
 import urllib.parse
 
-from service import DESCRIPTION, HAM, SPAM, UNSURE, ServiceTest, find_schema, jsonschema, velq
+from service import DESCRIPTION, HAM, PROGRAM, SPAM, UNSURE, ServiceTest, find_schema, jsonschema, velq
 
 
 class Description(ServiceTest):
@@ -216,6 +217,64 @@ class Lists(ServiceTest):
         uid = service.get("/v1/lists/white").json["entries"][2]["uid"]
         self.assertEqual(service.request("DELETE", f"/v1/lists/white?uid={uid}").json["removed"], 1)
         self.assertEqual(service.request("DELETE", "/v1/lists/white?extendID=5").json, {"removed": 2, "count": 0})
+
+
+class Countries(ServiceTest):
+    SPELLINGS = ("+447668835601", "07668 835601", "0044 7668-835601", "+44 (0)7668 835601")
+
+    def serve(self, *options):
+        if "libphonenumber" in subprocess.run([PROGRAM, "serve", "--install", self.install, "--country", "UK"],
+                                              capture_output=True, text=True, check=False).stderr:
+            self.skipTest("this velq knows no countries")
+        return self.start("--country", "gb", *options)
+
+    def test_every_spelling_of_a_sender_matches_every_spelling_on_a_list(self):
+        service = self.serve()
+        for body, kind in (({"number": "07668 835601"}, None), (b"number\n07668 835601\n", "text/csv")):
+            service.post("/v1/lists/black", body, kind)
+            self.assertEqual(service.get("/v1/lists/black").json["entries"][0]["number"], "+447668835601")
+            for sender in self.SPELLINGS:
+                self.assertEqual(service.post("/v1/rate", {"body": HAM, "number": sender}).json["reason"],
+                                 "black-list", sender)
+                self.assertEqual(service.post("/v1/explain", {"body": HAM, "number": sender}).json["rating"], "spam")
+                answer = service.get("/hook/kannel?" + urllib.parse.urlencode({"from": sender, "text": HAM}))
+                self.assertEqual(answer.headers["X-Velq-Verdict"], "spam")
+            self.assertEqual(service.request("DELETE", "/v1/lists/black?number=07668835601").json["removed"], 1)
+
+    def test_a_correction_finds_the_sender_on_the_list(self):
+        service = self.serve("--journal", self.folder / "journal.db")
+        for sender in self.SPELLINGS:
+            service.post("/v1/lists/black", {"number": "07668 835601"})
+            service.post("/v1/mark", {"as": "ham", "body": HAM, "number": sender})
+            self.assertEqual(service.get("/v1/lists/black").json["count"], 0, sender)
+            message = service.post("/v1/rate", {"body": HAM, "number": sender}).json["message"]
+            service.post("/v1/lists/black", {"number": "07668 835601"})
+            service.post("/v1/mark", {"as": "ham", "message": message})
+            self.assertEqual(service.get("/v1/lists/black").json["count"], 0, sender)
+
+    def test_the_journal_and_the_report_have_the_number_as_it_came(self):
+        service = self.serve("--journal", self.folder / "journal.db")
+        service.post("/v1/rate", {"body": HAM, "number": "07668 835601"})
+        self.assertEqual(service.get("/v1/journal").json["messages"][0]["number"], "07668 835601")
+        self.assertEqual(service.post("/v1/explain", {"body": HAM, "number": "07668 835601"}).json["number"],
+                         "07668 835601")
+
+    def test_what_is_no_number_of_a_country_stays(self):
+        service = self.serve()
+        for number in ("MYBANK", "60777", "10086123"):
+            service.post("/v1/lists/white", {"number": number})
+        numbers = [entry["number"] for entry in service.get("/v1/lists/white").json["entries"]]
+        self.assertEqual(numbers, ["MYBANK", "60777", "10086123"])
+
+    def test_a_wrong_country_is_said_at_the_start(self):
+        self.serve()
+        self.assertIn("UK is no country", velq("serve", "--install", self.install, "--country", "UK", status=64))
+
+    def test_without_a_country_numbers_only_lose_their_punctuation(self):
+        service = self.start()
+        service.post("/v1/lists/black", {"number": "07668 835601"})
+        self.assertEqual(service.get("/v1/lists/black").json["entries"][0]["number"], "07668835601")
+        self.assertEqual(service.request("DELETE", "/v1/lists/black?number=07668-835601").json["removed"], 1)
 
 
 class Data(ServiceTest):

@@ -2,12 +2,13 @@
 
 import http.client
 import random
+import socket
 import sqlite3
 import threading
 import time
 import unittest
 
-from service import HAM, LONGEST, SPAM, UNSURE, Receiver, ServiceTest, kannel_target, velq
+from service import HAM, LONGEST, SPAM, UNSURE, Receiver, ServiceTest, kannel_target, velq, wait_until
 
 
 class Forwarding(ServiceTest):
@@ -91,12 +92,29 @@ class Forwarding(ServiceTest):
         self.assertEqual((answer.status, answer.body), (429, b"taken"))
 
     def test_a_receiver_that_does_not_answer_is_given_up(self):
-        import socket
         with socket.create_server(("127.0.0.1", 0)) as silent:
             service = self.start("--journal", self.journal, "--forward",
                                  f"http://127.0.0.1:{silent.getsockname()[1]}/", "--forward-seconds", 1)
             self.assertEqual(service.get(kannel_target("1", HAM)).status, 502)
             self.assertEqual(service.post("/v1/rate", {"body": HAM}).status, 200)
+
+    def test_the_end_does_not_wait_for_a_receiver_for_ever(self):
+        with socket.create_server(("127.0.0.1", 0)) as silent:
+            service = self.start("--journal", self.journal, "--forward",
+                                 f"http://127.0.0.1:{silent.getsockname()[1]}/", "--forward-seconds", 3600)
+            statuses = []
+
+            def send():
+                try:
+                    statuses.append(service.get(kannel_target("1", HAM)).status)
+                except (OSError, http.client.HTTPException):
+                    statuses.append(None)  # the gateway sends it again, too
+            thread = threading.Thread(target=send)
+            thread.start()
+            wait_until(lambda: service.metric("velq_forwarding") == 1, "the message did not go on")
+            self.assertEqual(service.stop(), 0)
+            thread.join()
+            self.assertIn(statuses[0], (502, 503, None))
 
     def test_kills_under_load_lose_no_message(self):
         receiver = self.receiver()

@@ -137,6 +137,7 @@ void addServeCommand(CLI::App &root, Context &context)
     addJournalOptions(*command, *options);
     addForwardOptions(*command, *options);
     addLimits(*command, *options);
+    addCountryOption(*command, options->serve.service.country);
     addRawFlag(*command, options->serve.service.form);
     addExamples(*command, {"velq serve --install ~/filter",
                            "velq serve --install ~/filter --listen 0.0.0.0:8125 --token-file ~/velq.token",

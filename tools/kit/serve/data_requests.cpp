@@ -5,7 +5,10 @@
 #include "kit/serve/requests.h"
 #include "kit/store/update_merge.h"
 
+#include <cstdlib>
+#include <fcntl.h>
 #include <limits>
+#include <unistd.h>
 
 namespace velq::kit {
 
@@ -76,6 +79,26 @@ Outcome updateRequest(Service &service, const HttpRequest &request)
     return {jsonResponse(answer), std::nullopt};
 }
 
+// Whether what a transaction writes has room beside a file. A store with a write-ahead log says so only when it
+// commits.
+static void checkRoom(const std::filesystem::path &file)
+{
+    constexpr std::size_t size = std::size_t{64} << 10;
+    const std::string bytes(size, '\0');
+    std::string name = file.string() + ".XXXXXX";
+    const int made = ::mkostemp(name.data(), O_CLOEXEC);
+    bool written = false;
+    if (made >= 0) {
+        ::unlink(name.c_str());
+        written = ::write(made, bytes.data(), size) == static_cast<ssize_t>(size);
+        ::close(made);
+    }
+    if (!written) {
+        throw Error(Status::inputOutput, "nothing can be written beside " + file.string() +
+                                             ", so nothing is learned; check the space left and the permissions");
+    }
+}
+
 // The process answers, so what is left to look at are the files: whether they can be read, and the store written.
 Outcome healthRequest(Service &service, const HttpRequest &request)
 {
@@ -85,6 +108,7 @@ Outcome healthRequest(Service &service, const HttpRequest &request)
         Database store(service.installation.dataFile("prob.bin"), DatabaseMode::write);
         store.exec("BEGIN IMMEDIATE;");
         store.exec("ROLLBACK;");
+        checkRoom(service.installation.dataFile("prob.bin"));
         const auto versions = installedVersions(service.engine);
         service.explainer.explain({}, {}, Depth::allTokens);
         if (service.journal) {

@@ -139,6 +139,7 @@ struct Forwarder::State {
     void start(std::unique_ptr<Transfer> transfer);
     void finish(CURL *handle, CURLcode code);
     void takeWaiting();
+    void giveUp();
 };
 
 static std::size_t takeBody(const char *bytes, std::size_t size, std::size_t count, void *data)
@@ -163,6 +164,11 @@ void Forwarder::State::start(std::unique_ptr<Transfer> transfer)
 {
     Transfer &sent = *transfer;
     CURL *handle = curl.easyInit();
+    if (handle == nullptr) {
+        sent.done({std::nullopt, curl.faultText(CURLE_OUT_OF_MEMORY)});
+        --running;
+        return;
+    }
     sent.handle = handle;
     sent.url = forwardUrl(url, sent.request.target);
     for (const auto &[name, value] : sent.request.headers) {
@@ -189,7 +195,9 @@ void Forwarder::State::start(std::unique_ptr<Transfer> transfer)
     curl.set(handle, CURLOPT_WRITEFUNCTION, takeBody);
     curl.set(handle, CURLOPT_WRITEDATA, &sent);
     started[handle] = std::move(transfer);
-    curl.add(multi, handle);
+    if (curl.add(multi, handle) != CURLM_OK) {
+        finish(handle, CURLE_OUT_OF_MEMORY);
+    }
 }
 
 void Forwarder::State::finish(CURL *handle, CURLcode code)
@@ -227,10 +235,19 @@ void Forwarder::State::takeWaiting()
     }
 }
 
+// Those that are left when it ends have waited for long: the gateway sends them again.
+void Forwarder::State::giveUp()
+{
+    takeWaiting();
+    while (!started.empty()) {
+        finish(started.begin()->first, CURLE_ABORTED_BY_CALLBACK);
+    }
+}
+
 void Forwarder::State::run()
 {
     constexpr int longestWait = 1000;
-    while (!ending || running > 0) {
+    while (!ending) {
         takeWaiting();
         int unfinished = 0;
         curl.perform(multi, &unfinished);
@@ -240,10 +257,11 @@ void Forwarder::State::run()
                 finish(message->easy_handle, message->data.result);
             }
         }
-        if (!ending || running > 0) {
+        if (!ending) {
             curl.poll(multi, nullptr, 0, longestWait, nullptr);
         }
     }
+    giveUp();
 }
 
 Forwarder::Forwarder(std::string url, std::chrono::milliseconds longest) : state_(std::make_unique<State>())
@@ -255,6 +273,9 @@ Forwarder::Forwarder(std::string url, std::chrono::milliseconds longest) : state
     state_->milliseconds = static_cast<long>(longest.count());
     state_->curl = loadCurl();
     state_->multi = state_->curl.multiInit();
+    if (state_->multi == nullptr) {
+        throw Error(Status::internal, "the library libcurl does not start");
+    }
     state_->thread = std::thread([state = state_.get()] { state->run(); });
 }
 

@@ -28,7 +28,7 @@ class Forwarder {
   public:
     // Throws Error: usage for what is no address of HTTP, noInput where the library for it is missing.
     Forwarder(std::string url, std::chrono::milliseconds longest);
-    // Ends when all have been answered.
+    // Those that are not answered yet are given up, as if the receiver could not be reached.
     ~Forwarder();
     Forwarder(const Forwarder &) = delete;
     Forwarder &operator=(const Forwarder &) = delete;

@@ -22,19 +22,28 @@ static Connection *connectionOf(MHD_Connection *connection)
     return info == nullptr ? nullptr : static_cast<Connection *>(info->socket_context);
 }
 
+static void addConnection(ServerState &server, MHD_Connection *connection, void **context)
+{
+    auto made = std::make_unique<Connection>();
+    made->socket = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
+    made->since = Clock::now();
+    *context = (server.connections[connection] = std::move(made)).get();
+    server.makeRoom();
+}
+
+// A connection that there is no memory for has no context, and its requests are not taken.
 void connectionChanged(void *state, MHD_Connection *connection, void **context, MHD_ConnectionNotificationCode what)
 {
     auto &server = *static_cast<ServerState *>(state);
+    *context = nullptr;
     if (what == MHD_CONNECTION_NOTIFY_CLOSED) {
         server.connections.erase(connection);
-        *context = nullptr;
     } else {
-        auto made = std::make_unique<Connection>();
-        made->socket = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
-        made->since = Clock::now();
-        *context = made.get();
-        server.connections[connection] = std::move(made);
-        server.makeRoom();
+        try {
+            addConnection(server, connection, context);
+        } catch (const std::exception &) {
+            server.connections.erase(connection);
+        }
     }
     server.connectionCount = server.connections.size();
 }
@@ -42,11 +51,17 @@ void connectionChanged(void *state, MHD_Connection *connection, void **context, 
 void *lineRead(void * /*state*/, const char *target, MHD_Connection *connection)
 {
     Connection *of = connectionOf(connection);
-    if (of != nullptr) {
-        of->exchange = std::make_unique<Exchange>();
-        of->exchange->request.target = target;
-        of->exchange->request.path = of->exchange->request.target.substr(0, std::string_view(target).find('?'));
-        of->exchange->connection = connection;
+    if (of == nullptr) {
+        return nullptr;
+    }
+    try {
+        auto made = std::make_unique<Exchange>();
+        made->request.target = target;
+        made->request.path = made->request.target.substr(0, std::string_view(target).find('?'));
+        made->connection = connection;
+        of->exchange = std::move(made);
+    } catch (const std::exception &) {
+        of->exchange.reset(); // the request is not taken
     }
     return nullptr;
 }
@@ -185,8 +200,13 @@ static MHD_Result takeEnd(ServerState &server, Exchange &exchange, MHD_Connectio
     exchange.stage = Stage::waiting;
     exchange.id = server.nextId++;
     server.waiting[exchange.id] = &exchange;
-    MHD_suspend_connection(connection);
-    server.handlers.take(exchange.id, std::move(exchange.request));
+    try {
+        server.handlers.take(exchange.id, std::move(exchange.request));
+    } catch (...) {
+        server.waiting.erase(exchange.id);
+        throw;
+    }
+    MHD_suspend_connection(connection); // an answer is looked at by this thread, so not before now
     return MHD_YES;
 }
 

@@ -63,17 +63,22 @@ MessageJournal::MessageJournal(const JournalOptions &options)
                    "PRAGMA application_id = " +
                    std::to_string(applicationId) + "; PRAGMA user_version = " + std::to_string(version) + "; COMMIT;");
     }
-    prune(std::chrono::system_clock::now());
+    tryToPrune();
+}
+
+// Where that fails, on a full disk for example, they go the next time: it keeps nobody from rating.
+void MessageJournal::tryToPrune()
+{
+    try {
+        prune(std::chrono::system_clock::now());
+    } catch (const Error &) {
+    }
 }
 
 std::int64_t MessageJournal::add(const JournalEntry &entry)
 {
     if (++added_ % addedBetweenPrunings == 0) {
-        try {
-            prune(std::chrono::system_clock::now());
-        } catch (const Error &) {
-            // They go the next time; what counts now is whether this one is taken.
-        }
+        tryToPrune();
     }
     Query insert(file_, "INSERT INTO message (time, source, number, text, verdict, reason, spamicity) "
                         "VALUES (?, ?, ?, ?, ?, ?, ?) RETURNING id;");

@@ -57,6 +57,8 @@ class MessageJournal {
     void prune(std::chrono::system_clock::time_point now);
 
   private:
+    void tryToPrune();
+
     JournalOptions options_;
     Database file_;
     std::uint64_t added_ = 0;

@@ -116,7 +116,7 @@ static HttpResponse addOne(Service &service, const HttpRequest &request)
         throw Problem(ProblemKind::badRequest, "the body is not an object");
     }
     const ListCalls &calls = listOf(request);
-    const ListEntry entry{.number = textMember(body, "number"),
+    const ListEntry entry{.number = service.options.country.of(textMember(body, "number")),
                           .name = textMember(body, "name"),
                           .hidden = smallInteger(body, "hidden"),
                           .extendID = smallInteger(body, "extendID")};
@@ -134,7 +134,7 @@ static HttpResponse importAll(Service &service, const HttpRequest &request)
     NumberFile file;
     try {
         std::istringstream in(request.body);
-        file = readNumbers(in, "the body", NumberForm{});
+        file = readNumbers(in, "the body", service.options.country);
     } catch (const Error &error) {
         throw Problem(ProblemKind::badData, error.what());
     }
@@ -165,7 +165,7 @@ Outcome removeFromListRequest(Service &service, const HttpRequest &request)
 {
     checkParameters(request, {"number", "uid", "extendID", "all", "hidden"});
     const ListCalls &calls = listOf(request);
-    const std::optional<std::string> number = request.parameter("number");
+    std::optional<std::string> number = request.parameter("number");
     const auto uid = integerParameter(request, "uid", 0, largestUid);
     const auto extendID = integerParameter(request, "extendID", std::numeric_limits<std::int32_t>::min(), largestUid);
     const bool all = request.parameter("all") == "true";
@@ -175,6 +175,7 @@ Outcome removeFromListRequest(Service &service, const HttpRequest &request)
     const std::string failing = std::string("removing from the ") + calls.name + " list failed";
     const std::int32_t before = countList(service.engine, calls);
     if (number) {
+        number = service.options.country.of(*number);
         if (const std::string fault = entryFault({.number = *number, .name = {}}); !fault.empty()) {
             throw Problem(ProblemKind::badRequest, "no entry has such a number: " + fault);
         }

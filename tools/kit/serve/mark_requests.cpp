@@ -80,16 +80,33 @@ static MarkOrder orderOf(const nlohmann::json &body)
     return order;
 }
 
+// Of a correction that failed half-way: what it changed in the store is taken back.
+static void withdraw(Service &service, const Correction &made)
+{
+    if (made.changes.empty()) {
+        return;
+    }
+    try {
+        takeBack(made, service.installation.dataFile("prob.bin"));
+    } catch (const Error &error) {
+        service.log.line(std::string("a part of a correction that failed stays in the store: ") + error.what());
+    }
+}
+
 static Correction marked(Service &service, Rating verdict, const WideText &text, const std::string &number)
 {
-    const WideText sender = checkedText(number, "the number");
+    const WideText sender = senderOf(service, number);
     if (sender.size() > VELQ_MAX_NUMBER_LENGTH) {
         throw Problem(ProblemKind::badRequest,
                       "the number is longer than 29 characters; no list entry has such a number");
     }
     Marking marking(service.engine, service.installation, verdict, sender);
-    marking.mark(inForm(service.options.form, text));
-    service.metrics.corrected(std::string(ratingName(verdict)));
+    try {
+        marking.mark(inForm(service.options.form, text));
+    } catch (const Error &) {
+        withdraw(service, marking.correction());
+        throw;
+    }
     return marking.correction();
 }
 
@@ -105,22 +122,24 @@ static Json markText(Service &service, const MarkOrder &order)
 }
 
 // A sender that is no number of a list cannot be on one.
-static std::string listNumber(const std::string &number)
+static std::string listNumber(const Service &service, const std::string &number)
 {
-    return checkedText(number, "the number").size() > VELQ_MAX_NUMBER_LENGTH ? std::string() : number;
+    return senderOf(service, number).size() > VELQ_MAX_NUMBER_LENGTH ? std::string() : number;
 }
 
 static Json markEntry(Service &service, const MarkOrder &order)
 {
     JournalEntry entry = entryOf(service, *order.entry);
-    Correction correction =
-        marked(service, order.verdict, checkedText(entry.text, "the message"), listNumber(entry.number));
-    if (!entry.changes.empty()) {
-        Correction all = correctionOf(entry.changes, journaledCorrection);
-        all.add(correction);
-        correction = all;
+    Correction correction = entry.changes.empty() ? Correction() : correctionOf(entry.changes, journaledCorrection);
+    const Correction made =
+        marked(service, order.verdict, checkedText(entry.text, "the message"), listNumber(service, entry.number));
+    correction.add(made);
+    try {
+        journalOf(service).setCorrection(entry.id, correction.verdict, correctionText(correction));
+    } catch (const Error &) {
+        withdraw(service, made); // what the journal does not know could not be taken back
+        throw;
     }
-    journalOf(service).setCorrection(entry.id, correction.verdict, correctionText(correction));
     return {{"marked", correction.messages}, {"as", correction.verdict}, {"message", entry.id}};
 }
 
@@ -148,8 +167,13 @@ static Json undoEntry(Service &service, std::int64_t id)
     journal.setCorrection(id, {}, {}); // before the counts: what ends in between must not be repeated
     try {
         takeBack(correction, service.installation.dataFile("prob.bin"));
-    } catch (...) {
-        journal.setCorrection(id, entry.correction, entry.changes);
+    } catch (const Error &) {
+        try {
+            journal.setCorrection(id, entry.correction, entry.changes);
+        } catch (const Error &error) {
+            service.log.line(std::string("a correction that is in the store is gone from the journal: ") +
+                             error.what());
+        }
         throw;
     }
     return {{"takenBack", correction.messages}, {"as", correction.verdict}, {"message", id}};
@@ -159,11 +183,13 @@ Outcome markRequest(Service &service, const HttpRequest &request)
 {
     checkParameters(request, {});
     const MarkOrder order = orderOf(jsonBody(request));
-    if (!order.undo) {
-        return {jsonResponse(order.entry ? markEntry(service, order) : markText(service, order)), std::nullopt};
+    Json answer;
+    if (order.undo) {
+        answer = order.entry ? undoEntry(service, *order.entry) : undoLast(service);
+    } else {
+        answer = order.entry ? markEntry(service, order) : markText(service, order);
     }
-    const Json answer = order.entry ? undoEntry(service, *order.entry) : undoLast(service);
-    service.metrics.corrected("undo");
+    service.metrics.corrected(order.undo ? "undo" : std::string(ratingName(order.verdict)));
     return {jsonResponse(answer), std::nullopt};
 }
 

@@ -172,7 +172,7 @@ Outcome explainRequest(Service &service, const HttpRequest &request)
     const TextForm form = service.options.form;
     const ExplainedMessage explained{utf8FromWide(message.text), inForm(form, message.text), form};
     const Explanation explanation =
-        service.explainer.explain(explained.body, checkedText(message.number, "the number"), Depth::allTokens);
+        service.explainer.explain(explained.body, senderOf(service, message.number), Depth::allTokens);
     return {jsonResponse(explanationJson(explained, message.number, explanation)), std::nullopt};
 }
 

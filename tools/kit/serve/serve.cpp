@@ -30,6 +30,9 @@ class Signals {
             sigaddset(&awaited, signal);
         }
         descriptor_ = ::signalfd(-1, &awaited, SFD_CLOEXEC | SFD_NONBLOCK);
+        if (descriptor_ < 0) {
+            throw Error(Status::internal, "the system gives no descriptor for signals; the service could not be ended");
+        }
     }
     ~Signals()
     {

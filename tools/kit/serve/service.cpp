@@ -76,6 +76,11 @@ WideText checkedText(const std::string &text, const std::string &what)
     return *wide;
 }
 
+WideText senderOf(const Service &service, const std::string &number)
+{
+    return checkedText(service.options.country.ofSender(number), "the number");
+}
+
 static std::optional<std::int64_t> note(Service &service, const JournalEntry &entry)
 {
     if (!service.journal) {
@@ -93,7 +98,7 @@ static std::optional<std::int64_t> note(Service &service, const JournalEntry &en
 RatedMessage rateMessage(Service &service, const ReceivedMessage &message)
 {
     const WideText body = inForm(service.options.form, message.text);
-    const WideText number = checkedText(message.number, "the number");
+    const WideText number = senderOf(service, message.number);
     RatedMessage result;
     result.rated = rateWithReason(service.engine, service.explainer, body, number, result.reason);
     const std::string verdict(ratingName(result.rated.rating));

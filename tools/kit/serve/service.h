@@ -2,6 +2,7 @@
 #ifndef VELQ_KIT_SERVE_SERVICE_H
 #define VELQ_KIT_SERVE_SERVICE_H
 
+#include "kit/base/phone_number.h"
 #include "kit/base/wide_text.h"
 #include "kit/engine/engine.h"
 #include "kit/engine/installation.h"
@@ -22,6 +23,7 @@ namespace velq::kit {
 struct ServiceOptions {
     std::string install;
     TextForm form = TextForm::prepared;
+    NumberForm country; // of numbers that are written without one
     std::optional<JournalOptions> journal;
     bool forwards = false;
     nlohmann::json::json_pointer hookNumber{"/number"}; // where /hook/json finds the sender
@@ -73,6 +75,9 @@ struct ReceivedMessage {
 // A text from outside as the engine takes it. Throws Problem (badRequest) that names `what` unless it is UTF-8 without
 // a zero character.
 WideText checkedText(const std::string &text, const std::string &what);
+
+// The number of a sender as the engine takes it. Throws Problem (badRequest).
+WideText senderOf(const Service &service, const std::string &number);
 
 struct RatedMessage {
     Rated rated;
