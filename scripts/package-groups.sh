@@ -13,9 +13,9 @@ declare -A package_groups=(
   # What building and testing take.
   [build]="g++ cmake ninja-build $libraries $gamma libgtest-dev libbenchmark-dev binutils pkg-config groff-base $python mypy
            python3-jsonschema"
-  # What the tests run beside the engine: the daemons that the hooks serve, and the browser that opens the report. Without
-  # them those tests are skipped.
-  [hosts]="gammu gammu-smsd smstools kannel kannel-extras chromium"
+  # What the tests run beside the engine: the daemons that the hooks serve, and the browser that opens the report and the
+  # page of the service. Without them those tests are skipped.
+  [hosts]="gammu gammu-smsd smstools kannel kannel-extras chromium chromium-driver python3-selenium"
   # Formatters, analysers, coverage, fuzzing.
   [check]="python3 clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 cppcheck gcovr shellcheck valgrind heaptrack"
   # Building the Debian packages, and testing them.

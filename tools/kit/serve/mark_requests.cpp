@@ -1,30 +1,32 @@
-// Corrections by users and taking them back, and the journal that they start from.
-#include "kit/base/utc_time.h"
+// What users say of messages and of their senders, and taking it back.
+#include "kit/reading/number_match.h"
 #include "kit/serve/requests.h"
+#include "kit/store/list_changes.h"
 #include "kit/store/marking.h"
 
-#include <limits>
+#include <functional>
 
 namespace velq::kit {
 
-static MessageJournal &journalOf(Service &service)
-{
-    if (!service.journal) {
-        throw Problem(ProblemKind::notFound, "the service keeps no journal; start it with --journal FILE");
-    }
-    return *service.journal;
-}
-
-static JournalEntry entryOf(Service &service, std::int64_t id)
-{
-    const std::optional<JournalEntry> entry = journalOf(service).find(id);
-    if (!entry) {
-        throw Problem(ProblemKind::notFound, "the journal has no message " + std::to_string(id));
-    }
-    return *entry;
-}
-
 static const char *const journaledCorrection = "the correction in the journal";
+static const char *const journaledMove = "the change of the lists in the journal";
+
+// Does the work, and finds out what it changed on the lists for a number.
+static ListChange listsChangedBy(Service &service, const std::string &number, const std::function<void()> &work)
+{
+    const std::string key = matchKey(checkedText(number, "the number"));
+    const std::vector<ListRow> before = matchingRows(service.installation, key);
+    work();
+    return changeBetween(before, matchingRows(service.installation, key));
+}
+
+// What an older change and a later one come to.
+static std::string joined(const std::string &older, const ListChange &later)
+{
+    ListChange all = listChangeOf(older, journaledMove);
+    all.add(later);
+    return listChangeText(all);
+}
 
 // ---- Marking
 
@@ -112,15 +114,21 @@ static std::string listNumber(const std::string &number)
 
 static Json markEntry(Service &service, const MarkOrder &order)
 {
-    JournalEntry entry = entryOf(service, *order.entry);
-    Correction correction =
-        marked(service, order.verdict, checkedText(entry.text, "the message"), listNumber(entry.number));
+    JournalEntry entry = journalEntry(service, *order.entry);
+    const std::string number = listNumber(entry.number);
+    Correction correction;
+    const ListChange moved = listsChangedBy(service, number, [&] {
+        correction = marked(service, order.verdict, checkedText(entry.text, "the message"), number);
+    });
     if (!entry.changes.empty()) {
         Correction all = correctionOf(entry.changes, journaledCorrection);
         all.add(correction);
         correction = all;
     }
-    journalOf(service).setCorrection(entry.id, correction.verdict, correctionText(correction));
+    entry.correction = correction.verdict;
+    entry.changes = correctionText(correction);
+    entry.listChanges = joined(entry.listChanges, moved);
+    journalOf(service).keepDecisions(entry);
     return {{"marked", correction.messages}, {"as", correction.verdict}, {"message", entry.id}};
 }
 
@@ -137,19 +145,32 @@ static Json undoLast(Service &service)
     return {{"takenBack", correction->messages}, {"as", correction->verdict}};
 }
 
+// Takes back what is written in two places of an entry, where `other` is the change of the lists that stays for now.
+static void takeBackMove(Service &service, std::string &changes, std::string &other)
+{
+    ListChange left = listChangeOf(other, journaledMove);
+    takeBack(listChangeOf(changes, journaledMove), left, service.installation);
+    changes.clear();
+    other = listChangeText(left);
+}
+
 static Json undoEntry(Service &service, std::int64_t id)
 {
-    const JournalEntry entry = entryOf(service, id);
+    JournalEntry entry = journalEntry(service, id);
     if (entry.changes.empty()) {
         throw Problem(ProblemKind::notFound, "message " + std::to_string(id) + " has no correction to take back");
     }
     const Correction correction = correctionOf(entry.changes, journaledCorrection);
     MessageJournal &journal = journalOf(service);
-    journal.setCorrection(id, {}, {}); // before the counts: what ends in between must not be repeated
+    takeBackMove(service, entry.listChanges, entry.senderChanges);
+    const JournalEntry corrected = entry;
+    entry.correction.clear();
+    entry.changes.clear();
+    journal.keepDecisions(entry); // before the counts: what ends in between must not be repeated
     try {
         takeBack(correction, service.installation.dataFile("prob.bin"));
     } catch (...) {
-        journal.setCorrection(id, entry.correction, entry.changes);
+        journal.keepDecisions(corrected);
         throw;
     }
     return {{"takenBack", correction.messages}, {"as", correction.verdict}, {"message", id}};
@@ -167,41 +188,55 @@ Outcome markRequest(Service &service, const HttpRequest &request)
     return {jsonResponse(answer), std::nullopt};
 }
 
-// ---- Reading the journal
+// ---- Senders
 
-static Json entryJson(const JournalEntry &entry)
+static Json blockOrAllow(Service &service, JournalEntry entry, const std::string &as)
 {
-    constexpr std::int64_t second = 1000;
-    return {{"message", entry.id},
-            {"time", utcTime(entry.time / second)},
-            {"source", entry.source},
-            {"number", entry.number},
-            {"body", entry.text},
-            {"rating", entry.verdict},
-            {"reason", entry.reason},
-            {"spamicity", entry.spamicity ? Json(*entry.spamicity) : Json(nullptr)},
-            {"correction", entry.correction.empty() ? Json(nullptr) : Json(entry.correction)}};
+    const ListCalls &calls = as == "blocked" ? blackListCalls : whiteListCalls;
+    const ListEntry sender{.number = entry.number, .name = {}};
+    if (const std::string fault = entryFault(sender); !fault.empty()) {
+        throw Problem(ProblemKind::badData, "the sender cannot be put on a list: " + fault);
+    }
+    const ListChange moved = listsChangedBy(service, entry.number, [&] { addEntry(service.engine, calls, sender); });
+    entry.sender = as;
+    entry.senderChanges = joined(entry.senderChanges, moved);
+    journalOf(service).keepDecisions(entry);
+    return {{"as", as}, {"message", entry.id}, {"added", moved.added.size()}, {"movedOff", moved.removed.size()}};
 }
 
-Outcome journalRequest(Service &service, const HttpRequest &request)
+static Json undoSender(Service &service, JournalEntry entry)
 {
-    constexpr std::int64_t mostEntries = 500;
-    constexpr std::int64_t usual = 50;
-    checkParameters(request, {"rating", "before", "limit"});
-    JournalFilter filter;
-    filter.verdict = request.parameter("rating").value_or("");
-    if (!filter.verdict.empty() && filter.verdict != "ham" && filter.verdict != "spam" && filter.verdict != "unsure") {
-        throw Problem(ProblemKind::badRequest, "the parameter rating is none of ham, spam, unsure");
+    if (entry.sender.empty()) {
+        throw Problem(ProblemKind::notFound, "the sender of message " + std::to_string(entry.id) +
+                                                 " was neither blocked nor allowed, so there is nothing to take back");
     }
-    filter.before = integerParameter(request, "before", 1, std::numeric_limits<std::int64_t>::max());
-    filter.limit = static_cast<std::uint64_t>(integerParameter(request, "limit", 1, mostEntries).value_or(usual));
-    const std::vector<JournalEntry> entries = journalOf(service).list(filter);
-    Json messages = Json::array();
-    for (const JournalEntry &entry : entries) {
-        messages.push_back(entryJson(entry));
+    const std::string as = entry.sender;
+    takeBackMove(service, entry.senderChanges, entry.listChanges);
+    entry.sender.clear();
+    journalOf(service).keepDecisions(entry);
+    return {{"takenBack", 1}, {"as", as}, {"message", entry.id}};
+}
+
+Outcome senderRequest(Service &service, const HttpRequest &request)
+{
+    checkParameters(request, {});
+    const nlohmann::json body = jsonBody(request);
+    if (!body.is_object()) {
+        throw Problem(ProblemKind::badRequest, "the body is not an object");
     }
-    const bool more = entries.size() == filter.limit;
-    return {jsonResponse({{"messages", messages}, {"next", more ? Json(entries.back().id) : Json(nullptr)}}),
+    const auto message = body.find("message");
+    if (message == body.end() || !message->is_number_integer()) {
+        throw Problem(ProblemKind::badRequest, "the member message is no number of a message in the journal");
+    }
+    const auto as = body.find("as");
+    const auto undo = body.find("undo");
+    const bool isUndo = undo != body.end() && *undo == true;
+    const bool isKnown = as != body.end() && (*as == "blocked" || *as == "allowed");
+    if (isUndo ? as != body.end() : !isKnown) {
+        throw Problem(ProblemKind::badRequest, "give as, which is blocked or allowed, or undo, which is true");
+    }
+    const JournalEntry entry = journalEntry(service, message->get<std::int64_t>());
+    return {jsonResponse(isUndo ? undoSender(service, entry) : blockOrAllow(service, entry, as->get<std::string>())),
             std::nullopt};
 }
 
