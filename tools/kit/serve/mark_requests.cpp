@@ -1,32 +1,11 @@
-// What users say of messages and of their senders, and taking it back.
-#include "kit/reading/number_match.h"
+// Corrections by users and taking them back.
+#include "kit/serve/list_moves.h"
 #include "kit/serve/requests.h"
-#include "kit/store/list_changes.h"
 #include "kit/store/marking.h"
-
-#include <functional>
 
 namespace velq::kit {
 
 static const char *const journaledCorrection = "the correction in the journal";
-static const char *const journaledMove = "the change of the lists in the journal";
-
-// Does the work, and finds out what it changed on the lists for a number.
-static ListChange listsChangedBy(Service &service, const std::string &number, const std::function<void()> &work)
-{
-    const std::string key = matchKey(checkedText(number, "the number"));
-    const std::vector<ListRow> before = matchingRows(service.installation, key);
-    work();
-    return changeBetween(before, matchingRows(service.installation, key));
-}
-
-// What an older change and a later one come to.
-static std::string joined(const std::string &older, const ListChange &later)
-{
-    ListChange all = listChangeOf(older, journaledMove);
-    all.add(later);
-    return listChangeText(all);
-}
 
 // ---- Marking
 
@@ -127,8 +106,13 @@ static Json markEntry(Service &service, const MarkOrder &order)
     }
     entry.correction = correction.verdict;
     entry.changes = correctionText(correction);
-    entry.listChanges = joined(entry.listChanges, moved);
-    journalOf(service).keepDecisions(entry);
+    entry.listChanges = withMove(entry.listChanges, moved);
+    try {
+        journalOf(service).keepDecisions(entry);
+    } catch (const Error &) {
+        withdrawMove(service, moved); // what the journal does not know could not be taken back
+        throw;
+    }
     return {{"marked", correction.messages}, {"as", correction.verdict}, {"message", entry.id}};
 }
 
@@ -143,15 +127,6 @@ static Json undoLast(Service &service)
     }
     takeBackLast(record, *correction, service.installation.dataFile("prob.bin"));
     return {{"takenBack", correction->messages}, {"as", correction->verdict}};
-}
-
-// Takes back what is written in two places of an entry, where `other` is the change of the lists that stays for now.
-static void takeBackMove(Service &service, std::string &changes, std::string &other)
-{
-    ListChange left = listChangeOf(other, journaledMove);
-    takeBack(listChangeOf(changes, journaledMove), left, service.installation);
-    changes.clear();
-    other = listChangeText(left);
 }
 
 static Json undoEntry(Service &service, std::int64_t id)
@@ -186,58 +161,6 @@ Outcome markRequest(Service &service, const HttpRequest &request)
     const Json answer = order.entry ? undoEntry(service, *order.entry) : undoLast(service);
     service.metrics.corrected("undo");
     return {jsonResponse(answer), std::nullopt};
-}
-
-// ---- Senders
-
-static Json blockOrAllow(Service &service, JournalEntry entry, const std::string &as)
-{
-    const ListCalls &calls = as == "blocked" ? blackListCalls : whiteListCalls;
-    const ListEntry sender{.number = entry.number, .name = {}};
-    if (const std::string fault = entryFault(sender); !fault.empty()) {
-        throw Problem(ProblemKind::badData, "the sender cannot be put on a list: " + fault);
-    }
-    const ListChange moved = listsChangedBy(service, entry.number, [&] { addEntry(service.engine, calls, sender); });
-    entry.sender = as;
-    entry.senderChanges = joined(entry.senderChanges, moved);
-    journalOf(service).keepDecisions(entry);
-    return {{"as", as}, {"message", entry.id}, {"added", moved.added.size()}, {"movedOff", moved.removed.size()}};
-}
-
-static Json undoSender(Service &service, JournalEntry entry)
-{
-    if (entry.sender.empty()) {
-        throw Problem(ProblemKind::notFound, "the sender of message " + std::to_string(entry.id) +
-                                                 " was neither blocked nor allowed, so there is nothing to take back");
-    }
-    const std::string as = entry.sender;
-    takeBackMove(service, entry.senderChanges, entry.listChanges);
-    entry.sender.clear();
-    journalOf(service).keepDecisions(entry);
-    return {{"takenBack", 1}, {"as", as}, {"message", entry.id}};
-}
-
-Outcome senderRequest(Service &service, const HttpRequest &request)
-{
-    checkParameters(request, {});
-    const nlohmann::json body = jsonBody(request);
-    if (!body.is_object()) {
-        throw Problem(ProblemKind::badRequest, "the body is not an object");
-    }
-    const auto message = body.find("message");
-    if (message == body.end() || !message->is_number_integer()) {
-        throw Problem(ProblemKind::badRequest, "the member message is no number of a message in the journal");
-    }
-    const auto as = body.find("as");
-    const auto undo = body.find("undo");
-    const bool isUndo = undo != body.end() && *undo == true;
-    const bool isKnown = as != body.end() && (*as == "blocked" || *as == "allowed");
-    if (isUndo ? as != body.end() : !isKnown) {
-        throw Problem(ProblemKind::badRequest, "give as, which is blocked or allowed, or undo, which is true");
-    }
-    const JournalEntry entry = journalEntry(service, message->get<std::int64_t>());
-    return {jsonResponse(isUndo ? undoSender(service, entry) : blockOrAllow(service, entry, as->get<std::string>())),
-            std::nullopt};
 }
 
 } // namespace velq::kit
