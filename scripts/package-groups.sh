@@ -14,8 +14,8 @@ declare -A package_groups=(
   [build]="g++ cmake ninja-build $libraries $gamma libgtest-dev libbenchmark-dev binutils pkg-config groff-base $python mypy
            python3-jsonschema"
   # What the tests run beside the engine: the daemons that the hooks serve, what spreads messages over several instances,
-  # and the browser that opens the report. Without them those tests are skipped.
-  [hosts]="gammu gammu-smsd smstools kannel kannel-extras haproxy parallel chromium"
+  # and the browser that opens the report and the page of the service. Without them those tests are skipped.
+  [hosts]="gammu gammu-smsd smstools kannel kannel-extras haproxy parallel chromium chromium-driver python3-selenium"
   # What bench/serve compares the service with, and by.
   [bench]="wrk spamassassin spamd rspamd redis-server"
   # Formatters, analysers, coverage, fuzzing.

@@ -28,7 +28,7 @@ class Description(ServiceTest):
                     self.assertRegex(status, "^([2-5][0-9][0-9]|default)$")
                     self.assertTrue(find_schema(response)["description"])
                 for parameter in operation.get("parameters", []):
-                    self.assertEqual(parameter["in"], "query")
+                    self.assertEqual(parameter["in"], "path" if f"{{{parameter['name']}}}" in path else "query")
                     self.assertIn("schema", parameter)
 
     def test_every_reference_leads_somewhere_and_every_schema_is_one(self):

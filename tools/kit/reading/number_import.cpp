@@ -1,10 +1,8 @@
 // The import: what the lists hold is read once into memory, so that no entry has to look through them.
 #include "kit/reading/number_import.h"
 
-#include "kit/base/database.h"
-#include "kit/base/interruption.h"
-#include "kit/base/status.h"
 #include "kit/base/wide_text.h"
+#include "kit/reading/both_lists.h"
 #include "kit/reading/number_match.h"
 #include "kit/reading/token_format.h"
 
@@ -29,93 +27,7 @@ struct TextHash {
 };
 using Keys = std::unordered_set<std::string, TextHash, std::equal_to<>>;
 
-struct ListPlace {
-    const char *file;
-    std::string table;
-};
-
-// Both lists, each named in statements as `own` and `other` give it, between begin and commit.
-class BothLists {
-  public:
-    BothLists(const Installation &installation, const ListPlace &own, const ListPlace &other);
-
-    Database &ownDatabase()
-    {
-        return own_;
-    }
-    Database &otherDatabase()
-    {
-        return isApart_ ? other_ : own_;
-    }
-    std::string own() const
-    {
-        return "main." + ownTable_;
-    }
-    std::string other() const
-    {
-        return (isApart_ ? "main." : "otherList.") + otherTable_;
-    }
-    void begin();
-    void commit();
-
-  private:
-    Database own_;
-    Database other_;
-    std::string ownTable_;
-    std::string otherTable_;
-    bool isApart_ = false; // files of different encodings cannot be joined
-};
-
 } // namespace
-
-static std::string encodingOf(Database &database)
-{
-    Query query(database, "PRAGMA encoding;");
-    query.step();
-    return std::string(query.text(0));
-}
-
-static void checkList(Database &database, const std::string &table)
-{
-    if (!database.hasTable(table)) {
-        throw Error(Status::badData, database.file().string() + " holds no " + table +
-                                         "; put a sound file in its place or lay out a new installation");
-    }
-    // Written out at the commit and not before, the list can be read until then.
-    database.exec("PRAGMA cache_spill = OFF;");
-}
-
-BothLists::BothLists(const Installation &installation, const ListPlace &own, const ListPlace &other)
-    : own_(installation.dataFile(own.file), DatabaseMode::write),
-      other_(installation.dataFile(other.file), DatabaseMode::write), ownTable_(own.table), otherTable_(other.table)
-{
-    checkList(own_, ownTable_);
-    checkList(other_, otherTable_);
-    isApart_ = encodingOf(own_) != encodingOf(other_);
-    if (!isApart_) {
-        const std::string file = other_.file().string();
-        Query attach(own_, "ATTACH ? AS otherList;");
-        attach.bindText(1, file);
-        attach.step();
-    }
-}
-
-void BothLists::begin()
-{
-    own_.exec("BEGIN IMMEDIATE TRANSACTION;");
-    if (isApart_) {
-        other_.exec("BEGIN IMMEDIATE TRANSACTION;");
-    }
-}
-
-void BothLists::commit()
-{
-    const EndingSignalsHeld held;
-    own_.exec("COMMIT TRANSACTION;");
-    if (isApart_) {
-        other_.exec("COMMIT TRANSACTION;");
-    }
-}
 
 static std::string_view comparedPart(std::string_view key)
 {
@@ -197,10 +109,8 @@ static std::size_t addAll(BothLists &lists, const std::vector<ListEntry> &entrie
 Imported importNumbers(const Installation &installation, const ListCalls &calls, const std::vector<ListEntry> &entries,
                        Progress &progress)
 {
-    const ListPlace black = {"bn.bin", "blackList"};
-    const ListPlace white = {"wn.bin", "whiteList"};
     const bool isBlack = &calls == &blackListCalls;
-    BothLists lists(installation, isBlack ? black : white, isBlack ? white : black);
+    BothLists lists(installation, isBlack ? blackListPlace : whiteListPlace, isBlack ? whiteListPlace : blackListPlace);
     lists.begin();
     Imported imported;
     imported.movedOff = takeOff(lists, entries);

@@ -13,8 +13,9 @@ namespace velq::kit {
 namespace fs = std::filesystem;
 
 static constexpr std::uint64_t addedBetweenPrunings = 256;
-static constexpr const char *columns =
-    "SELECT id, time, source, number, text, verdict, reason, spamicity, correction, changes FROM message ";
+static constexpr const char *columns = "SELECT id, time, source, number, text, verdict, reason, spamicity, correction, "
+                                       "changes, listChanges, sender, senderChanges FROM "
+                                       "message ";
 
 // SQLite would make it for everybody to read.
 static const fs::path &madeForOwner(const fs::path &file)
@@ -40,12 +41,13 @@ MessageJournal::MessageJournal(const JournalOptions &options)
     : options_(options), file_(madeForOwner(options.file), DatabaseMode::write)
 {
     constexpr std::int64_t applicationId = 0x76656C71;
-    constexpr std::int64_t version = 1;
+    constexpr std::int64_t version = 2;
     const bool isNew = file_.integer("SELECT COUNT(*) FROM sqlite_master;") == 0;
     if (!isNew && file_.integer("PRAGMA application_id;") != applicationId) {
         throw Error(Status::badData, options_.file.string() + " is not a journal; give another file");
     }
-    if (!isNew && file_.integer("PRAGMA user_version;") != version) {
+    const std::int64_t found = isNew ? version : file_.integer("PRAGMA user_version;");
+    if (found < 1 || found > version) {
         throw Error(Status::badData,
                     options_.file.string() + " is a journal of another version; move it away, and a new one is made");
     }
@@ -57,11 +59,20 @@ MessageJournal::MessageJournal(const JournalOptions &options)
         file_.exec("BEGIN IMMEDIATE;"
                    "CREATE TABLE message (id INTEGER PRIMARY KEY AUTOINCREMENT, time INTEGER NOT NULL, source TEXT NOT "
                    "NULL, number TEXT NOT NULL, text TEXT NOT NULL, verdict TEXT NOT NULL, reason TEXT NOT NULL, "
-                   "spamicity REAL, correction TEXT NOT NULL DEFAULT '', changes TEXT NOT NULL DEFAULT '');"
+                   "spamicity REAL, correction TEXT NOT NULL DEFAULT '', changes TEXT NOT NULL DEFAULT '', "
+                   "listChanges TEXT NOT NULL DEFAULT '', sender TEXT NOT NULL DEFAULT '', senderChanges TEXT NOT NULL "
+                   "DEFAULT '');"
                    "CREATE INDEX message_time ON message (time);"
                    "CREATE INDEX message_verdict ON message (verdict, id);"
                    "PRAGMA application_id = " +
                    std::to_string(applicationId) + "; PRAGMA user_version = " + std::to_string(version) + "; COMMIT;");
+    } else if (found < version) {
+        file_.exec("BEGIN IMMEDIATE;"
+                   "ALTER TABLE message ADD COLUMN listChanges TEXT NOT NULL DEFAULT '';"
+                   "ALTER TABLE message ADD COLUMN sender TEXT NOT NULL DEFAULT '';"
+                   "ALTER TABLE message ADD COLUMN senderChanges TEXT NOT NULL DEFAULT '';"
+                   "PRAGMA user_version = " +
+                   std::to_string(version) + "; COMMIT;");
     }
     tryToPrune();
 }
@@ -112,6 +123,9 @@ static JournalEntry entryOf(Query &row)
     }
     entry.correction = row.text(8);
     entry.changes = row.text(9);
+    entry.listChanges = row.text(10);
+    entry.sender = row.text(11);
+    entry.senderChanges = row.text(12);
     return entry;
 }
 
@@ -124,9 +138,16 @@ std::optional<JournalEntry> MessageJournal::find(std::int64_t id)
 
 std::vector<JournalEntry> MessageJournal::list(const JournalFilter &filter)
 {
-    Query select(file_, std::string(columns) + "WHERE (?1 = '' OR verdict = ?1) AND (?2 IS NULL OR id < ?2) "
-                                               "ORDER BY id DESC LIMIT ?3;");
-    select.bindText(1, filter.verdict);
+    std::string conditions = "WHERE TRUE ";
+    conditions += filter.verdict.empty() ? "" : "AND verdict = ?1 ";
+    conditions += filter.before ? "AND id < ?2 " : "";
+    if (filter.corrected) {
+        conditions += *filter.corrected ? "AND correction <> '' " : "AND correction = '' ";
+    }
+    Query select(file_, columns + conditions + "ORDER BY id DESC LIMIT ?3;");
+    if (!filter.verdict.empty()) {
+        select.bindText(1, filter.verdict);
+    }
     if (filter.before) {
         select.bindInteger(2, *filter.before);
     }
@@ -138,13 +159,39 @@ std::vector<JournalEntry> MessageJournal::list(const JournalFilter &filter)
     return entries;
 }
 
-void MessageJournal::setCorrection(std::int64_t id, const std::string &correction, const std::string &changes)
+void MessageJournal::keepDecisions(const JournalEntry &entry)
 {
-    Query update(file_, "UPDATE message SET correction = ?, changes = ? WHERE id = ?;");
-    update.bindText(1, correction);
-    update.bindText(2, changes);
-    update.bindInteger(3, id);
+    Query update(file_,
+                 "UPDATE message SET correction = ?, changes = ?, listChanges = ?, sender = ?, senderChanges = ? "
+                 "WHERE id = ?;");
+    update.bindText(1, entry.correction);
+    update.bindText(2, entry.changes);
+    update.bindText(3, entry.listChanges);
+    update.bindText(4, entry.sender);
+    update.bindText(5, entry.senderChanges);
+    update.bindInteger(6, entry.id);
     update.step();
+}
+
+std::vector<WeekCount> MessageJournal::weeks(std::int64_t since)
+{
+    // 1970 began on a Thursday.
+    Query select(file_,
+                 "SELECT (time + 259200000) / 604800000 * 7 - 3, verdict, correction, COUNT(*) FROM message WHERE "
+                 "time >= ? GROUP BY 1, 2, 3 ORDER BY 1;");
+    select.bindInteger(1, since);
+    std::vector<WeekCount> counts;
+    while (select.step()) {
+        counts.push_back(
+            {select.integer(0), std::string(select.text(1)), std::string(select.text(2)), select.integer(3)});
+    }
+    return counts;
+}
+
+std::optional<std::int64_t> MessageJournal::oldest()
+{
+    Query select(file_, "SELECT time FROM message ORDER BY time LIMIT 1;");
+    return select.step() ? std::optional(select.integer(0)) : std::nullopt;
 }
 
 void MessageJournal::prune(std::chrono::system_clock::time_point now)

@@ -31,14 +31,26 @@ struct JournalEntry {
     std::string verdict; // "ham", "spam" or "unsure"
     std::string reason;
     std::optional<double> spamicity;
-    std::string correction; // "ham" or "spam" once a user said so, else empty
-    std::string changes;    // what that correction changed in the store, as correctionText gives it
+    std::string correction;  // "ham" or "spam" once a user said so, else empty
+    std::string changes;     // what that correction changed in the store, as correctionText gives it
+    std::string listChanges; // and on the lists, as listChangeText gives it
+    std::string sender;      // "blocked" or "allowed" once a user said so of the sender, else empty
+    std::string senderChanges;
 };
 
 struct JournalFilter {
     std::string verdict;                // empty: any
+    std::optional<bool> corrected;      // only those with a correction, or without one
     std::optional<std::int64_t> before; // only older ones than this id
     std::uint64_t limit = 50;
+};
+
+// The messages of one kind in one week.
+struct WeekCount {
+    std::int64_t monday = 0; // days since 1970
+    std::string verdict;
+    std::string correction;
+    std::int64_t messages = 0;
 };
 
 // Throws Error where the file does not do what is asked of it.
@@ -52,7 +64,12 @@ class MessageJournal {
     std::optional<JournalEntry> find(std::int64_t id);
     // The newest first.
     std::vector<JournalEntry> list(const JournalFilter &filter);
-    void setCorrection(std::int64_t id, const std::string &correction, const std::string &changes);
+    // Writes down what a user said of a message and of its sender: what stands behind the spamicity in the entry.
+    void keepDecisions(const JournalEntry &entry);
+    // Of messages since a time in milliseconds, by weeks that begin on Mondays in UTC.
+    std::vector<WeekCount> weeks(std::int64_t since);
+    // The time of the oldest message, in milliseconds.
+    std::optional<std::int64_t> oldest();
     // Removes entries that are older than `keepDays` at `now`, and the oldest beyond `keepRows`.
     void prune(std::chrono::system_clock::time_point now);
 

@@ -1,28 +1,9 @@
-// Corrections by users and taking them back, and the journal that they start from.
-#include "kit/base/utc_time.h"
+// Corrections by users and taking them back.
+#include "kit/serve/list_moves.h"
 #include "kit/serve/requests.h"
 #include "kit/store/marking.h"
 
-#include <limits>
-
 namespace velq::kit {
-
-static MessageJournal &journalOf(Service &service)
-{
-    if (!service.journal) {
-        throw Problem(ProblemKind::notFound, "the service keeps no journal; start it with --journal FILE");
-    }
-    return *service.journal;
-}
-
-static JournalEntry entryOf(Service &service, std::int64_t id)
-{
-    const std::optional<JournalEntry> entry = journalOf(service).find(id);
-    if (!entry) {
-        throw Problem(ProblemKind::notFound, "the journal has no message " + std::to_string(id));
-    }
-    return *entry;
-}
 
 static const char *const journaledCorrection = "the correction in the journal";
 
@@ -129,15 +110,22 @@ static std::string listNumber(const Service &service, const std::string &number)
 
 static Json markEntry(Service &service, const MarkOrder &order)
 {
-    JournalEntry entry = entryOf(service, *order.entry);
+    JournalEntry entry = journalEntry(service, *order.entry);
+    const std::string number = listNumber(service, entry.number);
     Correction correction = entry.changes.empty() ? Correction() : correctionOf(entry.changes, journaledCorrection);
-    const Correction made =
-        marked(service, order.verdict, checkedText(entry.text, "the message"), listNumber(service, entry.number));
+    Correction made;
+    const ListChange moved = listsChangedBy(service, number, [&] {
+        made = marked(service, order.verdict, checkedText(entry.text, "the message"), number);
+    });
     correction.add(made);
+    entry.correction = correction.verdict;
+    entry.changes = correctionText(correction);
+    entry.listChanges = withMove(entry.listChanges, moved);
     try {
-        journalOf(service).setCorrection(entry.id, correction.verdict, correctionText(correction));
+        journalOf(service).keepDecisions(entry);
     } catch (const Error &) {
         withdraw(service, made); // what the journal does not know could not be taken back
+        withdrawMove(service, moved);
         throw;
     }
     return {{"marked", correction.messages}, {"as", correction.verdict}, {"message", entry.id}};
@@ -158,18 +146,22 @@ static Json undoLast(Service &service)
 
 static Json undoEntry(Service &service, std::int64_t id)
 {
-    const JournalEntry entry = entryOf(service, id);
+    JournalEntry entry = journalEntry(service, id);
     if (entry.changes.empty()) {
         throw Problem(ProblemKind::notFound, "message " + std::to_string(id) + " has no correction to take back");
     }
     const Correction correction = correctionOf(entry.changes, journaledCorrection);
     MessageJournal &journal = journalOf(service);
-    journal.setCorrection(id, {}, {}); // before the counts: what ends in between must not be repeated
+    takeBackMove(service, entry.listChanges, entry.senderChanges);
+    const JournalEntry corrected = entry;
+    entry.correction.clear();
+    entry.changes.clear();
+    journal.keepDecisions(entry); // before the counts: what ends in between must not be repeated
     try {
         takeBack(correction, service.installation.dataFile("prob.bin"));
     } catch (const Error &) {
         try {
-            journal.setCorrection(id, entry.correction, entry.changes);
+            journal.keepDecisions(corrected);
         } catch (const Error &error) {
             service.log.line(std::string("a correction that is in the store is gone from the journal: ") +
                              error.what());
@@ -191,44 +183,6 @@ Outcome markRequest(Service &service, const HttpRequest &request)
     }
     service.metrics.corrected(order.undo ? "undo" : std::string(ratingName(order.verdict)));
     return {jsonResponse(answer), std::nullopt};
-}
-
-// ---- Reading the journal
-
-static Json entryJson(const JournalEntry &entry)
-{
-    constexpr std::int64_t second = 1000;
-    return {{"message", entry.id},
-            {"time", utcTime(entry.time / second)},
-            {"source", entry.source},
-            {"number", entry.number},
-            {"body", entry.text},
-            {"rating", entry.verdict},
-            {"reason", entry.reason},
-            {"spamicity", entry.spamicity ? Json(*entry.spamicity) : Json(nullptr)},
-            {"correction", entry.correction.empty() ? Json(nullptr) : Json(entry.correction)}};
-}
-
-Outcome journalRequest(Service &service, const HttpRequest &request)
-{
-    constexpr std::int64_t mostEntries = 500;
-    constexpr std::int64_t usual = 50;
-    checkParameters(request, {"rating", "before", "limit"});
-    JournalFilter filter;
-    filter.verdict = request.parameter("rating").value_or("");
-    if (!filter.verdict.empty() && filter.verdict != "ham" && filter.verdict != "spam" && filter.verdict != "unsure") {
-        throw Problem(ProblemKind::badRequest, "the parameter rating is none of ham, spam, unsure");
-    }
-    filter.before = integerParameter(request, "before", 1, std::numeric_limits<std::int64_t>::max());
-    filter.limit = static_cast<std::uint64_t>(integerParameter(request, "limit", 1, mostEntries).value_or(usual));
-    const std::vector<JournalEntry> entries = journalOf(service).list(filter);
-    Json messages = Json::array();
-    for (const JournalEntry &entry : entries) {
-        messages.push_back(entryJson(entry));
-    }
-    const bool more = entries.size() == filter.limit;
-    return {jsonResponse({{"messages", messages}, {"next", more ? Json(entries.back().id) : Json(nullptr)}}),
-            std::nullopt};
 }
 
 } // namespace velq::kit

@@ -165,15 +165,19 @@ Outcome rateRequest(Service &service, const HttpRequest &request)
             std::nullopt};
 }
 
-Outcome explainRequest(Service &service, const HttpRequest &request)
+Json explanationOf(Service &service, const ReceivedMessage &message)
 {
-    checkParameters(request, {});
-    const ReceivedMessage message = messageOf(jsonBody(request), "the message");
     const TextForm form = service.options.form;
     const ExplainedMessage explained{utf8FromWide(message.text), inForm(form, message.text), form};
     const Explanation explanation =
         service.explainer.explain(explained.body, senderOf(service, message.number), Depth::allTokens);
-    return {jsonResponse(explanationJson(explained, message.number, explanation)), std::nullopt};
+    return explanationJson(explained, message.number, explanation);
+}
+
+Outcome explainRequest(Service &service, const HttpRequest &request)
+{
+    checkParameters(request, {});
+    return {jsonResponse(explanationOf(service, messageOf(jsonBody(request), "the message"))), std::nullopt};
 }
 
 } // namespace velq::kit

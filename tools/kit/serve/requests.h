@@ -24,6 +24,9 @@ Outcome updateRequest(Service &service, const HttpRequest &request);
 Outcome versionsRequest(Service &service, const HttpRequest &request);
 Outcome healthRequest(Service &service, const HttpRequest &request);
 Outcome journalRequest(Service &service, const HttpRequest &request);
+Outcome journalMessageRequest(Service &service, const HttpRequest &request);
+Outcome weeksRequest(Service &service, const HttpRequest &request);
+Outcome senderRequest(Service &service, const HttpRequest &request);
 Outcome kannelRequest(Service &service, const HttpRequest &request);
 Outcome jsonHookRequest(Service &service, const HttpRequest &request);
 
@@ -44,6 +47,16 @@ nlohmann::json jsonBody(const HttpRequest &request);
 
 // A message of a request: an object with the members body and, if it has one, number. `where` names it in problems.
 ReceivedMessage messageOf(const nlohmann::json &object, const std::string &where);
+
+// ---- What they share of the journal
+
+// Throws Problem (notFound) where none is kept.
+MessageJournal &journalOf(Service &service);
+// Throws Problem (notFound).
+JournalEntry journalEntry(Service &service, std::int64_t id);
+
+// The explanation of a message as it stands now.
+Json explanationOf(Service &service, const ReceivedMessage &message);
 
 } // namespace velq::kit
 

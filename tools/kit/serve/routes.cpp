@@ -13,7 +13,10 @@ const std::vector<Route> &routes()
     static const std::vector<Route> table = {{"POST", "/v1/rate", rateRequest, usual, true},
                                              {"POST", "/v1/explain", explainRequest, usual, false},
                                              {"POST", "/v1/mark", markRequest, usual, true},
+                                             {"POST", "/v1/sender", senderRequest, usual, true},
                                              {"GET", "/v1/journal", journalRequest, none, false},
+                                             {"GET", "/v1/journal/{message}", journalMessageRequest, none, false},
+                                             {"GET", "/v1/weeks", weeksRequest, none, false},
                                              {"GET", "/v1/lists/black", readListRequest, none, false},
                                              {"POST", "/v1/lists/black", addToListRequest, file, true},
                                              {"DELETE", "/v1/lists/black", removeFromListRequest, none, true},
@@ -25,15 +28,27 @@ const std::vector<Route> &routes()
                                              {"GET", "/healthz", healthRequest, none, false},
                                              {"GET", metricsPath, nullptr, none, false},
                                              {"GET", descriptionPath, nullptr, none, false},
+                                             {"GET", "/", nullptr, none, false},
+                                             {"GET", pageFilePath, nullptr, none, false},
                                              {"GET", "/hook/kannel", kannelRequest, none, true},
                                              {"POST", "/hook/json", jsonHookRequest, usual, true}};
     return table;
 }
 
+// A name in braces at the end of a route's path stands for anything without a slash.
+static bool leadsTo(const Route &route, std::string_view path)
+{
+    const std::size_t brace = route.path.find('{');
+    return brace == std::string_view::npos
+               ? path == route.path
+               : path.size() > brace && path.substr(0, brace) == route.path.substr(0, brace) &&
+                     path.find('/', brace) == std::string_view::npos;
+}
+
 static bool fits(const Route &route, const HttpRequest &request)
 {
     const bool head = request.method == "HEAD" && route.method == "GET" && !route.writes;
-    return route.path == request.path && (head || route.method == request.method);
+    return leadsTo(route, request.path) && (head || route.method == request.method);
 }
 
 const Route &routeOf(const HttpRequest &request)
@@ -52,12 +67,18 @@ std::string allowedMethods(std::string_view path)
 {
     std::string methods;
     for (const Route &route : routes()) {
-        if (route.path == path) {
+        if (leadsTo(route, path)) {
             methods += methods.empty() ? "" : ", ";
             methods += route.method;
         }
     }
     return methods;
+}
+
+std::string_view pathName(std::string_view path)
+{
+    const auto found = std::ranges::find_if(routes(), [path](const Route &route) { return leadsTo(route, path); });
+    return found == routes().end() ? std::string_view("other") : found->path;
 }
 
 } // namespace velq::kit

@@ -4,6 +4,7 @@
 #include "kit/base/interruption.h"
 #include "kit/serve/access.h"
 #include "kit/serve/forwarder.h"
+#include "kit/serve/page.h"
 #include "kit/serve/routes.h"
 #include "kit/serve/work_queue.h"
 
@@ -152,7 +153,7 @@ Application::Application(const ServeOptions &options, std::ostream &err)
 // Label values are words of this program's own.
 static std::string pathLabel(const HttpRequest &request)
 {
-    return allowedMethods(request.path).empty() ? "other" : request.path;
+    return std::string(pathName(request.path));
 }
 
 HttpResponse Application::refused(const HttpRequest &request, const Problem &problem)
@@ -171,8 +172,14 @@ std::optional<HttpResponse> Application::head(const HttpRequest &request, const 
 {
     try {
         checkHost(rules_, request);
-        checkToken(rules_, credentials);
+        const bool isPage = findPageFile(request.path) != nullptr;
+        if (!isPage) { // which has no data, and for which a browser sends no token
+            checkToken(rules_, credentials);
+        }
         const Route &route = routeOf(request);
+        if (route.path == pageFilePath && !isPage) {
+            throw Problem(ProblemKind::notFound, "the page has no such file");
+        }
         if (route.writes) {
             checkOrigin(request);
         }
@@ -197,6 +204,8 @@ void Application::take(std::uint64_t id, const std::shared_ptr<const HttpRequest
         finish(id, *request, {200, "text/plain; version=0.0.4; charset=utf-8", metrics_.text(gauges())}, start);
     } else if (request->path == descriptionPath) {
         finish(id, *request, {200, "application/json", std::string(description())}, start);
+    } else if (const PageFile *file = findPageFile(request->path); file != nullptr) {
+        finish(id, *request, pageResponse(*file), start);
     } else if (const Route &route = routeOf(*request);
                !queue_->add([this, id, request, &route, start] { work(id, request, route, start); })) {
         metrics_.failed(std::string(meaningOf(ProblemKind::queueFull).name));

@@ -82,16 +82,21 @@ std::vector<StoredRow> readRows(Database &file, std::string_view sql)
     return rows;
 }
 
+void runWith(Query &statement, const StoredRow &parameters)
+{
+    for (std::size_t i = 0; i < parameters.size(); ++i) {
+        bind(statement.handle(), static_cast<int>(i) + 1, parameters[i]);
+    }
+    statement.step();
+    statement.reset();
+}
+
 void writeRows(Database &file, std::string_view sql, const std::vector<StoredRow> &parameterSets)
 {
     file.exec("BEGIN IMMEDIATE;");
     Query query(file, sql);
     for (const StoredRow &parameters : parameterSets) {
-        for (std::size_t i = 0; i < parameters.size(); ++i) {
-            bind(query.handle(), static_cast<int>(i) + 1, parameters[i]);
-        }
-        query.step();
-        query.reset();
+        runWith(query, parameters);
     }
     file.exec("COMMIT;");
 }

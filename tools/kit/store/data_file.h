@@ -37,6 +37,8 @@ struct StoredValue {
 using StoredRow = std::vector<StoredValue>;
 
 std::vector<StoredRow> readRows(Database &file, std::string_view sql);
+// Runs a statement that gives no rows.
+void runWith(Query &statement, const StoredRow &parameters);
 // Runs one statement once for each set of parameters, in one transaction. Parameters count from 1.
 void writeRows(Database &file, std::string_view sql, const std::vector<StoredRow> &parameterSets);
 
