@@ -16,6 +16,8 @@ declare -A package_groups=(
   # What the tests run beside the engine: the daemons that the hooks serve, and the browser that opens the report. Without
   # them those tests are skipped.
   [hosts]="gammu gammu-smsd smstools kannel kannel-extras chromium"
+  # The Java package and its tests, which are skipped without them.
+  [java]="openjdk-17-jdk-headless junit5"
   # Formatters, analysers, coverage, fuzzing.
   [check]="python3 clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 cppcheck gcovr shellcheck valgrind heaptrack"
   # Building the Debian packages, and testing them.
