@@ -23,6 +23,8 @@ declare -A package_groups=(
   # Building the Debian packages, and testing them.
   [debian]="build-essential fakeroot debhelper cmake ninja-build $libraries $gamma"
   [debian-tests]="lintian mmdebstrap"
+  # Building them for other architectures.
+  [debian-foreign]="mmdebstrap dpkg-dev"
   # Building for other platforms: what all of them take, and each of them.
   [platforms]="cmake ninja-build make gcc libc6-dev tcl dpkg-dev xz-utils googletest libutfcpp-dev $gamma binutils
                debian-archive-keyring"
