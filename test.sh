@@ -4,8 +4,8 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 source scripts/package-groups.sh
-# Without the hosts, the tests that run them are skipped.
-install_packages build hosts || install_packages build
+# Without the hosts or Java, the tests that run them are skipped.
+install_packages build java hosts || install_packages build
 
 jobs=$(nproc)
 presets=("$@")

@@ -1,14 +1,17 @@
 #!/usr/bin/env bash
 # Builds the Debian packages, checks them with lintian, and installs, uses, upgrades and removes them in a fresh minimal
 # Debian system of their own (tests/packages/in_fresh_system.sh says what must hold there). Needs root, for chroot.
-# Usage: test.sh [FOLDER]; with FOLDER the packages that build.sh has put there are tested, and none are built.
+# Usage: test.sh [--architecture ARCHITECTURE] [FOLDER]; with FOLDER the packages that build.sh has put there are tested, and none
+# are built. Those of another architecture are tried in a system of it (foreign.sh).
 # Where mounting or devices are refused (some containers), what needs the fresh system is skipped.
 # Environment: VELQ_GAMMA as for build.sh, and which of the two the packages in FOLDER are; VELQ_PLATFORM_CACHE keeps the minimal system (default in ~/.cache); it is made anew after a week.
 set -euo pipefail
 source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-cache=${VELQ_PLATFORM_CACHE:-${XDG_CACHE_HOME:-${HOME:-/var/tmp}/.cache}/velq-platforms}
+architecture=
+[ "${1:-}" != --architecture ] || { architecture=$2; shift 2; }
 [ "$(id -u)" -eq 0 ] || { echo "test.sh: run as root" >&2; exit 1; }
 source "$source_root/scripts/package-groups.sh"
+source "$source_root/packaging/systems.sh"
 install_packages debian-tests
 
 work=$(mktemp -d)
@@ -19,7 +22,7 @@ if [ $# -gt 0 ]; then
   cp "$1"/*.deb "$1"/*.changes "$1"/*.buildinfo "$work/packages"
 else
   echo "== build"
-  "$source_root/packaging/build.sh" "$work/packages"
+  "$source_root/packaging/build.sh" ${architecture:+--architecture "$architecture"} "$work/packages"
 fi
 
 passed=0 failed=0
@@ -63,23 +66,14 @@ echo "== system"
 # What the packages ask for beside each other, and what building a C program takes.
 needs=$(for name in libvelq1 libvelqtext1 velq; do field $name Depends | tr ',' '\n' | sed 's/^ *//; s/ .*//'; done |
   grep -vE '^(lib)?velq' | sort -u | paste -sd,)
-base=$cache/system-$(sha256sum <<<"$needs" | cut -c1-12).tar
-find "$cache" -maxdepth 1 -name 'system-*.tar' -mtime +7 -delete 2>/dev/null || true
-if [ ! -f "$base" ]; then
-  mkdir -p "$cache"
-  apt-config dump | grep -E '^Acquire::(https?::Proxy|Retries)' >"$work/apt.conf" || true
-  # Machines may come without package lists.
-  [ -n "$(apt-get indextargets 'Label: Debian')" ] || apt_get update
-  apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Label: Debian' |
-    sort -u |
-    mmdebstrap --quiet --format=tar --variant=apt --aptopt="$work/apt.conf" \
-      --include="gcc,libc6-dev,make,cmake,pkg-config,$needs" \
-      "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$base.part" -
-  mv "$base.part" "$base"
+options=()
+if [ -n "$architecture" ]; then
+  foreign_architecture "$architecture"
+  options=(--architectures="$architecture" --skip=check/qemu)
 fi
-mkdir "$work/system"
-tar -C "$work/system" -xf "$base" --exclude='./dev/*'
-mknod -m 666 "$work/system/dev/null" c 1 3
+archive=$(archived_system "system-$architecture${architecture:+-}$(fingerprint <<<"$needs")" "${options[@]}" --variant=apt \
+  --include="gcc,libc6-dev,make,cmake,pkg-config,$needs")
+lay_out_system "$archive" "$work/system"
 
 # The next release, for the upgrade: the same packages with a higher version.
 release=$(field libvelq1 Version)
@@ -104,11 +98,8 @@ cp "$source_root"/tests/packages/in_fresh_system.sh "$source_root"/examples/{hos
 cp -r "$source_root/tests/consumer" "$test_folder"
 
 echo "== install, use, upgrade, remove"
-# The mount ends with the command, whatever becomes of it.
 status=0
-unshare --mount --fork bash -c 'mount -t proc proc "$0/proc" && exec chroot "$0" "$@"' "$work/system" \
-  /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
-  bash /test/in_fresh_system.sh "$release" "$next" |
+in_system "$work/system" bash /test/in_fresh_system.sh "$release" "$next" |
   tee "$work/report" || status=$?
 passed=$((passed + $(grep -c '^ok: ' "$work/report" || true)))
 bad=$(grep -c '^FAIL: ' "$work/report" || true)

@@ -6,10 +6,11 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/package-groups.sh
-install_packages build check
+install_packages build java check
 
 mapfile -t sources < <(git ls-files '*.cpp' '*.h' '*.c')
-mapfile -t analysed < <(git ls-files 'src/*.cpp' 'kdsh/*.cpp' 'text/*.cpp' 'tools/*.cpp' | grep -v platform_win32)
+mapfile -t analysed < <(git ls-files 'src/*.cpp' 'kdsh/*.cpp' 'text/*.cpp' 'tools/*.cpp' ':(glob)bindings/java/*.cpp' |
+  grep -v platform_win32)
 
 layout() {
   clang-format-14 --dry-run --Werror "${sources[@]}"

@@ -18,11 +18,15 @@ declare -A package_groups=(
   [hosts]="gammu gammu-smsd smstools kannel kannel-extras haproxy parallel chromium chromium-driver python3-selenium"
   # What bench/serve compares the service with, and by.
   [bench]="wrk spamassassin spamd rspamd redis-server"
+  # The Java package and its tests, which are skipped without them.
+  [java]="openjdk-17-jdk-headless junit5"
   # Formatters, analysers, coverage, fuzzing.
   [check]="python3 clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 cppcheck gcovr shellcheck valgrind heaptrack"
   # Building the Debian packages, and testing them.
   [debian]="build-essential fakeroot debhelper cmake ninja-build $libraries $gamma"
   [debian-tests]="lintian mmdebstrap"
+  # Building them for other architectures.
+  [debian-foreign]="mmdebstrap dpkg-dev"
   # Building for other platforms: what all of them take, and each of them.
   [platforms]="cmake ninja-build make gcc libc6-dev tcl dpkg-dev xz-utils googletest libutfcpp-dev $gamma binutils
                debian-archive-keyring"

@@ -63,15 +63,35 @@ command_knows_words() {
   echo "$answer"
   grep -qw spam <<<"$answer"
 }
+# The answer of the service at a port to a message.
+ask_service() {
+  local message='{"number":"10086","body":"some words of some length"}'
+  exec 3<>"/dev/tcp/127.0.0.1/$1"
+  printf 'POST /v1/rate HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nContent-Type: application/json\r\nContent-Length: %d\r\nConnection: close\r\n\r\n%s' \
+    "$1" "${#message}" "$message" >&3
+  cat <&3
+  exec 3<&-
+}
 serves() {
   test -s /lib/systemd/system/velq.service || return 1
   velq serve --install installation --listen 127.0.0.1:0 >listening &
-  local service=$! tenths
+  local service=$! tenths answer
   for ((tenths = 0; tenths < 300; tenths++)); do
     ! grep -q "^listening on http://127.0.0.1:" listening || break
     sleep 0.1
   done
-  kill "$service" && wait "$service" && grep -q "^listening" listening
+  answer=$(ask_service "$(sed -nE 's|^listening on http://127.0.0.1:([0-9]+).*|\1|p' listening)")
+  echo "$answer"
+  kill "$service" && wait "$service" && grep -q '"rating": *"ham"' <<<"$answer"
+}
+hook_files_spam() {
+  rm -rf incoming spam log
+  mkdir incoming
+  printf 'From: 447700900555\nFrom_TOA: 91 international, ISDN/telephone\nAlphabet: UTF-8\n\n%s' \
+    "WINNER!! claim your free prize now, call the claim line, txt to win cash" >incoming/GSM1.abc
+  velq hook smstools --install installation --spam-folder spam --log log RECEIVED incoming/GSM1.abc || return 1
+  cat log
+  [ -f spam/GSM1.abc ] && [ ! -e incoming/GSM1.abc ] && cut -f3 log | grep -qx spam
 }
 update_is_refused() {
   velq update inspect /usr/share/velq/updates/1-to-2.update &&
@@ -94,7 +114,8 @@ check "each package has a copyright file and a changelog" has_documents
 check "the command has a manual page" gzip -t /usr/share/man/man1/velq.1.gz
 check "the command lays out an installation and rates by the operator rule" command_rates
 check "the starter store knows spam" command_knows_words
-check "the service starts and ends" serves
+check "the service starts, answers and ends" serves
+check "a hook files a message that is spam" hook_files_spam
 check "the update of older data is installed and refused where it is not needed" update_is_refused
 check "a C program builds with CMake, rates and prepares" build_with_cmake
 check "a C program builds with pkg-config, rates and prepares" build_with_pkg_config
