@@ -11,7 +11,7 @@ python="python3 python3-pip python3-setuptools python3-wheel"
 declare -A package_groups=(
   [python]="$python"
   # What building and testing take.
-  [build]="g++ cmake ninja-build $libraries $gamma libgtest-dev libbenchmark-dev binutils pkg-config groff-base $python mypy
+  [build]="g++ cmake ninja-build $libraries $gamma libgtest-dev libbenchmark-dev binutils pkg-config groff-base curl $python mypy
            python3-jsonschema"
   # What the tests run beside the engine: the daemons that the hooks serve, and the browser that opens the report. Without
   # them those tests are skipped.
