@@ -3,13 +3,11 @@
 # that the build needs. Usage: build.sh [FOLDER]; the packages go to FOLDER (default build-packages in the tree).
 # Environment: VELQ_GAMMA=boost builds them without GSL (README.md beside this file), the default is gsl.
 set -euo pipefail
-source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+source "$(dirname "${BASH_SOURCE[0]}")/../scripts/package-groups.sh"
 output=${1:-$source_root/build-packages}
-source "$source_root/scripts/package-groups.sh"
 install_packages debian
 
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+make_work_folder
 mkdir "$work/velq"
 # Build folders lie in the tree and stay out of the package's source.
 tar -C "$source_root" --exclude='./build*' --exclude=./.git -c . | tar -C "$work/velq" -x

@@ -1,6 +1,9 @@
 # Sourced by the scripts that install Debian packages: which packages there are, in groups, and installing what is missing
-# of them.
+# of them. Sets source_root, the folder of the tree.
 # shellcheck shell=bash
+
+# shellcheck disable=SC2034 # for those that source this
+source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 libraries="libcli11-dev libcsv-dev libcurl4-openssl-dev libgsl-dev libmicrohttpd-dev libphonenumber-dev libsqlite3-dev libutf8proc-dev
            libutfcpp-dev nlohmann-json3-dev"
@@ -72,4 +75,10 @@ install_packages() {
   [ ${#missing[@]} -gt 0 ] || return 0
   echo "Installing: ${missing[*]}" >&2
   apt_get update && apt_get install -y --no-install-recommends "${missing[@]}"
+}
+
+# make_work_folder: sets `work` to a folder that goes when the script ends.
+make_work_folder() {
+  work=$(mktemp -d)
+  trap 'rm -rf "$work"' EXIT
 }
