@@ -7,12 +7,11 @@
 # VELQ_PLATFORM_CACHE keeps the system (default in ~/.cache; made anew after a week), VELQ_FOREIGN_ROOT names a folder where it is
 # laid out and stays, with the build in its /build/velq.
 set -euo pipefail
-source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+source "$(dirname "${BASH_SOURCE[0]}")/../scripts/package-groups.sh"
+source "$source_root/packaging/systems.sh"
 architecture=
 [ "${1:-}" != --architecture ] || { architecture=$2; shift 2; }
 output=${1:-$source_root/build-packages}
-source "$source_root/scripts/package-groups.sh"
-source "$source_root/packaging/systems.sh"
 if [ -n "$architecture" ]; then
   [ "$(id -u)" -eq 0 ] || { echo "build.sh: run as root for another architecture" >&2; exit 1; }
   install_packages debian-foreign
@@ -20,8 +19,7 @@ else
   install_packages debian
 fi
 
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+make_work_folder
 mkdir "$work/velq"
 # Build folders lie in the tree and stay out of the package's source.
 tar -C "$source_root" --exclude='./build*' --exclude=./.git -c . | tar -C "$work/velq" -x

@@ -6,16 +6,14 @@
 # Where mounting or devices are refused (some containers), what needs the fresh system is skipped.
 # Environment: VELQ_GAMMA as for build.sh, and which of the two the packages in FOLDER are; VELQ_PLATFORM_CACHE keeps the minimal system (default in ~/.cache); it is made anew after a week.
 set -euo pipefail
-source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 architecture=
 [ "${1:-}" != --architecture ] || { architecture=$2; shift 2; }
 [ "$(id -u)" -eq 0 ] || { echo "test.sh: run as root" >&2; exit 1; }
-source "$source_root/scripts/package-groups.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/../scripts/package-groups.sh"
 source "$source_root/packaging/systems.sh"
 install_packages debian-tests
 
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+make_work_folder
 
 if [ $# -gt 0 ]; then
   mkdir "$work/packages"

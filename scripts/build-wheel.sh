@@ -3,14 +3,11 @@
 # libvelq and libvelqtext. Installs the packages that the build needs. Usage: build-wheel.sh [FOLDER]; the wheel goes to
 # FOLDER (default build-wheel in the tree).
 set -euo pipefail
-source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+source "$(dirname "${BASH_SOURCE[0]}")/package-groups.sh"
 output=${1:-$source_root/build-wheel}
-source "$source_root/scripts/package-groups.sh"
 install_packages python
 
-# The build writes beside its sources.
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+make_work_folder # the build writes beside its sources
 cp -r "$source_root/bindings/python" "$work/package"
 rm -rf "$work"/package/{tests,build,*.egg-info}
 # The same sources make the same wheel.

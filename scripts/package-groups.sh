@@ -1,6 +1,9 @@
 # Sourced by the scripts that install Debian packages: which packages there are, in groups, and installing what is missing
-# of them.
+# of them. Sets source_root, the folder of the tree.
 # shellcheck shell=bash
+
+# shellcheck disable=SC2034 # for those that source this
+source_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 libraries="libcli11-dev libcsv-dev libcurl4-openssl-dev libgsl-dev libmicrohttpd-dev libphonenumber-dev libsqlite3-dev libutf8proc-dev
            libutfcpp-dev nlohmann-json3-dev"
@@ -11,7 +14,7 @@ python="python3 python3-pip python3-setuptools python3-wheel"
 declare -A package_groups=(
   [python]="$python"
   # What building and testing take.
-  [build]="g++ cmake ninja-build $libraries $gamma libgtest-dev libbenchmark-dev binutils pkg-config groff-base $python mypy
+  [build]="g++ cmake ninja-build $libraries $gamma libgtest-dev libbenchmark-dev binutils pkg-config groff-base curl $python mypy
            python3-jsonschema"
   # What the tests run beside the engine: the daemons that the hooks serve, what spreads messages over several instances,
   # and the browser that opens the report and the page of the service. Without them those tests are skipped.
@@ -78,4 +81,10 @@ install_packages() {
   [ ${#missing[@]} -gt 0 ] || return 0
   echo "Installing: ${missing[*]}" >&2
   apt_get update && apt_get install -y --no-install-recommends "${missing[@]}"
+}
+
+# make_work_folder: sets `work` to a folder that goes when the script ends.
+make_work_folder() {
+  work=$(mktemp -d)
+  trap 'rm -rf "$work"' EXIT
 }

@@ -1,4 +1,5 @@
 // The user's corrections: what they move in the token store and the black list, and the trace that they leave.
+#include "api/front_helpers.h"
 #include "support/engine_session.h"
 #include "support/installation.h"
 #include "support/log_reader.h"
@@ -30,12 +31,6 @@ Texts repeated(int count)
     return lines;
 }
 
-Texts operator+(Texts first, const Texts &second)
-{
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
 std::int32_t setAsHam(const std::string &body, const std::string &number)
 {
     return VELQ_SetMsgAsHam(wide(body).c_str(), wide(number).c_str());
@@ -46,32 +41,13 @@ std::int32_t setAsSpam(const std::string &body)
     return VELQ_SetMsgAsSpam(wide(body).c_str());
 }
 
-class Feedback : public testing::TestWithParam<StartVariant> {
+class Feedback : public StartedByTest {
   protected:
     Feedback()
     {
         installation.setMessageCounts(5, 5, 77);
         installation.addTokens({{wide("cash"), {3, 2, 9}}, {wide("free"), {1, 0, 8}}, {wide("win"), {0, 1, 7}}});
     }
-
-    void start()
-    {
-        session.emplace(installation, GetParam());
-        ASSERT_EQ(session->result(), 0);
-        newLines();
-    }
-
-    // The log lines since the last call.
-    Texts newLines()
-    {
-        return log_.newLines(installation.logFile(logFileNameOf(GetParam())));
-    }
-
-    Installation installation;
-    std::optional<EngineSession> session;
-
-  private:
-    LogTail log_;
 };
 
 INSTANTIATE_TEST_SUITE_P(BothVariants, Feedback, testing::Values(StartVariant::plain, StartVariant::norix),

@@ -10,12 +10,20 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <gtest/gtest.h>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace velq::test {
 
 using Lines = std::vector<std::string>;
+
+inline Lines operator+(Lines first, const Lines &second)
+{
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
 
 // An installation with a running engine; the trace is on when asked for.
 class FrontEngine {
@@ -54,6 +62,29 @@ class FrontEngine {
     std::string logName_;
     LogTail log_;
     EngineSession session_;
+};
+
+// An installation that a test fills before it starts the engine, in either way of starting.
+class StartedByTest : public testing::TestWithParam<StartVariant> {
+  protected:
+    void start()
+    {
+        session.emplace(installation, GetParam());
+        ASSERT_EQ(session->result(), 0);
+        newLines();
+    }
+
+    // The normalised log lines since the last call.
+    Lines newLines()
+    {
+        return log_.newLines(installation.logFile(logFileNameOf(GetParam())));
+    }
+
+    Installation installation;
+    std::optional<EngineSession> session;
+
+  private:
+    LogTail log_;
 };
 
 // After a start that failed: a start that succeeds and its stop close what the failed one has left open. Only the
@@ -175,7 +206,7 @@ inline Lines storedNumbers(const Installation &installation, NumberList list)
 inline Lines allStores(const Installation &installation)
 {
     Lines lines;
-    for (const char *name : {"prob.bin", "bn.bin", "wn.bin", "ru.bin", "ver.bin"}) {
+    for (const char *name : dataFileNames) {
         const Lines part = installation.open(name).dump();
         lines.insert(lines.end(), part.begin(), part.end());
     }

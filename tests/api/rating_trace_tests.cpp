@@ -510,13 +510,8 @@ TEST_P(RatingTrace, of_a_locked_white_list_shows_five_retries)
     std::vector<std::string> lines = normalisedLog(log);
     lines.erase(lines.begin(), lines.begin() + before);
     std::vector<std::string> wanted = {enter.text, "---> number:555", "===> UTF8-String:ok"};
-    for (int count = 0; count <= 5; ++count) {
-        wanted.push_back("VELQ_Util\tSqlite Busy Handler invoked!");
-        if (count < 5) {
-            wanted.push_back("VELQ_Util\tThere's still retry chance, has retry " + std::to_string(count) +
-                             " times!Sleep and retry!");
-        }
-    }
+    const std::vector<std::string> waiting = linesOfWaitingInVain();
+    wanted.insert(wanted.end(), waiting.begin(), waiting.end());
     // The table's description has to be read first, so preparing fails already.
     for (const char *text : {"VELQ_DB_Interface\tError: VELQ_DSH_Prepare",
                              "VELQ_DB_Interface\t**********Error:Leave db_SearchNumberList()!********",

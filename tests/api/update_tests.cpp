@@ -1,4 +1,5 @@
 // Data updates through the library: what the two merges leave in the stores, the versions, and the trace.
+#include "api/front_helpers.h"
 #include "support/engine_session.h"
 #include "support/installation.h"
 #include "support/log_reader.h"
@@ -17,32 +18,14 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-Texts operator+(Texts first, const Texts &second)
-{
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
 const Texts recordedVersion = {"VELQ_Update\t**********Enter db_UpdateVersion!********",
                                "VELQ_Update\t**********OK: Leave db_UpdateVersion!********"};
 
 constexpr std::int32_t probVersion = 41;
 constexpr std::int32_t wnVersion = 42;
 
-class Update : public testing::TestWithParam<StartVariant> {
+class Update : public StartedByTest {
   protected:
-    void start()
-    {
-        session.emplace(installation, GetParam());
-        ASSERT_EQ(session->result(), 0);
-        newLines();
-    }
-
-    Texts newLines()
-    {
-        return log_.newLines(installation.logFile(logFileNameOf(GetParam())));
-    }
-
     std::filesystem::path probFile() const
     {
         return installation.folder() / "prob-update.db";
@@ -76,12 +59,6 @@ class Update : public testing::TestWithParam<StartVariant> {
     {
         return installation.numberRows(NumberList::white);
     }
-
-    Installation installation;
-    std::optional<EngineSession> session;
-
-  private:
-    LogTail log_;
 };
 
 INSTANTIATE_TEST_SUITE_P(BothVariants, Update, testing::Values(StartVariant::plain, StartVariant::norix),
@@ -594,19 +571,6 @@ TEST_P(Update, trace_of_failed_version_records)
 
 // ---- Locked stores
 
-Texts busyLines()
-{
-    Texts lines;
-    for (int count = 0; count <= 5; ++count) {
-        lines.emplace_back("VELQ_Util\tSqlite Busy Handler invoked!");
-        if (count < 5) {
-            lines.push_back("VELQ_Util\tThere's still retry chance, has retry " + std::to_string(count) +
-                            " times!Sleep and retry!");
-        }
-    }
-    return lines;
-}
-
 // The merge counts as done, and its version is recorded.
 TEST_P(Update, locked_stores_are_skipped_with_success)
 {
@@ -622,7 +586,7 @@ TEST_P(Update, locked_stores_are_skipped_with_success)
     EXPECT_EQ(newLines(), (fileNames(probFile().string(), wnFile().string()) +
                            Texts{"VELQ_Update\tpdate File Name:" + probFile().string(),
                                  "VELQ_WL_Store\t**********Enter db_MergeDiff2ProbTable()!********"} +
-                           busyLines() +
+                           linesOfWaitingInVain() +
                            Texts{"VELQ_WL_Store\tError: VELQ_DSH_Exec, BEGIN TRANSACTION",
                                  "VELQ_WL_Store\t**********OK: Leave db_MergeDiff2ProbTable()!********",
                                  "VELQ_Update\tOK: db_MergeDiff2ProbTable Success!"} +
@@ -630,7 +594,7 @@ TEST_P(Update, locked_stores_are_skipped_with_success)
                            Texts{"VELQ_Update\tOK: db_UpdateVersion (prob.bin) Success!",
                                  "VELQ_Update\tUpdate File Name:" + wnFile().string(),
                                  "VELQ_WN_Store\t**********Enter db_MergeDiff2WnTable()!********"} +
-                           busyLines() +
+                           linesOfWaitingInVain() +
                            Texts{"VELQ_WN_Store\tError: VELQ_DSH_Exec, BEGIN TRANSACTION",
                                  "VELQ_WN_Store\t**********OK: Leave db_MergeDiff2WnTable()!********",
                                  "VELQ_Update\tOK: db_MergeDiff2WnTable Success!"} +
@@ -652,7 +616,7 @@ TEST_P(Update, locked_stores_leave_retry_notices_and_one_error_line_without_debu
         EXPECT_EQ(updateBoth(), 0);
     }
     Texts notices;
-    for (const std::string &line : busyLines()) {
+    for (const std::string &line : linesOfWaitingInVain()) {
         if (line.find("retry chance") != std::string::npos) {
             notices.push_back(line);
         }

@@ -15,9 +15,9 @@
 
 namespace velq::fuzz {
 
-namespace {
+using test::dataFileNames;
 
-constexpr std::array<const char *, 5> dataFileNames = {"prob.bin", "bn.bin", "wn.bin", "ru.bin", "ver.bin"};
+namespace {
 
 // Words of the token store, and what the text filter and the decision rules look at.
 const std::array<WideText, 24> bodyPieces = {VELQ_TEXT("free"),

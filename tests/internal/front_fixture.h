@@ -4,12 +4,14 @@
 #define VELQ_TEST_INTERNAL_FRONT_FIXTURE_H
 
 #include "VELQ_Util.h"
+#include "internal/dsh_faults.h"
 #include "support/engine_session.h"
 #include "support/installation.h"
 #include "support/log_reader.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
@@ -43,6 +45,31 @@ class PlatformGuard {
     }
     PlatformGuard(const PlatformGuard &) = delete;
     PlatformGuard &operator=(const PlatformGuard &) = delete;
+};
+
+// Counts the waits of the busy rule, and waits for none.
+class CountedSleeps {
+  public:
+    CountedSleeps()
+    {
+        count() = 0;
+        platformCalls.sleepMilliseconds = [](std::uint32_t milliseconds) noexcept {
+            count() += milliseconds == 50 ? 1 : 1000;
+        };
+    }
+    int number() const
+    {
+        return count();
+    }
+
+  private:
+    static int &count()
+    {
+        static int value = 0;
+        return value;
+    }
+
+    PlatformGuard guard_;
 };
 
 // Makes one allocation fail and counts what is allocated and not released.
@@ -99,6 +126,32 @@ class AllocationGuard {
         return value;
     }
 };
+
+// Calls again and again, one allocation after the other failing, until none fails: the last call succeeds. No call may
+// leave anything behind, and `look` gets the number and the result of each that an allocation failed in. Returns their
+// number.
+template <typename Call, typename Look>
+int failEachAllocation(const Call &call, const Look &look)
+{
+    for (int nth = 1;; ++nth) {
+        SCOPED_TRACE(nth);
+        const DshWatch watch;
+        int result = 0;
+        bool happened = false;
+        {
+            const AllocationGuard allocations(nth);
+            result = call();
+            happened = allocations.failureHappened();
+            EXPECT_EQ(allocations.notReleased(), 0);
+        }
+        EXPECT_TRUE(watch.everythingReleased());
+        if (!happened) {
+            EXPECT_EQ(result, 0);
+            return nth - 1;
+        }
+        look(nth, result, watch);
+    }
+}
 
 enum class Trace : std::uint8_t { off, on };
 

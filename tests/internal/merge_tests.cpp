@@ -265,27 +265,18 @@ TEST_P(ProbabilityMerge, bound_at_the_commit_rolls_back)
 TEST_P(ProbabilityMerge, key_without_memory_rolls_back)
 {
     const Texts before = contents();
-    int failures = 0;
-    for (int nth = 1;; ++nth) {
-        const DshWatch watch;
-        const AllocationGuard allocations(nth);
-        const int result = merge();
-        EXPECT_EQ(allocations.notReleased(), 0) << nth;
-        EXPECT_TRUE(watch.everythingReleased()) << nth;
-        if (!allocations.failureHappened()) {
-            EXPECT_EQ(result, 0);
-            break;
-        }
-        EXPECT_EQ(result, VELQ_ERR_FAILED) << nth;
-        EXPECT_EQ(contents(), before) << nth;
-        const Texts lines = engine.newLines();
-        if (nth > 2) { // the first two are the paths of the two files
-            EXPECT_EQ(lines[lines.size() - 2], "VELQ_WL_Store\tError: Memory Allocate Failed");
-            EXPECT_EQ(lines.back(), probFailed.text);
-            EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginSql, rollbackSql}));
-        }
-        ++failures;
-    }
+    const int failures =
+        failEachAllocation([this] { return merge(); },
+                           [&](int nth, int result, const DshWatch &watch) {
+                               EXPECT_EQ(result, VELQ_ERR_FAILED);
+                               EXPECT_EQ(contents(), before);
+                               const Texts lines = engine.newLines();
+                               if (nth > 2) { // the first two are the paths of the two files
+                                   EXPECT_EQ(lines[lines.size() - 2], "VELQ_WL_Store\tError: Memory Allocate Failed");
+                                   EXPECT_EQ(lines.back(), probFailed.text);
+                                   EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginSql, rollbackSql}));
+                               }
+                           });
     EXPECT_EQ(failures, 4);
 }
 
@@ -459,21 +450,11 @@ TEST_P(WhiteNumberMerge, value_that_can_not_be_bound_rolls_back)
 TEST_P(WhiteNumberMerge, opens_nothing_without_memory)
 {
     const Texts before = contents();
-    int failures = 0;
-    for (int nth = 1;; ++nth) {
-        const DshWatch watch;
-        const AllocationGuard allocations(nth);
-        const int result = merge();
-        EXPECT_EQ(allocations.notReleased(), 0) << nth;
-        EXPECT_TRUE(watch.everythingReleased()) << nth;
-        if (!allocations.failureHappened()) {
-            EXPECT_EQ(result, 0);
-            break;
-        }
-        EXPECT_EQ(result, VELQ_ERR_FAILED) << nth;
-        EXPECT_EQ(contents(), before) << nth;
-        ++failures;
-    }
+    const int failures = failEachAllocation([this] { return merge(); },
+                                            [&](int /*nth*/, int result, const DshWatch & /*watch*/) {
+                                                EXPECT_EQ(result, VELQ_ERR_FAILED);
+                                                EXPECT_EQ(contents(), before);
+                                            });
     EXPECT_EQ(failures, 2); // the paths of the two files
 }
 

@@ -277,22 +277,12 @@ TEST_P(RatingFaults, any_failed_access_call_leaves_nothing_open)
 
 TEST_P(RatingFaults, any_failed_allocation_leaves_nothing_behind)
 {
-    int failures = 0;
-    for (int nth = 1;; ++nth) {
-        const DshWatch watch;
-        bool happened = false;
-        {
-            const AllocationGuard allocations(nth);
+    const int failures = failEachAllocation(
+        [] {
             rate("free cash win and something more");
-            happened = allocations.failureHappened();
-            EXPECT_EQ(allocations.notReleased(), 0) << nth;
-        }
-        EXPECT_TRUE(watch.everythingReleased()) << nth;
-        if (!happened) {
-            break;
-        }
-        ++failures;
-    }
+            return 0;
+        },
+        [](int /*nth*/, int /*result*/, const DshWatch & /*watch*/) {});
     EXPECT_GE(failures, 25); // the filtered body, and three word lists of at least eight
     EXPECT_EQ(rate("free cash win and something more"), static_cast<std::uint32_t>(VELQ_RATING_SPAM));
 }

@@ -568,28 +568,25 @@ TEST_F(Scoring, prior_falls_back_without_memory_for_its_key)
     engine.installation.setPrior(600000);
     ASSERT_EQ(wordSeg(wide("").c_str()), 0);
     int fallbacks = 0;
-    for (int nth = 1;; ++nth) {
-        reset();
-        const DshWatch watch;
-        const AllocationGuard allocations(nth);
-        std::uint32_t verdict = 77;
-        spamicity = -1;
-        const int result = bfilter_check(&verdict, &spamicity);
-        EXPECT_EQ(allocations.notReleased(), 0) << nth;
-        EXPECT_TRUE(watch.everythingReleased()) << nth;
-        if (!allocations.failureHappened()) {
-            EXPECT_EQ(spamicity, 600000 * 0.000001);
-            break;
-        }
-        if (result == 0) {
-            EXPECT_EQ(spamicity, 0.52) << nth;
-            ++fallbacks;
-        } else {
-            EXPECT_EQ(result, VELQ_ERR_FAILED) << nth;
-            EXPECT_EQ(verdict, 77U);
-            EXPECT_EQ(spamicity, -1);
-        }
-    }
+    std::uint32_t verdict = 0;
+    failEachAllocation(
+        [&] {
+            reset();
+            verdict = 77;
+            spamicity = -1;
+            return bfilter_check(&verdict, &spamicity);
+        },
+        [&](int /*nth*/, int result, const DshWatch & /*watch*/) {
+            if (result == 0) {
+                EXPECT_EQ(spamicity, 0.52);
+                ++fallbacks;
+            } else {
+                EXPECT_EQ(result, VELQ_ERR_FAILED);
+                EXPECT_EQ(verdict, 77U);
+                EXPECT_EQ(spamicity, -1);
+            }
+        });
+    EXPECT_EQ(spamicity, 600000 * 0.000001);
     EXPECT_EQ(fallbacks, 1);
 }
 

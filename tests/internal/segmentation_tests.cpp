@@ -452,20 +452,9 @@ TEST_P(Segmentation, locked_store_yields_no_tokens)
 TEST_P(Segmentation, any_failed_allocation_fails_it)
 {
     store({"ab"});
-    int failures = 0;
-    for (int nth = 1;; ++nth) {
-        const DshWatch watch;
-        const AllocationGuard allocations(nth);
-        const int result = wordSeg(wide("ab").c_str());
-        EXPECT_EQ(allocations.notReleased(), 0) << nth;
-        EXPECT_TRUE(watch.everythingReleased()) << nth;
-        if (!allocations.failureHappened()) {
-            EXPECT_EQ(result, 0);
-            break;
-        }
-        EXPECT_EQ(result, VELQ_ERR_FAILED) << nth;
-        ++failures;
-    }
+    const int failures = failEachAllocation(
+        [] { return wordSeg(wide("ab").c_str()); },
+        [](int /*nth*/, int result, const DshWatch & /*watch*/) { EXPECT_EQ(result, VELQ_ERR_FAILED); });
     EXPECT_GE(failures, 8);
     EXPECT_EQ(segment("ab"), (Texts{"ab"}));
 }

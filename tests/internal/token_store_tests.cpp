@@ -197,20 +197,16 @@ TEST_P(TokenStore, failing_busy_handler_fails_the_opening)
 
 TEST_P(TokenStore, opening_without_memory_fails_and_releases_everything)
 {
-    int failures = 0;
-    for (int nth = 1;; ++nth) {
-        const DshWatch watch;
-        const AllocationGuard allocations(nth);
-        dsh *opened = ds_open(nullptr, &settings, 1);
-        if (opened != nullptr) {
+    const int failures = failEachAllocation(
+        [this]() -> int {
+            dsh *opened = ds_open(nullptr, &settings, 1);
+            if (opened == nullptr) {
+                return VELQ_ERR_FAILED;
+            }
             ds_close(opened);
-            break;
-        }
-        ++failures;
-        EXPECT_TRUE(allocations.failureHappened());
-        EXPECT_EQ(allocations.notReleased(), 0) << nth;
-        EXPECT_TRUE(watch.everythingReleased()) << nth;
-    }
+            return 0;
+        },
+        [](int /*nth*/, int result, const DshWatch & /*watch*/) { EXPECT_EQ(result, VELQ_ERR_FAILED); });
     EXPECT_GE(failures, 2);
 }
 
@@ -561,12 +557,7 @@ TEST_P(TokenStore, other_step_results_are_traced_and_passed_up)
 // With its description of the table already read, a kept connection meets a lock at the step.
 TEST(NorixTokenStore, read_of_a_locked_store_waits_five_times_and_asks_for_a_retry)
 {
-    const PlatformGuard guard;
-    static int sleeps;
-    sleeps = 0;
-    platformCalls.sleepMilliseconds = [](std::uint32_t milliseconds) noexcept {
-        sleeps += milliseconds == 50 ? 1 : 1000;
-    };
+    const CountedSleeps sleeps;
     RunningEngine engine(Trace::on, StartVariant::norix);
     wordlist_settings settings{};
     settings.databasePath = engineState.tokenStorePath;
@@ -581,16 +572,8 @@ TEST(NorixTokenStore, read_of_a_locked_store_waits_five_times_and_asks_for_a_ret
         const HeldLock lock(engine.installation.dataFile("prob.bin"));
         EXPECT_EQ(ds_read(store, &key, &value), DS_ABORT_RETRY);
     }
-    EXPECT_EQ(sleeps, 5);
-    Texts expected;
-    for (int count = 0; count <= 5; ++count) {
-        expected.emplace_back("VELQ_Util\tSqlite Busy Handler invoked!");
-        if (count < 5) {
-            expected.push_back("VELQ_Util\tThere's still retry chance, has retry " + std::to_string(count) +
-                               " times!Sleep and retry!");
-        }
-    }
-    EXPECT_EQ(engine.newLines(), expected);
+    EXPECT_EQ(sleeps.number(), 5);
+    EXPECT_EQ(engine.newLines(), linesOfWaitingInVain());
     EXPECT_EQ(ds_txn_commit(store), 1);
     EXPECT_EQ(ds_read(store, &key, &value), dsNotFound);
     ds_close(store);

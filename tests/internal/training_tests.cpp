@@ -489,27 +489,16 @@ TEST_P(Training, store_that_another_connection_writes_to_is_left_alone)
 // Another connection reads: everything is written, but the commit waits five times and gives up.
 TEST_P(Training, commit_that_a_reader_holds_up_is_waited_for_and_given_up)
 {
-    const PlatformGuard guard;
-    static int sleeps;
-    sleeps = 0;
-    platformCalls.sleepMilliseconds = [](std::uint32_t milliseconds) noexcept {
-        sleeps += milliseconds == 50 ? 1 : 1000;
-    };
+    const CountedSleeps sleeps;
     fill();
     Database reader = engine.installation.open("prob.bin");
     reader.exec("BEGIN;");
     reader.query("SELECT * FROM velqTable;");
     EXPECT_EQ(bfilter_register(REGISTER_SPAM, 1), 0);
     reader.exec("COMMIT;");
-    EXPECT_EQ(sleeps, 5);
-    Texts expected = {openDb, opened};
-    for (int count = 0; count <= 5; ++count) {
-        expected.emplace_back("VELQ_Util\tSqlite Busy Handler invoked!");
-        if (count < 5) {
-            expected.push_back("VELQ_Util\tThere's still retry chance, has retry " + std::to_string(count) +
-                               " times!Sleep and retry!");
-        }
-    }
+    EXPECT_EQ(sleeps.number(), 5);
+    Texts expected = linesOfWaitingInVain();
+    expected.insert(expected.begin(), {openDb, opened});
     for (const char *line : {"VELQ_BFilter_Datastore_Sqlite\tError executing \"COMMIT;\": database is locked (#5)",
                              "VELQ_BFilter_DataStore\tClose DB!", "VELQ_BFilter_WordList\tOK: close_wordlist()"}) {
         expected.emplace_back(line);
@@ -552,30 +541,19 @@ TEST_P(Training, any_failed_access_call_leaves_nothing_open)
 TEST_P(Training, any_failed_allocation_leaves_nothing_behind)
 {
     fill();
-    int failures = 0;
+    const TokenCounts before = token("ab");
     int refused = 0;
-    for (int nth = 1;; ++nth) {
-        const TokenCounts before = token("ab");
-        const DshWatch watch;
-        bool happened = false;
-        int result = 0;
-        {
-            const AllocationGuard allocations(nth);
-            result = registerMsg(REGISTER_SPAM, wide("abcdef").c_str());
-            happened = allocations.failureHappened();
-            EXPECT_EQ(allocations.notReleased(), 0) << nth;
-        }
-        EXPECT_TRUE(watch.everythingReleased()) << nth;
-        EXPECT_EQ(word_list, nullptr);
-        if (!happened) {
-            EXPECT_EQ(result, 0);
-            EXPECT_EQ(token("ab"), (TokenCounts{before.spam + 1, 2, 3}));
-            break;
-        }
-        EXPECT_EQ(token("ab"), before) << nth;
-        refused += result == VELQ_ERR_FAILED ? 1 : 0;
-        ++failures;
-    }
+    const int failures = failEachAllocation(
+        [] {
+            const int result = registerMsg(REGISTER_SPAM, wide("abcdef").c_str());
+            EXPECT_EQ(word_list, nullptr);
+            return result;
+        },
+        [&](int /*nth*/, int result, const DshWatch & /*watch*/) {
+            EXPECT_EQ(token("ab"), before);
+            refused += result == VELQ_ERR_FAILED ? 1 : 0;
+        });
+    EXPECT_EQ(token("ab"), (TokenCounts{before.spam + 1, 2, 3}));
     EXPECT_GE(failures, 16);
     EXPECT_LT(refused, failures); // failures of the registration itself do not show in the result
     EXPECT_GE(refused, 8);

@@ -142,21 +142,16 @@ TEST_P(UpdateDriver, path_without_memory_ends_the_run)
 
 TEST_P(UpdateDriver, any_failed_allocation_leaves_nothing_behind)
 {
-    int failures = 0;
-    for (int nth = 1;; ++nth) {
-        engine.installation.open("wn.bin").exec("DELETE FROM whiteList;"); // a known number would end the run early
-        const DshWatch watch;
-        const AllocationGuard allocations(nth);
-        const int result = update();
-        EXPECT_EQ(allocations.notReleased(), 0) << nth;
-        EXPECT_TRUE(watch.everythingReleased()) << nth;
-        EXPECT_FALSE(isUpdateRunning());
-        if (!allocations.failureHappened()) {
-            break;
-        }
-        EXPECT_TRUE(result == 0 || result == VELQ_ERR_FAILED) << nth;
-        ++failures;
-    }
+    const int failures = failEachAllocation(
+        [this] {
+            engine.installation.open("wn.bin").exec("DELETE FROM whiteList;"); // a known number would end the run early
+            const int result = update();
+            EXPECT_FALSE(isUpdateRunning());
+            return result;
+        },
+        [](int /*nth*/, int result, const DshWatch & /*watch*/) {
+            EXPECT_TRUE(result == 0 || result == VELQ_ERR_FAILED);
+        });
     // Two names; two files and a key for the first merge, its version; two files for the second, its version.
     EXPECT_EQ(failures, 9);
 }

@@ -262,26 +262,18 @@ TEST_P(WordListFailure, list_without_memory_is_not_made)
 TEST_P(WordListFailure, any_failed_allocation_fails_the_opening_and_releases_everything)
 {
     RunningEngine engine(GetParam());
-    int failures = 0;
-    for (int nth = 1;; ++nth) {
-        const DshWatch watch;
-        {
-            const AllocationGuard allocations(nth);
+    const int failures = failEachAllocation(
+        [] {
             const int result = open_wordlist(wordListForReading);
             close_wordlist(commitWordList);
-            EXPECT_EQ(allocations.notReleased(), 0) << nth;
-            EXPECT_TRUE(watch.everythingReleased()) << nth;
             EXPECT_EQ(word_list, nullptr);
-            if (!allocations.failureHappened()) {
-                EXPECT_EQ(result, 0);
-                break;
-            }
-            EXPECT_EQ(result, VELQ_ERR_FAILED) << nth;
-        }
-        ++failures;
-        EXPECT_EQ(open_wordlist(wordListForReading), 0) << nth;
-        close_wordlist(commitWordList);
-    }
+            return result;
+        },
+        [](int /*nth*/, int result, const DshWatch & /*watch*/) {
+            EXPECT_EQ(result, VELQ_ERR_FAILED);
+            EXPECT_EQ(open_wordlist(wordListForReading), 0);
+            close_wordlist(commitWordList);
+        });
     EXPECT_GE(failures, 8); // record, name, settings with three texts, path, two handles
 }
 

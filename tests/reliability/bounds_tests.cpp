@@ -54,6 +54,19 @@ bool isOn(NumberList list, std::string_view number, const Installation &installa
     return false;
 }
 
+// How many numbers a reading of the black list returns.
+int blackNumbersRead()
+{
+    NumberListNode *head = nullptr;
+    EXPECT_EQ(VELQ_GetBlackNumberList(&head, VELQ_HIDDEN_ANY), VELQ_SUCCESS);
+    int count = 0;
+    for (const NumberListNode *node = head; node != nullptr; node = node->next) {
+        ++count;
+    }
+    VELQ_FreeBlackNumberList(head);
+    return count;
+}
+
 } // namespace
 
 // ---- A bound is a failure and no end
@@ -400,14 +413,7 @@ TEST_F(Bounds, a_list_in_a_write_ahead_log_is_read_to_its_end)
                 "INSERT INTO blackList(hidden, number, name, extendID) WITH c(x) AS (SELECT 1 UNION ALL SELECT x + 1 "
                 "FROM c LIMIT 300000) SELECT 0, x, x'0000', x FROM c;");
     const EngineSession session(installation_);
-    NumberListNode *head = nullptr;
-    ASSERT_EQ(VELQ_GetBlackNumberList(&head, VELQ_HIDDEN_ANY), VELQ_SUCCESS);
-    int count = 0;
-    for (const NumberListNode *node = head; node != nullptr; node = node->next) {
-        ++count;
-    }
-    EXPECT_EQ(count, 300'001);
-    VELQ_FreeBlackNumberList(head);
+    EXPECT_EQ(blackNumbersRead(), 300'001);
 }
 
 TEST_F(Bounds, an_owners_triggers_checks_and_computed_columns_go_on_working)
@@ -573,13 +579,6 @@ TEST_F(Bounds, a_million_delivered_rows_are_merged_and_a_million_entries_listed)
     installation_.open("bn.bin").exec(
         "INSERT INTO blackList(hidden, number, name, extendID) WITH c(x) AS (SELECT 1 UNION "
         "ALL SELECT x + 1 FROM c LIMIT 1000000) SELECT 0, x, x'61000000', x FROM c;");
-    NumberListNode *head = nullptr;
-    ASSERT_EQ(VELQ_GetBlackNumberList(&head, VELQ_HIDDEN_ANY), VELQ_SUCCESS);
-    int count = 0;
-    for (const NumberListNode *node = head; node != nullptr; node = node->next) {
-        ++count;
-    }
-    EXPECT_EQ(count, 1'000'001);
-    VELQ_FreeBlackNumberList(head);
+    EXPECT_EQ(blackNumbersRead(), 1'000'001);
     EXPECT_EQ(named(), 0U);
 }

@@ -21,6 +21,7 @@
 #include <unistd.h>
 
 using namespace velq::reliability;
+using velq::test::dataFileNames;
 using velq::test::EngineSession;
 using velq::test::Journal;
 using velq::test::StartVariant;
@@ -30,8 +31,6 @@ namespace {
 constexpr int killsInNormalForm = 60;
 constexpr int killsInFullForm = 600;
 constexpr unsigned seed = 4711;
-
-constexpr std::array<const char *, 5> dataFileNames = {"prob.bin", "bn.bin", "wn.bin", "ru.bin", "ver.bin"};
 
 // How one child dies.
 struct Death {

@@ -1,6 +1,7 @@
 // One plan, one counter. The tests that use it run one thread.
 #include "fault_layer.h"
 
+#include "layered_file.h"
 #include "platform/platform.h"
 
 #include <csignal>
@@ -47,15 +48,11 @@ bool fails(Fault fault)
 
 sqlite3_vfs *base;
 
-// A file of this layer is followed by the base layer's own.
 struct LayeredFile {
     sqlite3_file file;
 };
 
-sqlite3_file *under(sqlite3_file *file)
-{
-    return reinterpret_cast<sqlite3_file *>(reinterpret_cast<LayeredFile *>(file) + 1);
-}
+using Passed = PassedOn<LayeredFile>;
 
 // Counts twice for the kill: once before the call and once after it.
 template <typename Call>
@@ -73,7 +70,7 @@ int withKill(Call call)
 
 int closeFile(sqlite3_file *file)
 {
-    return withKill([file] { return under(file)->pMethods->xClose(under(file)); });
+    return withKill([file] { return Passed::close(file); });
 }
 
 int readFile(sqlite3_file *file, void *bytes, int count, sqlite3_int64 offset)
@@ -82,17 +79,15 @@ int readFile(sqlite3_file *file, void *bytes, int count, sqlite3_int64 offset)
         return SQLITE_IOERR_READ;
     }
     if (fails(Fault::cutRead)) {
-        under(file)->pMethods->xRead(under(file), bytes, count / 2, offset);
+        Passed::read(file, bytes, count / 2, offset);
         return SQLITE_IOERR_READ;
     }
-    return under(file)->pMethods->xRead(under(file), bytes, count, offset);
+    return Passed::read(file, bytes, count, offset);
 }
 
 int writeFile(sqlite3_file *file, const void *bytes, int count, sqlite3_int64 offset)
 {
-    const auto write = [&](int bytesToWrite) {
-        return under(file)->pMethods->xWrite(under(file), bytes, bytesToWrite, offset);
-    };
+    const auto write = [&](int bytesToWrite) { return Passed::write(file, bytes, bytesToWrite, offset); };
     if (fails(Fault::write)) {
         return SQLITE_IOERR_WRITE;
     }
@@ -115,7 +110,7 @@ int truncateFile(sqlite3_file *file, sqlite3_int64 size)
     if (fails(Fault::truncate)) {
         return SQLITE_IOERR_TRUNCATE;
     }
-    return withKill([file, size] { return under(file)->pMethods->xTruncate(under(file), size); });
+    return withKill([file, size] { return Passed::truncate(file, size); });
 }
 
 int syncFile(sqlite3_file *file, int flags)
@@ -123,7 +118,7 @@ int syncFile(sqlite3_file *file, int flags)
     if (fails(Fault::sync)) {
         return SQLITE_IOERR_FSYNC;
     }
-    return withKill([file, flags] { return under(file)->pMethods->xSync(under(file), flags); });
+    return withKill([file, flags] { return Passed::sync(file, flags); });
 }
 
 int lockFile(sqlite3_file *file, int level)
@@ -134,47 +129,21 @@ int lockFile(sqlite3_file *file, int level)
     if (fails(Fault::lockError)) {
         return SQLITE_IOERR_LOCK;
     }
-    return withKill([file, level] { return under(file)->pMethods->xLock(under(file), level); });
+    return withKill([file, level] { return Passed::lock(file, level); });
 }
 
 int unlockFile(sqlite3_file *file, int level)
 {
-    return withKill([file, level] { return under(file)->pMethods->xUnlock(under(file), level); });
+    return withKill([file, level] { return Passed::unlock(file, level); });
 }
 
-int fileSize(sqlite3_file *file, sqlite3_int64 *size)
-{
-    return under(file)->pMethods->xFileSize(under(file), size);
-}
-
-int checkReserved(sqlite3_file *file, int *isReserved)
-{
-    return under(file)->pMethods->xCheckReservedLock(under(file), isReserved);
-}
-
-int fileControl(sqlite3_file *file, int operation, void *argument)
-{
-    return under(file)->pMethods->xFileControl(under(file), operation, argument);
-}
-
-int sectorSize(sqlite3_file *file)
-{
-    return under(file)->pMethods->xSectorSize(under(file));
-}
-
-int characteristics(sqlite3_file *file)
-{
-    return under(file)->pMethods->xDeviceCharacteristics(under(file));
-}
-
-// The memory that connections share in write-ahead mode is a file of its own.
 int mapShared(sqlite3_file *file, int region, int size, int isExtending, void volatile **memory)
 {
     if (fails(Fault::open)) {
         *memory = nullptr;
         return SQLITE_IOERR_SHMOPEN;
     }
-    return withKill([&] { return under(file)->pMethods->xShmMap(under(file), region, size, isExtending, memory); });
+    return withKill([&] { return Passed::mapShared(file, region, size, isExtending, memory); });
 }
 
 int lockShared(sqlite3_file *file, int offset, int count, int flags)
@@ -185,23 +154,28 @@ int lockShared(sqlite3_file *file, int offset, int count, int flags)
     if ((flags & SQLITE_SHM_LOCK) != 0 && fails(Fault::lockError)) {
         return SQLITE_IOERR_SHMLOCK;
     }
-    return withKill([&] { return under(file)->pMethods->xShmLock(under(file), offset, count, flags); });
-}
-
-void orderShared(sqlite3_file *file)
-{
-    under(file)->pMethods->xShmBarrier(under(file));
+    return withKill([&] { return Passed::lockShared(file, offset, count, flags); });
 }
 
 int unmapShared(sqlite3_file *file, int isRemoving)
 {
-    return withKill([file, isRemoving] { return under(file)->pMethods->xShmUnmap(under(file), isRemoving); });
+    return withKill([file, isRemoving] { return Passed::unmapShared(file, isRemoving); });
 }
 
-constexpr sqlite3_io_methods methods = {2,           closeFile,   readFile,        writeFile,  truncateFile,
-                                        syncFile,    fileSize,    lockFile,        unlockFile, checkReserved,
-                                        fileControl, sectorSize,  characteristics, mapShared,  lockShared,
-                                        orderShared, unmapShared, nullptr,         nullptr};
+constexpr sqlite3_io_methods methods = [] {
+    sqlite3_io_methods taken = Passed::methods;
+    taken.xClose = closeFile;
+    taken.xRead = readFile;
+    taken.xWrite = writeFile;
+    taken.xTruncate = truncateFile;
+    taken.xSync = syncFile;
+    taken.xLock = lockFile;
+    taken.xUnlock = unlockFile;
+    taken.xShmMap = mapShared;
+    taken.xShmLock = lockShared;
+    taken.xShmUnmap = unmapShared;
+    return taken;
+}();
 
 int openFile(sqlite3_vfs *, const char *path, sqlite3_file *file, int flags, int *flagsGiven)
 {
@@ -209,7 +183,7 @@ int openFile(sqlite3_vfs *, const char *path, sqlite3_file *file, int flags, int
     if (fails(Fault::open)) {
         return SQLITE_CANTOPEN;
     }
-    const int code = withKill([&] { return base->xOpen(base, path, under(file), flags, flagsGiven); });
+    const int code = withKill([&] { return base->xOpen(base, path, Passed::under(file), flags, flagsGiven); });
     if (code == SQLITE_OK) {
         file->pMethods = &methods;
     }
@@ -249,10 +223,6 @@ int skipDatabaseSleep(sqlite3_vfs *, int microseconds)
 {
     return microseconds;
 }
-
-// What is tested here is no property of a disk, and memory is faster: files lie there where the system offers it.
-[[maybe_unused]] const bool isInMemory =
-    std::getenv("TMPDIR") == nullptr && access("/dev/shm", W_OK) == 0 && setenv("TMPDIR", "/dev/shm", 1) == 0;
 
 // Before main, since SQLite takes a configuration only before it is first used.
 const bool isInstalled = [] {

@@ -377,7 +377,7 @@ TEST_F(HostileFiles, files_that_are_no_databases_keep_to_the_bounds)
         "", "x", noise, sound.substr(0, 16) + noise, sound.substr(0, 100), sound.substr(0, sound.size() / 2 + 7)};
     for (const std::string &content : contents) {
         SCOPED_TRACE(content.size());
-        for (const char *file : {"prob.bin", "bn.bin", "wn.bin", "ru.bin", "ver.bin"}) {
+        for (const char *file : dataFileNames) {
             writeFile(installation_.dataFile(file), content);
         }
         const auto before =
@@ -411,7 +411,7 @@ TEST_F(HostileFiles, an_update_that_is_no_database_is_refused_and_changes_nothin
 
 TEST_F(HostileFiles, a_folder_in_place_of_a_data_file_keeps_to_the_bounds)
 {
-    for (const char *file : {"prob.bin", "bn.bin", "wn.bin", "ru.bin", "ver.bin"}) {
+    for (const char *file : dataFileNames) {
         SCOPED_TRACE(file);
         const std::string content = readFile(installation_.dataFile(file));
         std::filesystem::remove(installation_.dataFile(file));
@@ -425,7 +425,7 @@ TEST_F(HostileFiles, a_folder_in_place_of_a_data_file_keeps_to_the_bounds)
 
 TEST_F(HostileFiles, a_pipe_in_place_of_a_data_file_keeps_to_the_bounds)
 {
-    for (const char *file : {"prob.bin", "bn.bin", "wn.bin", "ru.bin", "ver.bin"}) {
+    for (const char *file : dataFileNames) {
         SCOPED_TRACE(file);
         const std::string content = readFile(installation_.dataFile(file));
         std::filesystem::remove(installation_.dataFile(file));

@@ -1,6 +1,8 @@
 // What has reached the disk is kept in memory, beside the files that the process sees.
 #include "power_loss_layer.h"
 
+#include "layered_file.h"
+
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
@@ -144,7 +146,6 @@ void countChange()
 
 sqlite3_vfs *base;
 
-// A file of this layer is followed by the base layer's own.
 struct LayeredFile {
     sqlite3_file file;
     FileOnDisk *onDisk; // null for a file that is not followed
@@ -155,20 +156,7 @@ LayeredFile *layered(sqlite3_file *file)
     return reinterpret_cast<LayeredFile *>(file);
 }
 
-sqlite3_file *under(sqlite3_file *file)
-{
-    return reinterpret_cast<sqlite3_file *>(layered(file) + 1);
-}
-
-int closeFile(sqlite3_file *file)
-{
-    return under(file)->pMethods->xClose(under(file));
-}
-
-int readFile(sqlite3_file *file, void *bytes, int count, sqlite3_int64 offset)
-{
-    return under(file)->pMethods->xRead(under(file), bytes, count, offset);
-}
+using Passed = PassedOn<LayeredFile>;
 
 int writeFile(sqlite3_file *file, const void *bytes, int count, sqlite3_int64 offset)
 {
@@ -177,7 +165,7 @@ int writeFile(sqlite3_file *file, const void *bytes, int count, sqlite3_int64 of
         onDisk->pending.push_back({true, static_cast<std::size_t>(offset),
                                    std::string(static_cast<const char *>(bytes), static_cast<std::size_t>(count))});
     }
-    return under(file)->pMethods->xWrite(under(file), bytes, count, offset);
+    return Passed::write(file, bytes, count, offset);
 }
 
 int truncateFile(sqlite3_file *file, sqlite3_int64 size)
@@ -186,7 +174,7 @@ int truncateFile(sqlite3_file *file, sqlite3_int64 size)
     if (FileOnDisk *onDisk = layered(file)->onDisk) {
         onDisk->pending.push_back({false, static_cast<std::size_t>(size), {}});
     }
-    return under(file)->pMethods->xTruncate(under(file), size);
+    return Passed::truncate(file, size);
 }
 
 // All files lie in one folder.
@@ -217,65 +205,13 @@ int syncFile(sqlite3_file *file, int)
     return SQLITE_OK; // what is tested does not wait for a disk
 }
 
-int fileSize(sqlite3_file *file, sqlite3_int64 *size)
-{
-    return under(file)->pMethods->xFileSize(under(file), size);
-}
-
-int lockFile(sqlite3_file *file, int level)
-{
-    return under(file)->pMethods->xLock(under(file), level);
-}
-
-int unlockFile(sqlite3_file *file, int level)
-{
-    return under(file)->pMethods->xUnlock(under(file), level);
-}
-
-int checkReserved(sqlite3_file *file, int *isReserved)
-{
-    return under(file)->pMethods->xCheckReservedLock(under(file), isReserved);
-}
-
-int fileControl(sqlite3_file *file, int operation, void *argument)
-{
-    return under(file)->pMethods->xFileControl(under(file), operation, argument);
-}
-
-int sectorSizeOf(sqlite3_file *file)
-{
-    return under(file)->pMethods->xSectorSize(under(file));
-}
-
-int characteristics(sqlite3_file *file)
-{
-    return under(file)->pMethods->xDeviceCharacteristics(under(file));
-}
-
-int mapShared(sqlite3_file *file, int region, int size, int isExtending, void volatile **memory)
-{
-    return under(file)->pMethods->xShmMap(under(file), region, size, isExtending, memory);
-}
-
-int lockShared(sqlite3_file *file, int offset, int count, int flags)
-{
-    return under(file)->pMethods->xShmLock(under(file), offset, count, flags);
-}
-
-void orderShared(sqlite3_file *file)
-{
-    under(file)->pMethods->xShmBarrier(under(file));
-}
-
-int unmapShared(sqlite3_file *file, int isRemoving)
-{
-    return under(file)->pMethods->xShmUnmap(under(file), isRemoving);
-}
-
-constexpr sqlite3_io_methods methods = {2,           closeFile,    readFile,        writeFile,  truncateFile,
-                                        syncFile,    fileSize,     lockFile,        unlockFile, checkReserved,
-                                        fileControl, sectorSizeOf, characteristics, mapShared,  lockShared,
-                                        orderShared, unmapShared,  nullptr,         nullptr};
+constexpr sqlite3_io_methods methods = [] {
+    sqlite3_io_methods taken = Passed::methods;
+    taken.xWrite = writeFile;
+    taken.xTruncate = truncateFile;
+    taken.xSync = syncFile;
+    return taken;
+}();
 
 FileOnDisk *follow(const std::string &path, bool existed)
 {
@@ -298,7 +234,7 @@ int openFile(sqlite3_vfs *, const char *path, sqlite3_file *file, int flags, int
     file->pMethods = nullptr;
     layered(file)->onDisk = nullptr;
     const bool existed = path != nullptr && access(path, F_OK) == 0;
-    const int code = base->xOpen(base, path, under(file), flags, flagsGiven);
+    const int code = base->xOpen(base, path, Passed::under(file), flags, flagsGiven);
     if (code == SQLITE_OK) {
         file->pMethods = &methods;
         if (plan.isMade && path != nullptr) {
@@ -320,10 +256,6 @@ int removeFile(sqlite3_vfs *, const char *path, int withFolder)
     }
     return base->xDelete(base, path, 0);
 }
-
-// What is tested here is no property of a disk, and memory is faster: files lie there where the system offers it.
-[[maybe_unused]] const bool isInMemory =
-    std::getenv("TMPDIR") == nullptr && access("/dev/shm", W_OK) == 0 && setenv("TMPDIR", "/dev/shm", 1) == 0;
 
 [[maybe_unused]] const bool isInstalled = [] {
     base = sqlite3_vfs_find(nullptr);

@@ -23,6 +23,7 @@
 #include <unistd.h>
 
 using namespace velq::reliability;
+using velq::test::dataFileNames;
 using velq::test::EngineSession;
 using velq::test::Journal;
 using velq::test::StartVariant;
@@ -32,8 +33,6 @@ namespace {
 constexpr int lossesInNormalForm = 25;
 constexpr int lossesInFullForm = 400;
 constexpr unsigned seed = 1213;
-
-constexpr std::array<const char *, 5> dataFileNames = {"prob.bin", "bn.bin", "wn.bin", "ru.bin", "ver.bin"};
 
 // Small pages and tokens far apart, so that some hundred trainings fill a log up to its next checkpoint.
 void spreadTokens(Installation &installation)

@@ -17,6 +17,7 @@
 #include <tuple>
 
 using namespace velq::reliability;
+using velq::test::dataFileNames;
 using velq::test::EngineSession;
 using velq::test::Journal;
 using velq::test::readFile;
@@ -29,8 +30,6 @@ bool isFullForm()
 {
     return std::getenv("VELQ_RELIABILITY_FULL") != nullptr;
 }
-
-constexpr std::array<const char *, 5> dataFileNames = {"prob.bin", "bn.bin", "wn.bin", "ru.bin", "ver.bin"};
 
 constexpr std::array<Fault, 13> faults = {Fault::write,       Fault::cutWrite, Fault::diskFull,  Fault::sync,
                                           Fault::open,        Fault::lockBusy, Fault::lockError, Fault::read,

@@ -5,19 +5,7 @@
 set -euo pipefail
 velq=$1 kdsh=$2 text=$3 source=$4
 nm=${NM:-nm} readelf=${READELF:-readelf}
-failures=0
-
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
-
-# expect_equal WHAT EXPECTED ACTUAL
-expect_equal() {
-  if [ "$2" = "$3" ]; then
-    echo "ok: $1"
-  else
-    fail "$1"
-    diff <(echo "$2") <(echo "$3") || true
-  fi
-}
+source "$(dirname "${BASH_SOURCE[0]}")/expectations.sh"
 
 exports() { "$nm" -D --defined-only "$1" | awk '$2 != "A" { sub(/@.*/, "", $3); print $3 }' | LC_ALL=C sort; }
 dynamic() { "$readelf" -d "$1" | sed -n "s/.*($2).*\[\(.*\)\].*/\1/p"; }
@@ -46,4 +34,4 @@ if "$nm" -D --undefined-only "$velq" | grep -q iconv; then fail "libvelq calls t
   echo "ok: no text converter of the system"
 fi
 
-[ "$failures" -eq 0 ] || { echo "$failures checks failed"; exit 1; }
+tell_failures

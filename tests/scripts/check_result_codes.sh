@@ -4,18 +4,7 @@
 # Usage: check_result_codes.sh SOURCE_DIR
 set -euo pipefail
 header=$1/include/velq.h table=$1/tests/expected/result_codes.txt exports=$1/tests/expected/velq_exports.txt
-failures=0
-
-# expect_equal WHAT EXPECTED ACTUAL
-expect_equal() {
-  if [ "$2" = "$3" ]; then
-    echo "ok: $1"
-  else
-    echo "FAIL: $1"
-    diff <(echo "$2") <(echo "$3") || true
-    failures=$((failures + 1))
-  fi
-}
+source "$(dirname "${BASH_SOURCE[0]}")/expectations.sh"
 
 # Function and codes, one line each, in the order of the header. A comment is about the declarations behind it, up to the
 # next comment; a code stands at the beginning of its line, two blanks before its cause.
@@ -39,4 +28,4 @@ expect_equal "each code of the enumeration is some function's result" \
   "$(sed -n 's/^    VELQ_\(SUCCESS\|NOT_INITIALIZED\|ERR_[A-Z_]*\) = \(-\?[0-9]*\).*/\2/p' "$header" | sort -n)" \
   "$(tr ' ' '\n' <<<"$expected" | grep -E '^-?[0-9]+$' | sort -nu)"
 
-[ "$failures" -eq 0 ] || { echo "$failures checks failed"; exit 1; }
+tell_failures

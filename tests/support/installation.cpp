@@ -12,8 +12,6 @@ namespace velq::test {
 
 namespace {
 
-constexpr std::string_view dataFileNames[] = {"prob.bin", "bn.bin", "wn.bin", "ru.bin", "ver.bin"};
-
 const WideText messageCountKey = VELQ_TEXT(".MSG_CNT");
 
 std::string priorKey()

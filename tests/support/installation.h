@@ -7,6 +7,7 @@
 #include "support/temporary_folder.h"
 #include "support/wide.h"
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -16,6 +17,8 @@
 #include <vector>
 
 namespace velq::test {
+
+inline constexpr std::array<const char *, 5> dataFileNames = {"prob.bin", "bn.bin", "wn.bin", "ru.bin", "ver.bin"};
 
 // The value of a token, and of the message count record.
 struct TokenCounts {

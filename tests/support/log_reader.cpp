@@ -84,6 +84,19 @@ std::vector<std::string> LogTail::newLines(const std::filesystem::path &file)
     return lines;
 }
 
+std::vector<std::string> linesOfWaitingInVain()
+{
+    std::vector<std::string> lines;
+    for (int count = 0; count <= 5; ++count) {
+        lines.emplace_back("VELQ_Util\tSqlite Busy Handler invoked!");
+        if (count < 5) {
+            lines.push_back("VELQ_Util\tThere's still retry chance, has retry " + std::to_string(count) +
+                            " times!Sleep and retry!");
+        }
+    }
+    return lines;
+}
+
 std::size_t countLinesWith(const std::vector<std::string> &lines, std::string_view part)
 {
     return static_cast<std::size_t>(std::count_if(

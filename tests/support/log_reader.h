@@ -30,6 +30,9 @@ class LogTail {
     std::size_t seen_ = 0;
 };
 
+// The lines of the busy rule while a lock is waited for in vain: five retries, and the end.
+std::vector<std::string> linesOfWaitingInVain();
+
 // How many of the lines hold `part`.
 std::size_t countLinesWith(const std::vector<std::string> &lines, std::string_view part);
 

@@ -5,18 +5,7 @@
 set -euo pipefail
 velq=$1 kdsh=$2 text=$3 source=$4
 objdump=${OBJDUMP:-objdump}
-failures=0
-
-# expect_equal WHAT EXPECTED ACTUAL
-expect_equal() {
-  if [ "$2" = "$3" ]; then
-    echo "ok: $1"
-  else
-    echo "FAIL: $1"
-    failures=$((failures + 1))
-    diff <(echo "$2") <(echo "$3") || true
-  fi
-}
+source "$(dirname "${BASH_SOURCE[0]}")/../scripts/expectations.sh"
 
 exports() {
   "$objdump" -p "$1" | awk '/^\[Ordinal\/Name Pointer\] Table/ { on = 1; next } on && !/^[ \t]*\[/ { exit }
@@ -36,4 +25,4 @@ expect_equal "kdsh.dll exports the stored list" "$(grep -v '^#' "$source/tests/e
 expect_equal "velq.dll imports the layer and the system" $'kdsh.dll\nkernel32.dll\nmsvcrt.dll' "$(imports "$velq")"
 expect_equal "kdsh.dll imports the system" $'kernel32.dll\nmsvcrt.dll' "$(imports "$kdsh")"
 
-[ "$failures" -eq 0 ] || { echo "$failures checks failed"; exit 1; }
+tell_failures

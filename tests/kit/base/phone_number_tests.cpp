@@ -90,7 +90,7 @@ TEST(phone_number, country_is_two_letters_of_any_case)
     EXPECT_EQ(NumberForm::fault("gb"), "");
     EXPECT_EQ(NumberForm::fault("TR"), "");
     for (const char *country : {"", "44", "UK", "GBR", "ZZ", "001"}) {
-        EXPECT_NE(NumberForm::fault(country).find("no country"), std::string::npos) << country;
+        EXPECT_NE(NumberForm::fault(country).find("not a country"), std::string::npos) << country;
     }
     try {
         const NumberForm form("UK");

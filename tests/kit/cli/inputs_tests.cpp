@@ -98,7 +98,7 @@ TEST_F(inputs, columns_that_are_unknown_or_stand_twice_are_refused)
         refuse("number,name\n1,a\n2,b,c\n", import, "n.csv:3: 3 fields where the header has 2");
         refuse("number,name\n1\n", import, "n.csv:2: 1 field where the header has 2");
     }
-    refuse("number,nme\n1,a\n", false, "n.csv:1: the column \"nme\" is none of number, name");
+    refuse("number,nme\n1,a\n", false, "n.csv:1: the column \"nme\" is not one of number, name");
     refuse("1,Alice,extra\n", false, "n.csv:1: more than the two fields");
     EXPECT_FALSE(fs::exists(path("x")));
     EXPECT_EQ(velq({"list", "black", "count", "--install", root}).out, "0\n");

@@ -1,4 +1,5 @@
 // Which messages train and test which part, and what cannot be planned.
+#include "base/refusal.h"
 #include "kit/base/status.h"
 #include "kit/evaluation/plan.h"
 #include "support/run_command.h"
@@ -37,13 +38,8 @@ EvaluationRequest requestFor(const std::vector<std::string> &corpora = {"-"})
 void expectRefused(const EvaluationRequest &request, Status status, const std::string &part,
                    const std::string &input = messages(30))
 {
-    try {
-        planFrom(request, input);
-        ADD_FAILURE() << "not refused: " << part;
-    } catch (const Error &error) {
-        EXPECT_EQ(error.status(), status) << error.what();
-        EXPECT_NE(std::string(error.what()).find(part), std::string::npos) << error.what();
-    }
+    const std::string refusal = refusalOf([&] { planFrom(request, input); }, status);
+    EXPECT_NE(refusal.find(part), std::string::npos) << refusal;
 }
 
 class plan : public testing::Test, protected test::TestFiles {};

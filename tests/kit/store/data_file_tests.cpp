@@ -1,4 +1,5 @@
 // Rows with their storage classes, and files that appear whole or not at all.
+#include "base/refusal.h"
 #include "kit/base/status.h"
 #include "kit/store/data_file.h"
 #include "support/temporary_folder.h"
@@ -38,12 +39,8 @@ TEST(data_file, failed_write_leaves_the_old_file_and_no_draft)
     const fs::path file = folder.path() / "x";
     writeNumbers(file, {{StoredValue::ofInteger(1), StoredValue{}}});
     const std::string before = test::readFile(file);
-    try {
-        writeDataFile(file, "prob.bin", [](Database &) { throw Error(Status::badData, "no"); });
-        FAIL() << "accepted";
-    } catch (const Error &error) {
-        EXPECT_EQ(error.status(), Status::badData);
-    }
+    const auto refuse = [](Database &) { throw Error(Status::badData, "no"); };
+    EXPECT_EQ(refusalOf([&] { writeDataFile(file, "prob.bin", refuse); }), "no");
     EXPECT_EQ(test::readFile(file), before);
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1);
 }
@@ -64,12 +61,7 @@ TEST(data_file, statement_that_fits_no_table_is_bad_data)
     const test::TemporaryFolder folder;
     writeNumbers(folder.path() / "x", {});
     Database file(folder.path() / "x", DatabaseMode::read);
-    try {
-        readRows(file, "SELECT other FROM diffWnTable;");
-        FAIL() << "accepted";
-    } catch (const Error &error) {
-        EXPECT_EQ(error.status(), Status::badData);
-    }
+    refusalOf([&file] { readRows(file, "SELECT other FROM diffWnTable;"); });
 }
 
 } // namespace

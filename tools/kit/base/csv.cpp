@@ -2,10 +2,10 @@
 #include "kit/base/csv.h"
 
 #include "kit/base/input.h"
+#include "kit/base/letter_case.h"
 #include "kit/base/wide_text.h"
 
 #include <algorithm>
-#include <cctype>
 #include <csv.h>
 #include <new>
 #include <utility>
@@ -141,8 +141,7 @@ void readCsv(std::istream &in, const std::string &name, const std::function<void
 
 static bool isColumn(std::string_view field, std::string_view column)
 {
-    const auto lower = [](unsigned char unit) { return std::tolower(unit); };
-    return std::ranges::equal(field, column, {}, lower, lower);
+    return inSmallLetters(field) == inSmallLetters(column);
 }
 
 int csvColumn(const CsvRecord &header, std::string_view column)
@@ -160,7 +159,7 @@ void checkCsvHeader(const CsvRecord &header, const std::string &name, std::initi
     }
     for (const std::string &field : header.fields) {
         if (std::ranges::none_of(known, [&field](std::string_view column) { return isColumn(field, column); })) {
-            failAt(name, header.line, "the column \"" + oneLine(field) + "\" is none of " + all);
+            failAt(name, header.line, "the column \"" + oneLine(field) + "\" is not one of " + all);
         }
         if (std::ranges::count_if(header.fields,
                                   [&field](const std::string &other) { return isColumn(other, field); }) > 1) {

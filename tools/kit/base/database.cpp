@@ -72,7 +72,8 @@ void requireNoLogBeside(const std::filesystem::path &file)
         std::error_code ignored;
         const std::string left = file.string() + suffix;
         if (std::filesystem::exists(left, ignored)) {
-            throw Error(Status::cannotCreate, left + " is left of another file and would be taken for a part of " +
+            throw Error(Status::cannotCreate, left +
+                                                  " is left over from another file and would be taken for a part of " +
                                                   file.string() + "; move it away or choose another name");
         }
     }

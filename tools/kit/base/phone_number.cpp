@@ -1,6 +1,7 @@
 // Numbers by libphonenumber, where the build has it.
 #include "kit/base/phone_number.h"
 
+#include "kit/base/letter_case.h"
 #include "kit/base/status.h"
 
 #include <algorithm>
@@ -79,13 +80,6 @@ std::string withoutPunctuation(std::string_view number)
 
 // ---- Countries ----------------------------------------------------------------------------------------------------
 
-static std::string inCapitals(std::string text)
-{
-    std::ranges::transform(text, text.begin(),
-                           [](unsigned char unit) { return static_cast<char>(std::toupper(unit)); });
-    return text;
-}
-
 NumberForm::NumberForm(const std::string &country) : country_(inCapitals(country))
 {
     if (const std::string what = fault(country); !what.empty()) {
@@ -114,7 +108,7 @@ std::string NumberForm::fault(const std::string &country)
     std::set<std::string> known;
     library().GetSupportedRegions(&known);
     return known.contains(inCapitals(country)) ? std::string()
-                                               : country + " is no country; give its two letters, such as GB, US or CN";
+                                               : country + " is not a country; give two letters, such as GB, US or CN";
 }
 
 static bool isShortNumber(const PhoneNumber &number, const std::string &country)

@@ -1,8 +1,9 @@
 // Lines are unfolded first: a property may go on in the next line.
 #include "kit/base/vcard.h"
 
+#include "kit/base/letter_case.h"
+
 #include <algorithm>
-#include <cctype>
 #include <optional>
 #include <utility>
 
@@ -22,14 +23,6 @@ struct Property {
 };
 
 } // namespace
-
-static std::string inCapitals(std::string_view text)
-{
-    std::string capitals(text);
-    std::ranges::transform(capitals, capitals.begin(),
-                           [](unsigned char unit) { return static_cast<char>(std::toupper(unit)); });
-    return capitals;
-}
 
 static std::string_view withoutMark(std::string_view text)
 {
@@ -93,7 +86,7 @@ static std::string fromQuotedPrintable(const std::string &text)
 {
     std::string out;
     const auto digit = [](char unit) {
-        const std::size_t value = std::string_view("0123456789ABCDEF").find(static_cast<char>(std::toupper(unit)));
+        const std::size_t value = std::string_view("0123456789ABCDEF").find(inCapitals({&unit, 1}));
         return value == std::string_view::npos ? -1 : static_cast<int>(value);
     };
     for (std::size_t i = 0; i < text.size(); ++i) {

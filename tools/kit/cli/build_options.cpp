@@ -23,15 +23,15 @@ static void addCostOption(CLI::App &command, const std::string &name, double &co
 void addBuildRuleOptions(CLI::App &command, BuildRules &rules)
 {
     addCostOption(command, "--cost-blocked", rules.blockedCost,
-                  "Cost of a blocked ham message, that of spam let through being 1 (4)");
-    addCostOption(command, "--cost-unsure", rules.unsureCost, "Cost of a ham message left unsure (1)");
+                  "Cost of blocking a ham message, where letting spam through costs 1 (4)");
+    addCostOption(command, "--cost-unsure", rules.unsureCost, "Cost of leaving a ham message unsure (1)");
     addCountOption(command, "--at-least-clusters", rules.fewestClusters,
-                   "No token that stands in fewer clusters of near-duplicates (5)");
+                   "Clusters of near-duplicates that a token must stand in, at least (5)");
 }
 
 void addWrittenOptions(CLI::App &command, WrittenRequest &written)
 {
-    addFolderOption(command, "--written", written.folder, "Learn from the message templates of this folder, too");
+    addFolderOption(command, "--written", written.folder, "Learn from the message templates in this folder as well");
     addCountOption(command, "--variants", written.variants, "Variants of each template (6)");
 }
 

@@ -84,8 +84,9 @@ static void addMethodOptions(CLI::App &command, EvaluateOptions &options)
 {
     command.add_flag("--random-folds", options.randomFolds,
                      "Folds that do not keep near-duplicates together; their figures flatter");
-    command.add_flag("--leave-one-source-out", options.leaveOneSourceOut,
-                     "Test each file with a store built from the others: what messages of a new source will meet");
+    command.add_flag(
+        "--leave-one-source-out", options.leaveOneSourceOut,
+        "Test each file with a store built from the others, which is what messages from a new source will meet");
     refuseEmpty(
         addTextOption(command, "--split", "first:N", options.split, "Train on the first N messages, test on the rest"));
     addFileOption(command, "--test", options.test, "Train on the corpora, test on this file");
@@ -120,7 +121,8 @@ void addEvaluateCommand(CLI::App &root, Context &context)
     addCountOption(*command, "--report-errors", options->reportErrors, "Errors of each kind shown on the page (500)");
     addFormatOption(*command, options->format);
     addRawFlag(*command, options->form);
-    command->add_flag("--rate-raw", options->rateRaw, "Test the texts as they are with stores built as without --raw");
+    command->add_flag("--rate-raw", options->rateRaw,
+                      "Test texts as they are, on stores built as they are without --raw");
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     addExamples(*command, {"velq evaluate en.tsv", "velq evaluate --leave-one-source-out en_*.tsv",

@@ -24,14 +24,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-struct ExplainOptions {
-    std::string install;
-    std::string number;
-    NumberForm country;
-    std::vector<std::string> texts;
-    TextForm form = TextForm::prepared;
-};
-
 } // namespace
 
 static Explanation explainOnCopy(const Installation &installation, const WideText &body, const WideText &number)
@@ -136,7 +128,7 @@ static void printReport(std::ostream &out, const ExplainedMessage &message, cons
         << " tokens counted)\n";
 }
 
-static void runExplain(const ExplainOptions &options, Context &context)
+static void runExplain(const MessageOptions &options, Context &context)
 {
     const Installation installation(options.install);
     checkDataFiles(installation);
@@ -165,14 +157,12 @@ static void runExplain(const ExplainOptions &options, Context &context)
 
 void addExplainCommand(CLI::App &root, Context &context)
 {
-    auto options = std::make_shared<ExplainOptions>();
+    auto options = std::make_shared<MessageOptions>();
     CLI::App *command =
         addCommand(root, "explain", "Say why messages are rated as they are; learns nothing and changes no file");
     addInstallOption(*command, options->install);
-    addTextOption(*command, "--number", "NUMBER", options->number, "The sender of the messages");
-    addCountryOption(*command, options->country);
-    addTextArgument(*command, "TEXT", options->texts, "The messages; without any, one a line on standard input");
-    addRawFlag(*command, options->form);
+    addSenderOptions(*command, *options, "The sender of the messages");
+    addTextsArgument(*command, *options);
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     addExamples(*command, {"velq explain --install ~/filter 'Claim your free prize now, call 13912345678'",

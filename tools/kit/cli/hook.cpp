@@ -116,9 +116,10 @@ static std::vector<CLI::Option *> addHookOptions(CLI::App &command, HookOptions 
         addFileOption(command, "--log", options.log,
                       "Append a line for each message: time, host, rating, sender, files, action; standard error when "
                       "not given");
-    addFolderOption(command, "--retry", retry,
-                    "Rate the messages in this folder, where the host puts them, of which the log holds no rating: "
-                    "those that could not be rated when they came")
+    addFolderOption(
+        command, "--retry", retry,
+        "Rate the messages in this folder, where the host puts them, that could not be rated when they came: "
+        "those without a rating in the log")
         ->needs(log);
     addCountryOption(command, options.country);
     addRawFlag(command, options.form);
@@ -130,8 +131,9 @@ static void addGammuHook(CLI::App &parent, Context &context)
     auto options = std::make_shared<GammuOptions>();
     CLI::App *command = addCommand(parent, "gammu", "For RunOnReceive of Gammu's SMS daemon");
     const auto folders = addHookOptions(*command, options->hook, options->retry);
-    CLI::Option *inbox = addFolderOption(*command, "--inbox", options->inbox,
-                                         "The daemon's inboxpath, for with the files service it gives names only");
+    CLI::Option *inbox =
+        addFolderOption(*command, "--inbox", options->inbox,
+                        "The daemon's inboxpath; with the files service it names files without their folder");
     for (CLI::Option *folder : folders) {
         folder->needs(inbox);
     }

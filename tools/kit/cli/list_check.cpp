@@ -43,7 +43,7 @@ static void runCheck(const CheckOptions &options, Context &context)
     if (!idle.empty()) {
         throw Error(Status::badData,
                     std::to_string(idle.size()) + (idle.size() == 1 ? " entry" : " entries") +
-                        " of the lists can never match; correct them (velq list black remove --uid, add)");
+                        " of the lists can never match; remove them (velq list black remove --uid) and add them anew");
     }
     context.message("every entry of the lists can match");
 }

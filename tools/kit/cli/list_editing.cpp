@@ -32,9 +32,9 @@ static void remove(const ListOptions &options, Context &context)
 {
     const int ways = (options.entry.number.empty() ? 0 : 1) + (options.uid ? 1 : 0) + (options.extendID ? 1 : 0);
     if (ways != 1) {
-        throw Error(Status::usage,
-                    std::string(ways == 0 ? "nothing to remove by" : "only one can be given to remove by") +
-                        "; give either a NUMBER, --uid or --extend-id");
+        throw Error(Status::usage, std::string(ways == 0 ? "what is to be removed is not said"
+                                                         : "what is to be removed is said more than once") +
+                                       "; give one of NUMBER, --uid and --extend-id");
     }
     const std::string number = options.country.of(options.entry.number);
     if (number.size() > VELQ_MAX_NUMBER_LENGTH) {

@@ -118,9 +118,10 @@ void addListImport(CLI::App &list, const SharedListOptions &options, Context &co
         ->required();
     addCountryOption(*command, options->country);
     command->add_flag("--skip-bad", options->skipBad,
-                      "Add the rest where some rows hold no number that a list can, and say which and why");
+                      "Leave out rows without a number that a list can hold, say which and why, and add the rest");
     if (options->calls == &whiteListCalls) {
-        command->add_flag("--batch", options->batch, "All or none, in one step, without a look at what the lists hold");
+        command->add_flag("--batch", options->batch,
+                          "Add all or none in one step, without looking at what the lists hold");
     }
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);

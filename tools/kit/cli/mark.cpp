@@ -14,12 +14,7 @@ namespace velq::kit {
 
 namespace {
 
-struct MarkOptions {
-    std::string install;
-    std::string number;
-    NumberForm country;
-    std::vector<std::string> texts;
-    TextForm form = TextForm::prepared;
+struct MarkOptions : MessageOptions {
     bool untilChanged = false;
     bool undo = false;
 };
@@ -134,14 +129,12 @@ static CLI::App *addVerdict(CLI::App &mark, Label label, Context &context)
                        : "Messages that are spam: moves their words to the spam side; the lists stay as they are");
     addInstallOption(*command, options->install);
     if (ham) {
-        addTextOption(*command, "--number", "NUMBER", options->number, "The sender, taken off the black list");
-        addCountryOption(*command, options->country);
+        addSenderOptions(*command, *options, "The sender, taken off the black list");
     }
-    addTextArgument(*command, "TEXT", options->texts, "The messages; without any, one a line on standard input");
+    addTextsArgument(*command, *options);
     command->add_flag("--until-changed", options->untilChanged,
                       "Correct each message until it is rated so, at most 1000 times, or say why it never is; what was "
                       "in vain is taken back");
-    addRawFlag(*command, options->form);
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     if (ham) {
@@ -163,8 +156,8 @@ void addMarkCommand(CLI::App &root, Context &context)
     command->require_subcommand(0, 1);
     addInstallOption(*command, options->install)->required(false);
     CLI::Option *undo = command->add_flag("--undo", options->undo,
-                                          "Take back what the last run of velq mark changed: its counts become what "
-                                          "they were, what was learned since stays");
+                                          "Take back what the last run of velq mark changed; what was learned since "
+                                          "stays");
     addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     addExamples(*command, {"velq mark ham --install ~/filter 'see you at seven'",

@@ -134,7 +134,7 @@ void addRawFlag(CLI::App &command, TextForm &form)
 {
     command.add_flag_callback(
         "--raw", [&form] { form = TextForm::raw; },
-        "Take texts as they are, for what an application gets that does not prepare them");
+        "Take texts as they are, as an application does that does not prepare them");
 }
 
 CLI::Option *addCountryOption(CLI::App &command, NumberForm &form)
@@ -142,11 +142,25 @@ CLI::Option *addCountryOption(CLI::App &command, NumberForm &form)
     return command
         .add_option_function<std::string>(
             "--country", [&form](const std::string &country) { form = NumberForm(country); },
-            "The country of numbers that are written without one, such as GB: numbers and lists are brought to the "
-            "form "
-            "+447700900123; short codes and text senders stay")
+            "The country of numbers that are written without one, such as GB: they are brought to the form "
+            "+447700900123; short codes and text senders stay as they are")
         ->check(CLI::Validator(NumberForm::fault, ""))
         ->type_name("COUNTRY");
+}
+
+CLI::Option *addSenderOptions(CLI::App &command, MessageOptions &options, const std::string &help)
+{
+    CLI::Option *number = addTextOption(command, "--number", "NUMBER", options.number, help);
+    addCountryOption(command, options.country);
+    return number;
+}
+
+CLI::Option *addTextsArgument(CLI::App &command, MessageOptions &options, const std::string &more)
+{
+    CLI::Option *texts = addTextArgument(command, "TEXT", options.texts,
+                                         "The messages; without any, one a line on standard input" + more);
+    addRawFlag(command, options.form);
+    return texts;
 }
 
 void addExamples(CLI::App &command, std::initializer_list<std::string> examples)

@@ -92,6 +92,21 @@ void addFormatOption(CLI::App &command, CorpusFormat &format);         // --form
 void addRawFlag(CLI::App &command, TextForm &form);                    // --raw
 CLI::Option *addCountryOption(CLI::App &command, NumberForm &form);    // --country GB
 
+// What commands take that read messages: where, from whom, the messages, and how their texts are read.
+struct MessageOptions {
+    std::string install;
+    std::string number;
+    NumberForm country;
+    std::vector<std::string> texts;
+    TextForm form = TextForm::prepared;
+};
+
+// --number and --country.
+CLI::Option *addSenderOptions(CLI::App &command, MessageOptions &options, const std::string &help);
+
+// TEXT and --raw; `more` goes on with the help text of the former.
+CLI::Option *addTextsArgument(CLI::App &command, MessageOptions &options, const std::string &more = {});
+
 // Closes the help text: at most eight examples of one line each, without the prompt.
 void addExamples(CLI::App &command, std::initializer_list<std::string> examples);
 

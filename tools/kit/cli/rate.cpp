@@ -15,12 +15,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-struct RateOptions {
-    std::string install;
-    std::string number;
-    NumberForm country;
-    std::vector<std::string> texts;
-    TextForm form = TextForm::prepared;
+struct RateOptions : MessageOptions {
     bool jsonLines = false;
     bool exitCode = false;
     bool dryRun = false;
@@ -126,12 +121,8 @@ void addRateCommand(CLI::App &root, Context &context)
     auto options = std::make_shared<RateOptions>();
     CLI::App *command = addCommand(root, "rate", "Rate messages: prints rating and text; learns as the engine does");
     addInstallOption(*command, options->install);
-    CLI::Option *number = addTextOption(*command, "--number", "NUMBER", options->number, "The sender of the messages");
-    addCountryOption(*command, options->country);
-    CLI::Option *texts = addTextArgument(
-        *command, "TEXT", options->texts,
-        "The messages; without any, one a line on standard input, where a line may begin with ham or spam and a tab");
-    addRawFlag(*command, options->form);
+    CLI::Option *number = addSenderOptions(*command, *options, "The sender of the messages");
+    CLI::Option *texts = addTextsArgument(*command, *options, ", where a line may begin with ham or spam and a tab");
     CLI::Option *json = addJsonFlag(*command, context);
     addQuietFlag(*command, context);
     CLI::Option *pipe =

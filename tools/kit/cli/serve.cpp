@@ -112,7 +112,7 @@ static void addLimits(CLI::App &app, ServiceCommand &command)
     addCountOption(app, "--connections", command.connections,
                    "Connections at a time (1024); beyond, the one that was idle for longest is closed");
     addCountOption(app, "--queue", command.queue,
-                   "Requests that may wait for the engine (256); beyond, they are refused for a second");
+                   "Requests that may wait for the engine (256); further ones are asked to come again in a second");
     addCountOption(app, "--idle-seconds", command.idleSeconds,
                    "Seconds until a connection without a request is closed (60)");
     addCountOption(app, "--read-seconds", command.readSeconds, "Seconds that the body of a request may take (10)");
@@ -121,12 +121,12 @@ static void addLimits(CLI::App &app, ServiceCommand &command)
 void addServeCommand(CLI::App &root, Context &context)
 {
     auto options = std::make_shared<ServiceCommand>();
-    CLI::App *command = addCommand(
-        root, "serve", "Answer over HTTP: rates, explains, corrects, edits the lists; until it gets SIGTERM");
+    CLI::App *command =
+        addCommand(root, "serve", "Answer over HTTP until SIGTERM: rate, explain, correct, edit the lists");
     addInstallOption(*command, options->serve.service.install);
     refuseEmpty(addTextOption(*command, "--listen", "ADDRESS", options->listen,
-                              "Address and port (127.0.0.1:8125); port 0 lets the system choose, and the line that is "
-                              "printed has it"));
+                              "Address and port (127.0.0.1:8125); with port 0 the system chooses, and the line that is "
+                              "printed says which"));
     addFileOption(*command, "--token-file", options->token,
                   "Serve only those who send the token in the first line of this file; needed where other machines "
                   "can connect");

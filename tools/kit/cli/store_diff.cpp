@@ -53,13 +53,12 @@ static std::string summary(const DiffOptions &options, const StoreDifference &di
 static void sayWhatToKnow(const DiffOptions &options, const StoreDifference &difference, Context &context)
 {
     if (difference.factor > 1) {
-        context.message("all counts of " + options.after + " are taken " + std::to_string(difference.factor) +
-                        " times, for most tokens could not keep their shares otherwise; a correction weighs so much "
-                        "less");
+        context.message("all counts of " + options.after + " are multiplied by " + std::to_string(difference.factor) +
+                        ", or else most tokens could not keep their shares; a correction weighs that much less");
     }
     if (difference.heavier > 0) {
-        context.message(plural(difference.heavier, "token") + " with more counts than their share, to change a lean by "
-                                                              "adding; corrections move them less");
+        context.message(plural(difference.heavier, "token") + " with more counts than their share, since a lean can be "
+                                                              "changed by adding only; corrections move them less");
     }
     if (difference.lowered > 0) {
         context.message(plural(difference.lowered, "row") + " with lower counts: right for " + options.before +
@@ -107,9 +106,10 @@ void addStoreDiff(CLI::App &store, Context &context)
     addFileArgument(*command, "OLD", options->before, "The store to start from, prob.bin or text form")->required();
     addFileArgument(*command, "NEW", options->after, "The store to arrive at")->required();
     addFileOption(*command, "-o,--output", options->output, "The update file to write")->required();
-    addFileOption(*command, "--merged", options->merged,
-                  "Write the store that the merge makes of OLD, too: the OLD of the next update; a name that ends in "
-                  ".txt, .text or .tsv means text form");
+    addFileOption(
+        *command, "--merged", options->merged,
+        "Write the store that the merge makes of OLD as well: the OLD of the next update; a name that ends in "
+        ".txt, .text or .tsv means text form");
     CLI::Option *standIns = addFileOption(
         *command, "--stand-ins", options->standIns,
         "What the tokens that NEW lacks shall carry, made by velq store stand-ins; without it they become "

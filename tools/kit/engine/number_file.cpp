@@ -3,12 +3,12 @@
 
 #include "kit/base/csv.h"
 #include "kit/base/input.h"
+#include "kit/base/letter_case.h"
 #include "kit/base/status.h"
 #include "kit/base/vcard.h"
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <charconv>
 #include <iterator>
 #include <sstream>
@@ -30,14 +30,6 @@ struct Columns {
 };
 
 } // namespace
-
-static std::string inSmallLetters(std::string_view text)
-{
-    std::string small(text);
-    std::ranges::transform(small, small.begin(),
-                           [](unsigned char unit) { return static_cast<char>(std::tolower(unit)); });
-    return small;
-}
 
 // ---- Columns
 

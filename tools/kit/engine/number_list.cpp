@@ -35,7 +35,7 @@ static std::string numberFault(const std::string &number)
 {
     const bool plain = std::ranges::all_of(number, [](unsigned char unit) { return unit > 0x20 && unit < 0x7F; });
     if (number.empty() || !plain) {
-        return "a number consists of ASCII characters without blanks, at least one; correct it";
+        return "a number has at least one character, and only ASCII characters without blanks; correct it";
     }
     if (number.size() > VELQ_MAX_NUMBER_LENGTH) {
         return "the number is longer than 29 characters; shorten it";

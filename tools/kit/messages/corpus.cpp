@@ -3,23 +3,15 @@
 
 #include "kit/base/csv.h"
 #include "kit/base/input.h"
+#include "kit/base/letter_case.h"
 #include "kit/base/wide_text.h"
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <utility>
 
 namespace velq::kit {
-
-static std::string inSmallLetters(std::string_view word)
-{
-    std::string small(word);
-    std::ranges::transform(small, small.begin(),
-                           [](unsigned char unit) { return static_cast<char>(std::tolower(unit)); });
-    return small;
-}
 
 bool parseLabel(std::string_view word, Label &label)
 {
@@ -51,7 +43,8 @@ static CorpusFormat formatOf(const std::string &file)
     if (ending == ".jsonl" || ending == ".ndjson") {
         return CorpusFormat::jsonLines;
     }
-    throw Error(Status::usage, "the ending of " + file + " tells no corpus format; give --format tsv, csv or jsonl");
+    throw Error(Status::usage,
+                "the ending of " + file + " does not tell the format of its messages; give --format tsv, csv or jsonl");
 }
 
 using Take = std::function<void(LabelledMessage &&)>;

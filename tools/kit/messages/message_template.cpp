@@ -137,7 +137,7 @@ class Writer {
         const auto count = numberOf(argument);
         if (signs.empty() || !count || *count == 0 || *count > longest) {
             fail("{" + std::string(kind) + ":" + std::string(argument) +
-                 "} is none of {d:6}, {n:2-31}, {hex:8} and {up:5}");
+                 "} is not one of {d:6}, {n:2-31}, {hex:8} and {up:5}");
         }
         std::string made;
         for (std::uint64_t i = 0; i < *count; ++i) {

@@ -1,6 +1,8 @@
 // Runs of eight characters by their hash values, an inverted index over them, and a union of what shares enough.
 #include "kit/messages/near_duplicates.h"
 
+#include "kit/base/unit_ranges.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <numeric>
@@ -13,11 +15,6 @@ namespace {
 
 constexpr std::size_t runLength = 8;
 constexpr std::size_t mostHolders = 50; // texts that are remembered for one run
-
-struct UnitRange {
-    char16_t first;
-    char16_t last;
-};
 
 // Units beyond ASCII that are neither letter nor digit: punctuation, symbols, spaces, halves of emoji.
 constexpr UnitRange notInWords[] = {{0x80, 0xA9},     {0xAB, 0xB4},     {0xB6, 0xB9},     {0xBB, 0xBF},
@@ -36,8 +33,7 @@ bool isInWord(char16_t unit)
     if (unit < 0x80) {
         return isDigit(unit) || (unit >= u'a' && unit <= u'z');
     }
-    return std::none_of(std::begin(notInWords), std::end(notInWords),
-                        [&](const UnitRange &range) { return unit >= range.first && unit <= range.last; });
+    return !isInRanges(unit, notInWords);
 }
 
 // Letters and digits only, digits alike.

@@ -1,9 +1,10 @@
 // Addresses, hosts and tokens.
 #include "kit/serve/access.h"
 
+#include "kit/base/letter_case.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
-#include <cctype>
 #include <charconv>
 #include <fstream>
 #include <netinet/in.h>
@@ -113,16 +114,10 @@ void checkToken(const AccessRules &rules, const Credentials &credentials)
 
 // ---- Hosts and origins
 
-static std::string smallLetters(std::string text)
-{
-    std::ranges::transform(text, text.begin(), [](unsigned char letter) { return std::tolower(letter); });
-    return text;
-}
-
 // Of the names given for it: what stands before this service may listen on another port.
 static bool isGivenName(const AccessRules &rules, const std::string &host)
 {
-    return std::ranges::any_of(rules.hosts, [&host](const std::string &name) { return smallLetters(name) == host; });
+    return std::ranges::any_of(rules.hosts, [&host](const std::string &name) { return inSmallLetters(name) == host; });
 }
 
 static bool isListenedOn(const ListenAddress &address, const std::string &host)
@@ -131,12 +126,12 @@ static bool isListenedOn(const ListenAddress &address, const std::string &host)
         // A name can be made to lead here by others; an address leads where it says.
         return host == "localhost" || isAddress(AF_INET, host) || isAddress(AF_INET6, host);
     }
-    return host == smallLetters(address.host) || (host == "localhost" && address.isLoopback());
+    return host == inSmallLetters(address.host) || (host == "localhost" && address.isLoopback());
 }
 
 void checkHost(const AccessRules &rules, const HttpRequest &request)
 {
-    const auto [host, port] = splitHost(smallLetters(request.header("host")));
+    const auto [host, port] = splitHost(inSmallLetters(request.header("host")));
     constexpr std::uint16_t usual = 80;
     std::uint16_t number = usual;
     const bool portFits = (port.empty() || parsePort(port, number)) && number == rules.address.port;
@@ -152,8 +147,8 @@ void checkOrigin(const HttpRequest &request)
     if (!site.empty() && site != "same-origin" && site != "none") {
         throw Problem(ProblemKind::foreignOrigin, "a page of another site may not change anything here");
     }
-    const std::string origin = smallLetters(request.header("origin"));
-    const std::string host = smallLetters(request.header("host"));
+    const std::string origin = inSmallLetters(request.header("origin"));
+    const std::string host = inSmallLetters(request.header("host"));
     if (!origin.empty() && origin != "http://" + host && origin != "https://" + host) {
         throw Problem(ProblemKind::foreignOrigin, "the page that sent this is not of " + host);
     }

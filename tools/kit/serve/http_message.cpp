@@ -38,7 +38,7 @@ const std::vector<ProblemMeaning> &problemMeanings()
         {ProblemKind::foreignOrigin, 403, "foreign-origin", "The request comes from another site's page"},
         {ProblemKind::notFound, 404, "not-found", "There is nothing of this name"},
         {ProblemKind::methodNotAllowed, 405, "method-not-allowed", "This is not done with what is there"},
-        {ProblemKind::updateRefused, 409, "update-refused", "Nobody would want this update"},
+        {ProblemKind::updateRefused, 409, "update-refused", "The update was refused"},
         {ProblemKind::tooLarge, 413, "too-large", "The body is too large"},
         {ProblemKind::unsupportedType, 415, "unsupported-type", "The body is of a type that is not read here"},
         {ProblemKind::wrongHost, 421, "wrong-host", "The request was meant for another host"},

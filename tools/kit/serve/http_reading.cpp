@@ -1,8 +1,7 @@
 // Requests as libmicrohttpd hands them over piece by piece, and answers as it takes them.
+#include "kit/base/letter_case.h"
 #include "kit/serve/http_server_state.h"
 
-#include <algorithm>
-#include <cctype>
 #include <charconv>
 
 namespace velq::kit {
@@ -107,9 +106,7 @@ static MHD_Result send(const ServerState &server, Exchange &exchange, MHD_Connec
 static MHD_Result addHeader(void *request, MHD_ValueKind /*kind*/, const char *key, std::size_t keySize,
                             const char *value, std::size_t valueSize)
 {
-    std::string name(key, keySize);
-    std::ranges::transform(name, name.begin(), [](unsigned char letter) { return std::tolower(letter); });
-    static_cast<HttpRequest *>(request)->headers[name] =
+    static_cast<HttpRequest *>(request)->headers[inSmallLetters({key, keySize})] =
         value == nullptr ? std::string() : std::string(value, valueSize);
     return MHD_YES;
 }

@@ -92,7 +92,7 @@ static std::int32_t smallInteger(const nlohmann::json &object, const char *name)
                       member->get<std::int64_t>() >= std::numeric_limits<std::int32_t>::min() &&
                       member->get<std::int64_t>() <= std::numeric_limits<std::int32_t>::max();
     if (!fits) {
-        throw Problem(ProblemKind::badRequest, std::string("the member ") + name + " is no whole number of 32 bits");
+        throw Problem(ProblemKind::badRequest, std::string("the member ") + name + " is not a whole number of 32 bits");
     }
     return member->get<std::int32_t>();
 }

@@ -1,9 +1,9 @@
 // Messages to rate and to explain, and what all requests share in reading.
+#include "kit/base/letter_case.h"
 #include "kit/messages/explanation_json.h"
 #include "kit/serve/requests.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <vector>
 
@@ -34,7 +34,7 @@ std::optional<std::int64_t> integerParameter(const HttpRequest &request, const s
     const char *end = text->data() + text->size();
     if (std::from_chars(text->data(), end, value) != std::from_chars_result{end, std::errc()} || value < least ||
         value > most) {
-        throw Problem(ProblemKind::badRequest, "the parameter " + name + " is no whole number between " +
+        throw Problem(ProblemKind::badRequest, "the parameter " + name + " is not a whole number between " +
                                                    std::to_string(least) + " and " + std::to_string(most));
     }
     return value;
@@ -47,8 +47,7 @@ std::string contentType(const HttpRequest &request)
     while (!type.empty() && type.back() == ' ') {
         type.pop_back();
     }
-    std::ranges::transform(type, type.begin(), [](unsigned char letter) { return std::tolower(letter); });
-    return type;
+    return inSmallLetters(type);
 }
 
 nlohmann::json jsonBody(const HttpRequest &request)

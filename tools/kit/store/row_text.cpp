@@ -2,6 +2,7 @@
 #include "kit/store/row_text.h"
 
 #include "kit/base/input.h"
+#include "kit/base/unit_ranges.h"
 #include "kit/base/wide_text.h"
 
 #include <algorithm>
@@ -19,23 +20,12 @@ namespace {
 
 constexpr std::string_view hexDigits = "0123456789abcdef";
 
-struct UnitRange {
-    char16_t first;
-    char16_t last;
-};
-
 // Control characters, blanks of every width, invisible and direction-changing characters, variation selectors and
 // noncharacters: what a reader does not see, or an editor changes. Ascending.
 constexpr UnitRange unseenUnits[] = {{0x0000, 0x0020}, {0x007F, 0x00A0}, {0x00AD, 0x00AD}, {0x034F, 0x034F},
                                      {0x061C, 0x061C}, {0x1680, 0x1680}, {0x180B, 0x180F}, {0x2000, 0x200F},
                                      {0x2028, 0x202F}, {0x205F, 0x206F}, {0x3000, 0x3000}, {0xFDD0, 0xFDEF},
                                      {0xFE00, 0xFE0F}, {0xFEFF, 0xFEFF}, {0xFFF0, 0xFFFB}, {0xFFFE, 0xFFFF}};
-
-bool isUnseen(char16_t unit)
-{
-    return std::any_of(std::begin(unseenUnits), std::end(unseenUnits),
-                       [unit](const UnitRange &range) { return unit >= range.first && unit <= range.last; });
-}
 
 bool isHighSurrogate(char16_t unit)
 {
@@ -65,7 +55,7 @@ std::string escaped(std::u16string_view units)
         } else if (isHighSurrogate(unit) && i + 1 < units.size() && isLowSurrogate(units[i + 1])) {
             out += utf8FromUtf16(units.substr(i, 2));
             ++i;
-        } else if (isUnseen(unit) || isHighSurrogate(unit) || isLowSurrogate(unit) ||
+        } else if (isInRanges(unit, unseenUnits) || isHighSurrogate(unit) || isLowSurrogate(unit) ||
                    (i == 0 && (unit == u'#' || unit == u'!'))) {
             appendEscape(out, unit);
         } else {
