@@ -53,11 +53,11 @@ static ServeOptions serveOptions(const ServiceCommand &command)
         return std::chrono::seconds(between(count, 1, day, option));
     };
     options.server.address = parseListenAddress(command.listen);
-    options.server.connections = between(command.connections, 1, 100000, "--connections");
+    options.server.connections = static_cast<std::size_t>(between(command.connections, 1, 100000, "--connections"));
     options.server.idle = seconds(command.idleSeconds, "--idle-seconds");
     options.server.read = seconds(command.readSeconds, "--read-seconds");
     options.forwardTime = seconds(command.forwardSeconds, "--forward-seconds");
-    options.queue = between(command.queue, 1, 100000, "--queue");
+    options.queue = static_cast<std::size_t>(between(command.queue, 1, 100000, "--queue"));
     options.tokenFile = command.token;
     options.log = command.log;
     options.service.hookNumber = pointerOf(command.hookNumber, "--hook-number");

@@ -4,6 +4,7 @@
 #include "kit/base/status.h"
 
 #include <charconv>
+#include <concepts>
 #include <cstdint>
 #include <optional>
 #include <system_error>
@@ -146,7 +147,8 @@ class Writer {
         return made;
     }
 
-    std::uint64_t draw(std::uint64_t bound)
+    template <std::unsigned_integral Number>
+    Number draw(Number bound)
     {
         return sequence_ != nullptr ? sequence_->below(bound) : 0;
     }

@@ -20,7 +20,7 @@ std::uint64_t SeededSequence::next()
     return mixed ^ (mixed >> 31);
 }
 
-std::uint64_t SeededSequence::below(std::uint64_t bound)
+std::uint64_t SeededSequence::drawBelow(std::uint64_t bound)
 {
     // Values below 2^64 mod bound would make the low results likelier.
     const std::uint64_t unfair = (0 - bound) % bound;

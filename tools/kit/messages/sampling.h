@@ -3,6 +3,7 @@
 #ifndef VELQ_KIT_MESSAGES_SAMPLING_H
 #define VELQ_KIT_MESSAGES_SAMPLING_H
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -16,9 +17,15 @@ class SeededSequence {
 
     std::uint64_t next();
     // Below `bound`, which must not be 0, each value equally likely.
-    std::uint64_t below(std::uint64_t bound);
+    template <std::unsigned_integral Number>
+    Number below(Number bound)
+    {
+        return static_cast<Number>(drawBelow(bound));
+    }
 
   private:
+    std::uint64_t drawBelow(std::uint64_t bound);
+
     std::uint64_t state_;
 };
 
