@@ -147,7 +147,7 @@ TEST(roc_curve, area_is_the_share_of_pairs_in_the_right_order)
     for (int round = 0; round < 50; ++round) {
         std::vector<ScoredMessage> messages;
         for (int i = 0; i < 40; ++i) {
-            messages.push_back({sequence.below(3) == 0, static_cast<double>(sequence.below(8)) / 7});
+            messages.push_back({sequence.below(3U) == 0, static_cast<double>(sequence.below(8U)) / 7});
         }
         double right = 0;
         double pairs = 0;

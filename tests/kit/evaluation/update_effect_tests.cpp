@@ -31,7 +31,7 @@ Words inventedWords(std::size_t count, std::uint64_t seed)
     for (std::size_t i = 0; i < count; ++i) {
         std::u16string word;
         for (int letter = 0; letter < 6; ++letter) {
-            word += static_cast<char16_t>(u'a' + sequence.below(26));
+            word += static_cast<char16_t>(u'a' + sequence.below(26U));
         }
         words.push_back(word);
     }
@@ -71,7 +71,7 @@ std::vector<TestMessage> messagesOf(const Language &language, std::size_t count,
         const bool isSpam = i % 3 == 0;
         std::u16string text;
         for (int word = 0; word < 12; ++word) {
-            const bool own = sequence.below(60) != 0; // now and then a word of the other class
+            const bool own = sequence.below(60U) != 0; // now and then a word of the other class
             text += word % 2 == 1 ? any(language.common) : any(own == isSpam ? language.spam : language.ham);
         }
         messages.push_back({isSpam, text, 0, i + 1});

@@ -44,7 +44,7 @@ TEST(token_candidates, indexed_segmentation_equals_that_of_the_store)
     std::vector<std::uint8_t> listed(candidates.tokens.size(), 0);
     Store store;
     for (std::size_t i = 0; i < listed.size(); ++i) {
-        if (sequence.below(4) == 0) {
+        if (sequence.below(4U) == 0) {
             listed[i] = 1;
             store.tokens[unpackToken(candidates.tokens[i])] = {1, 1};
         }

@@ -114,10 +114,10 @@ inline std::vector<LabelledText> corpusWithNumbers()
         if (message.spam) {
             message.text += u" call 07712345678 or 0";
             for (int i = 0; i < 10; ++i) {
-                message.text += static_cast<char16_t>(u'0' + sequence.below(10));
+                message.text += static_cast<char16_t>(u'0' + sequence.below(10U));
             }
             message.text += u" now for only";
-            message.text += sequence.below(2) == 0 ? u" 2000 pounds" : u" little money";
+            message.text += sequence.below(2U) == 0 ? u" 2000 pounds" : u" little money";
         }
     }
     return corpus;
