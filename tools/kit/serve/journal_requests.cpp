@@ -72,7 +72,7 @@ struct FoundPage {
 
 } // namespace
 
-static FoundPage page(MessageJournal &journal, JournalFilter filter)
+static FoundPage page(MessageJournal &journal, const JournalFilter &filter)
 {
     FoundPage found;
     const std::vector<JournalEntry> entries = journal.list(filter);

@@ -24,7 +24,7 @@ export function forgetToken() {
   sessionStorage.removeItem(tokenKey);
 }
 
-async function send(method, path, { body, type, signal } = {}) {
+async function send(method, path, {body, type, signal} = {}) {
   const headers = {};
   if (token() !== null) {
     headers.Authorization = `Bearer ${token()}`;
@@ -35,7 +35,8 @@ async function send(method, path, { body, type, signal } = {}) {
   let response;
   try {
     // Without credentials of the browser's own, it does not ask for a password by itself.
-    response = await fetch(new URL(path, document.baseURI), { method, headers, body, signal, credentials: "omit", cache: "no-store" });
+    response = await fetch(
+        new URL(path, document.baseURI), {method, headers, body, signal, credentials: "omit", cache: "no-store"});
   } catch (error) {
     if (error.name === "AbortError") {
       throw error;
@@ -49,15 +50,17 @@ async function send(method, path, { body, type, signal } = {}) {
   }
   if (!response.ok) {
     const problem = await response.json().catch(() => ({}));
-    throw new Problem(response.status, problem.type ?? "", problem.detail ?? `The service answered with status ${response.status}.`);
+    throw new Problem(
+        response.status, problem.type ?? "", problem.detail ?? `The service answered with status ${response.status}.`);
   }
   return response;
 }
 
 export async function read(path, parameters = {}, signal = undefined) {
-  const query = new URLSearchParams(Object.entries(parameters).filter(([, value]) => value !== "" && value !== null && value !== undefined));
+  const query = new URLSearchParams(
+      Object.entries(parameters).filter(([, value]) => value !== "" && value !== null && value !== undefined));
   const text = query.toString();
-  return (await send("GET", text === "" ? path : `${path}?${text}`, { signal })).json();
+  return (await send("GET", text === "" ? path : `${path}?${text}`, {signal})).json();
 }
 
 export async function readText(path) {
@@ -66,7 +69,7 @@ export async function readText(path) {
 
 // What asks something of the service without a change.
 export async function ask(path, value) {
-  return (await send("POST", path, { body: JSON.stringify(value), type: "application/json" })).json();
+  return (await send("POST", path, {body: JSON.stringify(value), type: "application/json"})).json();
 }
 
 // What changes something; other tabs hear of it.
@@ -77,7 +80,7 @@ export async function change(path, value) {
 }
 
 export async function upload(path, file, type) {
-  const answer = await (await send("POST", path, { body: file, type })).json();
+  const answer = await (await send("POST", path, {body: file, type})).json();
   tabs.postMessage("changed");
   return answer;
 }

@@ -16,7 +16,8 @@ function fill(made, attributes, children) {
   return made;
 }
 
-// An element of HTML. Handlers are functions under onclick, onsubmit, oninput, onchange; children are elements and texts.
+// An element of HTML. Handlers are functions under onclick, onsubmit, oninput, onchange; children are elements and
+// texts.
 export function element(tag, attributes = {}, ...children) {
   return fill(document.createElement(tag), attributes, children);
 }
@@ -27,7 +28,7 @@ export function drawn(tag, attributes = {}, ...children) {
 }
 
 export function button(label, onclick, attributes = {}) {
-  return element("button", { type: "button", onclick, ...attributes }, label);
+  return element("button", {type: "button", onclick, ...attributes}, label);
 }
 
 // What happened, for eyes and for screen readers.
@@ -36,13 +37,15 @@ export function say(text) {
 }
 
 export function problemNote(problem) {
-  return element("p", { class: "note problem", role: "alert" }, problem.message);
+  return element("p", {class: "note problem", role: "alert"}, problem.message);
 }
 
 // Does what a user asked for, with its buttons off meanwhile; a problem is told in the place. True when it was done.
 export async function attempt(place, buttons, work) {
   place.replaceChildren();
-  buttons.forEach((one) => { one.disabled = true; });
+  buttons.forEach((one) => {
+    one.disabled = true;
+  });
   try {
     await work();
     return true;
@@ -55,14 +58,16 @@ export async function attempt(place, buttons, work) {
     }
     return false;
   } finally {
-    buttons.forEach((one) => { one.disabled = false; });
+    buttons.forEach((one) => {
+      one.disabled = false;
+    });
   }
 }
 
-const shortTime = new Intl.DateTimeFormat(undefined, { dateStyle: "medium", timeStyle: "short" });
+const shortTime = new Intl.DateTimeFormat(undefined, {dateStyle: "medium", timeStyle: "short"});
 
 export function timeOf(text) {
-  return element("time", { datetime: text }, shortTime.format(new Date(text)));
+  return element("time", {datetime: text}, shortTime.format(new Date(text)));
 }
 
 export function counted(count, one, many) {

@@ -1,6 +1,7 @@
-// Texts and numbers that somebody sent. They are data whatever they hold: characters that cannot be seen or that turn the
-// direction of others are shown by their codes and do nothing, and letters that stand in for other letters are pointed at.
-import { element } from "./elements.js";
+// Texts and numbers that somebody sent. They are data whatever they hold: characters that cannot be seen or that turn
+// the direction of others are shown by their codes and do nothing, and letters that stand in for other letters are
+// pointed at.
+import {element} from "./elements.js";
 
 // Controls, formats, surrogates without a partner, private use, separators of lines, and letters that show nothing.
 const unseen = /[\p{Cc}\p{Cf}\p{Cs}\p{Co}\p{Zl}\p{Zp}\u115F\u1160\u2800\u3164\uFFA0]/u;
@@ -9,7 +10,9 @@ const joiner = "\u200D";
 const nonJoiner = "\u200C";
 // These join and part letters of scripts that are written joined, and pictures.
 const joinsBefore = /[\p{Extended_Pictographic}\p{Emoji_Modifier}\uFE0F]/u;
-const joinedScript = /[\p{Script=Arabic}\p{Script=Devanagari}\p{Script=Bengali}\p{Script=Gujarati}\p{Script=Kannada}\p{Script=Malayalam}\p{Script=Tamil}\p{Script=Telugu}\p{Script=Sinhala}\p{Script=Mongolian}]/u;
+const joinedScripts =
+    ["Arabic", "Devanagari", "Bengali", "Gujarati", "Kannada", "Malayalam", "Tamil", "Telugu", "Sinhala", "Mongolian"];
+const joinedScript = new RegExp(`[${joinedScripts.map((name) => `\\p{Script=${name}}`).join("")}]`, "u");
 
 function isUsual(letters, at) {
   const letter = letters[at];
@@ -40,7 +43,7 @@ function alphabetOf(letter) {
 // A letter or digit that is one of ASCII in another shape: full-width, mathematical, in a circle.
 function isShape(letter) {
   return letter.codePointAt(0) > 0x7f && !/\p{Script=Latin}\p{M}|[ªº¹²³]/u.test(letter) &&
-    /^[A-Za-z0-9()]+$/.test(letter.normalize("NFKC"));
+      /^[A-Za-z0-9()]+$/.test(letter.normalize("NFKC"));
 }
 
 // The places of letters in words that mix alphabets, and of such shapes.
@@ -90,11 +93,15 @@ export function shown(text, pointing = true) {
     }
     if (unseen.test(letter) && !isUsual(letters, at)) {
       flush();
-      children.push(element("span", { class: "code", title: "a character that is not seen, or turns others" }, codeOf(letter)));
+      children.push(
+          element("span", {class: "code", title: "a character that is not seen, or turns others"}, codeOf(letter)));
     } else if (places.has(at)) {
       flush();
       const name = alphabetOf(letter);
-      children.push(element("span", { class: "alike", title: `${codeOf(letter)}${name ? ", " + name : ""}: not the letter that it looks like` }, letter));
+      children.push(element(
+          "span",
+          {class: "alike", title: `${codeOf(letter)}${name ? ", " + name : ""}: not the letter that it looks like`},
+          letter));
     } else {
       plain += letter;
     }
@@ -105,11 +112,11 @@ export function shown(text, pointing = true) {
 
 // An element of its own direction, whatever stands beside it.
 export function foreign(text, attributes = {}, tag = "bdi") {
-  return element(tag, { dir: "auto", ...attributes }, shown(text));
+  return element(tag, {dir: "auto", ...attributes}, shown(text));
 }
 
 export function sender(number) {
-  return number === "" ? element("span", { class: "sender none" }, "no sender") : foreign(number, { class: "sender" });
+  return number === "" ? element("span", {class: "sender none"}, "no sender") : foreign(number, {class: "sender"});
 }
 
 // Whether something of it is shown otherwise than it came.

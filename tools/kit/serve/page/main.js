@@ -1,19 +1,19 @@
 // Which view is shown, and asking for the token.
-import { Problem, forgetToken, keepToken, onChange, onRefused, token } from "./api.js";
-import { button, element, problemNote, say } from "./elements.js";
-import { explainView } from "./explain.js";
-import { listsView } from "./lists.js";
-import { messageView } from "./message.js";
-import { messagesView } from "./messages.js";
-import { weeksView } from "./weeks.js";
+import {forgetToken, keepToken, onChange, onRefused, Problem, token} from "./api.js";
+import {button, element, problemNote, say} from "./elements.js";
+import {explainView} from "./explain.js";
+import {listsView} from "./lists.js";
+import {messageView} from "./message.js";
+import {messagesView} from "./messages.js";
+import {weeksView} from "./weeks.js";
 
 // Each fills the element that it is given, and returns what brings it up to date, if it can be.
 const views = [
-  { path: /^\/messages$/, name: "Messages", show: messagesView },
-  { path: /^\/message\/(\d+)$/, name: "Message", nav: "Messages", show: messageView },
-  { path: /^\/lists$/, name: "Lists", show: listsView },
-  { path: /^\/weeks$/, name: "Weeks", show: weeksView },
-  { path: /^\/explain$/, name: "Explain", show: explainView },
+  {path: /^\/messages$/, name: "Messages", show: messagesView},
+  {path: /^\/message\/(\d+)$/, name: "Message", nav: "Messages", show: messageView},
+  {path: /^\/lists$/, name: "Lists", show: listsView},
+  {path: /^\/weeks$/, name: "Weeks", show: weeksView},
+  {path: /^\/explain$/, name: "Explain", show: explainView},
 ];
 
 const main = document.getElementById("main");
@@ -22,33 +22,40 @@ let turn = 0;
 let refresh = null;
 
 function tokenForm(wasWrong) {
-  const field = element("input", { type: "password", id: "token", autocomplete: "off", required: true, spellcheck: "false" });
+  const field =
+      element("input", {type: "password", id: "token", autocomplete: "off", required: true, spellcheck: "false"});
   const submit = (event) => {
     event.preventDefault();
     keepToken(field.value.trim());
     show();
   };
   main.replaceChildren(
-    element("h1", {}, "Token"),
-    element("p", {}, "This service answers only those who know its token: the first line of the file that it was started with. It is kept until this tab is closed."),
-    wasWrong ? element("p", { class: "note problem", role: "alert" }, "That is not the token.") : "",
-    element("form", { class: "fields", onsubmit: submit },
-      element("label", { for: "token" }, "Token"), field,
-      element("button", { type: "submit", class: "main" }, "Open")));
+      element("h1", {}, "Token"),
+      element(
+          "p", {},
+          "This service answers only those who know its token: the first line of the file that it was started with. " +
+              "It is kept until this tab is closed."),
+      wasWrong ? element("p", {class: "note problem", role: "alert"}, "That is not the token.") : "",
+      element("form", {class: "fields", onsubmit: submit}, element("label", { for: "token"
+              }, "Token"), field, element("button", {type: "submit", class: "main"}, "Open")));
   field.focus();
 }
 
 function noJournal() {
   main.replaceChildren(
-    element("h1", {}, "No journal"),
-    element("p", { class: "note", id: "no-journal" }, "This service keeps no messages. Started with --journal FILE, it keeps each message that it rates, and this page shows them."),
-    element("p", {}, "You can still edit the ", element("a", { href: "#/lists" }, "lists"), " and have a message ",
-      element("a", { href: "#/explain" }, "explained"), "."));
+      element("h1", {}, "No journal"),
+      element(
+          "p", {class: "note", id: "no-journal"},
+          "This service keeps no messages. Started with --journal FILE, it keeps each message that it rates, " +
+              "and this page shows them."),
+      element(
+          "p", {}, "You can still edit the ", element("a", {href: "#/lists"}, "lists"), " and have a message ",
+          element("a", {href: "#/explain"}, "explained"), "."));
 }
 
 function failed(error) {
   if (error.name === "AbortError" || error.status === 401) {
-    return; // asked for by another view, or answered by the token's form
+    return;  // asked for by another view, or answered by the token's form
   }
   if (!(error instanceof Problem)) {
     throw error;
@@ -76,7 +83,7 @@ async function show() {
   forget.hidden = token() === null;
   say("");
   refresh = null;
-  const room = element("div", { class: "view" });
+  const room = element("div", {class: "view"});
   main.replaceChildren(room);
   main.setAttribute("aria-busy", "true");
   try {
@@ -111,7 +118,7 @@ forget.addEventListener("click", () => {
   show();
 });
 document.getElementById("skip").addEventListener("click", (event) => {
-  event.preventDefault(); // the address says which view is shown
+  event.preventDefault();  // the address says which view is shown
   main.focus();
 });
 window.addEventListener("hashchange", () => {

@@ -1,7 +1,11 @@
 // What the service's words mean to people.
-import { element } from "./elements.js";
+import {element} from "./elements.js";
 
-const verdicts = { spam: "spam", ham: "not spam", unsure: "unsure" };
+const verdicts = {
+  spam: "spam",
+  ham: "not spam",
+  unsure: "unsure"
+};
 
 const reasons = {
   "black-list": "The sender is on the black list.",
@@ -40,7 +44,7 @@ export function stepWord(reason) {
 }
 
 export function verdictTag(rating) {
-  return element("span", { class: `tag ${rating}` }, verdictWord(rating));
+  return element("span", {class: `tag ${rating}`}, verdictWord(rating));
 }
 
 // Two places behind the point, but never a certainty that is none.
