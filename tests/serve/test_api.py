@@ -268,7 +268,7 @@ class Countries(ServiceTest):
 
     def test_a_wrong_country_is_said_at_the_start(self):
         self.serve()
-        self.assertIn("UK is no country", velq("serve", "--install", self.install, "--country", "UK", status=64))
+        self.assertIn("UK is not a country", velq("serve", "--install", self.install, "--country", "UK", status=64))
 
     def test_without_a_country_numbers_only_lose_their_punctuation(self):
         service = self.start()
