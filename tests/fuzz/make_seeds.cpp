@@ -335,6 +335,11 @@ void writeServeSeeds()
     write("hooks-forward", "forward\n" + hooks);
     write("status", "GET /healthz\n\n" + next + "GET /v1/versions\n\n" + next + "HEAD /v1/lists/white\n\n" + next +
                         "PUT /v1/rate\n\n" + next + "GET /other\n\n");
+    const std::string sender = "POST /v1/sender" + json;
+    write("senders", rate + R"({"number":"+4512345678","body":"free"})" + next + sender +
+                         R"({"as":"blocked","message":1})" + next + "GET /v1/journal/1\n\n" + next + sender +
+                         R"({"as":"allowed","message":1})" + next + sender + R"({"undo":true,"message":1})" + next +
+                         "GET /v1/weeks\n\n" + next + "GET /v1/journal/x\n\n");
     write("access", "POST /v1/rate\nhost: [::1]:8125\norigin: http://filter.example\nsec-fetch-site: cross-site\n"
                     "authorization: 0123456789abcdef\ncontent-type: APPLICATION/JSON ;x\n\n{}");
     const std::string sent = "\ncontent-type: application/octet-stream\n\n";

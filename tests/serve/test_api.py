@@ -204,7 +204,8 @@ class Lists(ServiceTest):
     def test_wrong_requests_are_refused(self):
         service = self.start()
         for body, status in (({}, 422), ({"number": 1}, 400), ({"number": "1", "hidden": 2}, 422),
-                             ({"number": "1", "extendID": 2 ** 40}, 400), ({"number": "1" * 30}, 422), ([], 400)):
+                             ({"number": "1", "extendID": 2 ** 40}, 400),
+                             ({"number": "1", "extendID": 2 ** 64 - 1}, 400), ({"number": "1" * 30}, 422), ([], 400)):
             self.assertEqual(service.post("/v1/lists/black", body).status, status, body)
         for target in ("", "?uid=1&number=2", "?uid=x", "?all=yes", "?number=a%20b", "?unknown=1", "?uid=1&uid=2"):
             self.assertEqual(service.request("DELETE", "/v1/lists/black" + target).status, 400, target)

@@ -169,7 +169,7 @@ void checkAnswer(const HttpRequest &request, const HttpResponse &response)
     } else if (request.path == "/v1/rate") {
         checkVerdicts(request, response);
     } else if (response.type == "application/json") {
-        static_cast<void>(Json::parse(response.body));
+        require(!Json::parse(response.body).is_discarded(), "an answer that is no JSON");
     }
 }
 

@@ -88,7 +88,9 @@ static std::int32_t smallInteger(const nlohmann::json &object, const char *name)
     if (member == object.end()) {
         return 0;
     }
-    const bool fits = member->is_number_integer() &&
+    const bool isHuge = member->is_number_unsigned() &&
+                        member->get<std::uint64_t>() > std::uint64_t{std::numeric_limits<std::int32_t>::max()};
+    const bool fits = member->is_number_integer() && !isHuge &&
                       member->get<std::int64_t>() >= std::numeric_limits<std::int32_t>::min() &&
                       member->get<std::int64_t>() <= std::numeric_limits<std::int32_t>::max();
     if (!fits) {
