@@ -53,9 +53,9 @@ void Progress::draw(std::uint64_t done)
         err_ << done << std::flush;
         return;
     }
-    constexpr std::uint64_t width = 30;
+    constexpr std::size_t width = 30;
     const std::uint64_t shown = std::min(done, total_);
-    const std::uint64_t filled = shown * width / total_;
+    const auto filled = static_cast<std::size_t>(shown * width / total_);
     err_ << '[' << std::string(filled, '#') << std::string(width - filled, '.') << "] " << shown * 100 / total_ << " %"
          << std::flush;
 }
