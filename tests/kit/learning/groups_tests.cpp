@@ -71,7 +71,7 @@ TEST(groups, script_of_few_messages_is_learned_along_with_the_first_in_its_order
 TEST(groups, tenth_of_the_units_decides_the_script)
 {
     const auto scriptOf = [](const std::u16string &text) {
-        std::vector<LabelledText> messages = hundredsOf({u"see", u"\u6211", u"\u0E01\u0E32"});
+        std::vector<LabelledText> messages = hundredsOf({u"see", u"\u6211", u"\u0E01\u0E32", u"\u043F\u0440"});
         messages.push_back({true, text});
         for (const ScriptGroup &group : groupsByScript(messages)) {
             if (group.messages.size() == 201) {
@@ -83,6 +83,9 @@ TEST(groups, tenth_of_the_units_decides_the_script)
     EXPECT_EQ(scriptOf(u"abcdefghi\u6211"), Script::wide);
     EXPECT_EQ(scriptOf(u"abcdefghij\u6211"), Script::narrow);
     EXPECT_EQ(scriptOf(u"abcdefghi\u0E01"), Script::thai);
+    EXPECT_EQ(scriptOf(u"abcdefghi\u043F"), Script::cyrillic);
+    EXPECT_EQ(scriptOf(u"abcdefghij\u043F"), Script::narrow);
+    EXPECT_EQ(scriptOf(u"\u043F\u6211"), Script::wide);
     EXPECT_EQ(scriptOf(u""), Script::narrow);
 }
 

@@ -101,6 +101,33 @@ TEST(store_builder, joint_store_rates_both_scripts)
     EXPECT_GE(accuracy(store, wideCorpus(300, 4)), 0.95);
 }
 
+// The corpus with its letters moved to another alphabet.
+std::vector<LabelledText> inCyrillic(std::vector<LabelledText> messages)
+{
+    for (LabelledText &message : messages) {
+        for (char16_t &unit : message.text) {
+            unit = unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(u'\u0430' + (unit - u'a')) : unit;
+        }
+    }
+    return messages;
+}
+
+TEST(store_builder, cyrillic_messages_are_rated_and_leave_the_tokens_of_others_as_they_are)
+{
+    std::vector<LabelledText> corpus = narrowCorpus(400, 1);
+    const Store alone = tuned(corpus);
+    const std::vector<LabelledText> cyrillic = inCyrillic(narrowCorpus(400, 2));
+    corpus.insert(corpus.end(), cyrillic.begin(), cyrillic.end());
+    const Store both = tuned(corpus);
+    EXPECT_GT(both.tokens.size(), alone.tokens.size());
+    for (const auto &[token, counts] : alone.tokens) {
+        const auto found = both.tokens.find(token);
+        ASSERT_NE(found, both.tokens.end());
+        EXPECT_EQ(found->second, counts);
+    }
+    EXPECT_GE(accuracy(both, inCyrillic(narrowCorpus(300, 3))), 0.95);
+}
+
 TEST(store_builder, ascii_tokens_come_from_the_alphabets_messages_alone)
 {
     std::vector<LabelledText> corpus = jointCorpus();

@@ -28,8 +28,16 @@ Script scriptOf(const std::u16string &text)
     if (share([](char16_t unit) { return unit >= firstWide; }) >= text.size()) {
         return Script::wide;
     }
-    return share([](char16_t unit) { return unit >= 0x0E00 && unit <= 0x0E7F; }) >= text.size() ? Script::thai
+    if (share([](char16_t unit) { return unit >= 0x0E00 && unit <= 0x0E7F; }) >= text.size()) {
+        return Script::thai;
+    }
+    return share([](char16_t unit) { return unit >= 0x0400 && unit <= 0x052F; }) >= text.size() ? Script::cyrillic
                                                                                                 : Script::narrow;
+}
+
+std::vector<ScriptGroup> emptyGroups()
+{
+    return {{Script::narrow, {}}, {Script::wide, {}}, {Script::thai, {}}, {Script::cyrillic, {}}};
 }
 
 std::size_t fewerOfClass(const std::vector<LabelledText> &messages)
@@ -43,11 +51,14 @@ std::size_t fewerOfClass(const std::vector<LabelledText> &messages)
 
 std::vector<ScriptGroup> groupsByScript(std::vector<LabelledText> messages)
 {
-    std::vector<ScriptGroup> groups = {{Script::narrow, {}}, {Script::wide, {}}, {Script::thai, {}}};
+    std::vector<ScriptGroup> groups = emptyGroups();
     std::vector<std::pair<std::size_t, std::size_t>> places; // of each message: its group, its number there
     for (LabelledText &message : messages) {
         const Script script = scriptOf(filterText(message.text));
-        const std::size_t group = script == Script::narrow ? 0 : script == Script::wide ? 1 : 2;
+        const auto group =
+            static_cast<std::size_t>(std::find_if(groups.begin(), groups.end(),
+                                                  [script](const ScriptGroup &one) { return one.script == script; }) -
+                                     groups.begin());
         places.emplace_back(group, groups[group].messages.size());
         groups[group].messages.push_back(std::move(message));
     }
@@ -57,7 +68,7 @@ std::vector<ScriptGroup> groupsByScript(std::vector<LabelledText> messages)
     // What is too few goes to the first large group; without any, all messages are one group.
     const auto large = static_cast<std::size_t>(std::find(isLarge.begin(), isLarge.end(), true) - isLarge.begin());
     const std::size_t home = large == groups.size() ? 0 : large;
-    std::vector<ScriptGroup> joined = {{Script::narrow, {}}, {Script::wide, {}}, {Script::thai, {}}};
+    std::vector<ScriptGroup> joined = emptyGroups();
     for (const auto &[group, number] : places) {
         joined[isLarge[group] ? group : home].messages.push_back(std::move(groups[group].messages[number]));
     }

@@ -17,7 +17,8 @@ namespace velq::kit {
 enum class Script : std::uint8_t {
     narrow, // alphabets with blanks between words
     thai,   // an alphabet without blanks
-    wide    // ideographs, kana, Hangul
+    wide,   // ideographs, kana, Hangul
+    cyrillic
 };
 
 struct ScriptGroup {
@@ -25,8 +26,9 @@ struct ScriptGroup {
     std::vector<LabelledText> messages;
 };
 
-// Up to three groups, narrow, wide, Thai: a message is wide or Thai when at least a tenth of it is. A script of too few
-// messages of a class is learned along with the first. The order within a group is that of `messages`.
+// Up to four groups, narrow, wide, Thai, Cyrillic: a message is of one of the latter when at least a tenth of it is,
+// the first that fits. A script of too few messages of a class is learned along with the first. The order within a
+// group is that of `messages`.
 std::vector<ScriptGroup> groupsByScript(std::vector<LabelledText> messages);
 
 // What a group has to mind when it takes tokens.

@@ -34,15 +34,23 @@ struct Recipe {
     bool crops;
     VoteRule voteRule;
     EliminationRule eliminationRule;
+    FitCosts ofCosts; // what part of the maker's costs counts
 };
 
 Recipe recipeOf(Script script)
 {
     constexpr double hamShare = 0.62;
-    const Recipe narrow = {{0.85, hamShare}, true, true, {2.6, 2.0, 100}, {}};
-    const Recipe wide = {{0.7, hamShare}, false, false, {}, {40000, 8000, 14000}};
-    const Recipe thai = {{0.7, hamShare}, false, false, {}, {40000, 4000, 14000}};
-    return script == Script::narrow ? narrow : script == Script::wide ? wide : thai;
+    switch (script) {
+    case Script::wide:
+        return {{0.7, hamShare}, false, false, {}, {40000, 8000, 14000}, {1, 1}};
+    case Script::thai: // the same costs would block far less and let more through than elsewhere
+        return {{0.7, hamShare}, false, false, {}, {40000, 4000, 14000}, {0.5, 0.7}};
+    case Script::cyrillic: // of few messages
+        return {{0.85, hamShare}, true, true, {1.6, 1.2, 100}, {}, {1, 1}};
+    case Script::narrow:
+        break;
+    }
+    return {{0.85, hamShare}, true, true, {2.6, 2.0, 100}, {}, {1, 1}};
 }
 
 // What the groups of a build have in common.
@@ -76,7 +84,7 @@ Learned learn(ScriptGroup &&scriptGroup, const Surroundings &around, const Build
     for (std::size_t i = 0; i < held.size(); ++i) {
         held[i] |= choice.fillers[i];
     }
-    const FitCosts costs = {rules.blockedCost, rules.unsureCost};
+    const FitCosts costs = {rules.blockedCost * recipe.ofCosts.blocked, rules.unsureCost * recipe.ofCosts.unsure};
     fitLeans(texts, held, costs, seed, choice.leans);
     return collect(group, choice);
 }
