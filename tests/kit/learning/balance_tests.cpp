@@ -64,14 +64,16 @@ TEST(balance, readings_of_a_message_count_as_one_message)
     EXPECT_NEAR(weightOf(messages, true, 0) + weightOf(messages, false, 0), 9, 1e-9);
 }
 
-TEST(balance, written_sources_count_less)
+TEST(balance, written_sources_count_less_each_class_by_its_own_weight)
 {
     std::vector<FilteredText> messages;
     add(messages, 100, false, 0);
     add(messages, 100, true, 0);
     add(messages, 100, false, 4);
-    balance(messages, {0.5, 0.6, 4, 0.3});
-    EXPECT_NEAR(weightOf(messages, false, 4) / weightOf(messages, false, 0), 0.3, 1e-9);
+    add(messages, 100, true, 4);
+    balance(messages, {0.5, 0.6, 4, 0.7, 0.3});
+    EXPECT_NEAR(weightOf(messages, false, 4) / weightOf(messages, false, 0), 0.7, 1e-9);
+    EXPECT_NEAR(weightOf(messages, true, 4) / weightOf(messages, true, 0), 0.3, 1e-9);
 }
 
 TEST(balance, classes_have_their_shares_within_each_language)

@@ -52,20 +52,20 @@ void balance(std::vector<FilteredText> &messages, const BalanceRule &rule,
             languagesWithOthers.insert(languageOf(stratum.first));
         }
     }
-    const auto weightOf = [&](std::uint32_t source) {
+    const auto weightOf = [&](std::uint32_t source, bool spam) {
         const bool isLight = source >= rule.firstLight && languagesWithOthers.contains(languageOf(source));
-        return isLight ? rule.lightWeight : 1;
+        return !isLight ? 1 : spam ? rule.lightSpamWeight : rule.lightHamWeight;
     };
     std::map<std::uint32_t, Language> all;
     double sum = 0;
     for (const auto &[stratum, size] : strata) {
-        const double power = weightOf(stratum.first) * std::pow(size, rule.sourcePower);
+        const double power = weightOf(stratum.first, stratum.second) * std::pow(size, rule.sourcePower);
         all[languageOf(stratum.first)].classes[stratum.second ? 1 : 0] += power;
         sum += power;
     }
     for (FilteredText &message : messages) {
         const double size = strata[{message.source, message.spam}];
-        message.weight *= weightOf(message.source) * std::pow(size, rule.sourcePower - 1) * before / sum *
+        message.weight *= weightOf(message.source, message.spam) * std::pow(size, rule.sourcePower - 1) * before / sum *
                           factorOf(all[languageOf(message.source)], message.spam, rule.hamShare);
     }
 }

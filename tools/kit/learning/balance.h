@@ -16,7 +16,8 @@ struct BalanceRule {
     double hamShare;    // of the weight of all messages
     // The messages of sources from this number on count less, but for languages that have no others.
     std::uint32_t firstLight = 0xFFFFFFFF;
-    double lightWeight = 1;
+    double lightHamWeight = 1;
+    double lightSpamWeight = 1;
 };
 
 // Sets the weights of a group's messages by their sources, classes and clusters; those that they come with are kept

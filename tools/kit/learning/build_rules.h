@@ -19,7 +19,8 @@ struct BuildRules {
     // Sources from this number on were written for training, and a message of them counts only so much of a genuine
     // one, where there are genuine ones in its language.
     std::uint32_t firstWritten = 0xFFFFFFFF;
-    double writtenWeight = 0.3;
+    double writtenHamWeight = 0.6;
+    double writtenSpamWeight = 0.3;
     // Of near-duplicates: a sequence that stands in the messages of fewer is no token, for it could tell of one sender.
     std::uint32_t fewestClusters = 5;
 };

@@ -65,7 +65,8 @@ Learned learn(ScriptGroup &&scriptGroup, const Surroundings &around, const Build
 {
     Recipe recipe = recipeOf(scriptGroup.script);
     recipe.balance.firstLight = rules.firstWritten;
-    recipe.balance.lightWeight = rules.writtenWeight;
+    recipe.balance.lightHamWeight = rules.writtenHamWeight;
+    recipe.balance.lightSpamWeight = rules.writtenSpamWeight;
     const bool narrow = scriptGroup.script == Script::narrow;
     std::vector<FilteredText> messages = readingsOf(scriptGroup.messages, rules.readings);
     scriptGroup.messages.clear();
