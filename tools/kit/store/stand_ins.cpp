@@ -100,10 +100,10 @@ class Search {
     {
         std::unordered_map<PackedToken, Step> found;
         Cut cut;
-        for (std::uint32_t i = 0; i < texts_.size(); ++i) {
-            cutText(cut, vocabulary_, texts_[i].text, 0);
-            if (judgeText(texts_[i], cut.tokens, vocabulary_, 0, {}, wanted_.prior).worse) {
-                forEachStart(texts_[i], cut, [&found](PackedToken token) { ++found[token].wrong; });
+        for (const auto &text : texts_) {
+            cutText(cut, vocabulary_, text.text, 0);
+            if (judgeText(text, cut.tokens, vocabulary_, 0, {}, wanted_.prior).worse) {
+                forEachStart(text, cut, [&found](PackedToken token) { ++found[token].wrong; });
             }
         }
         std::erase_if(found,

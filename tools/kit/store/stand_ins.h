@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace velq::kit {
@@ -19,7 +20,11 @@ struct JudgedText {
     bool spam = false;
     std::u16string text; // filtered
 
-    friend auto operator<=>(const JudgedText &, const JudgedText &) = default;
+    friend bool operator==(const JudgedText &, const JudgedText &) = default;
+    friend bool operator<(const JudgedText &first, const JudgedText &second)
+    {
+        return std::tie(first.spam, first.text) < std::tie(second.spam, second.text);
+    }
 };
 
 // Counts for tokens that `after` lacks: all those of `before`, neutral where nothing is gained from another lean, and
