@@ -19,6 +19,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <sys/wait.h>
 #include <thread>
@@ -93,10 +94,27 @@ WideText ownNumber(int worker, int index)
     return wide("55" + std::to_string(worker) + std::to_string(10000 + index));
 }
 
+// The rows of the black list, which the other worker may be writing.
+Rows blackRows(const Installation &installation)
+{
+    constexpr std::chrono::seconds longest{60};
+    const auto end = std::chrono::steady_clock::now() + longest;
+    for (;;) {
+        try {
+            return installation.numberRows(NumberList::black);
+        } catch (const std::runtime_error &) {
+            if (std::chrono::steady_clock::now() > end) {
+                throw;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+}
+
 std::set<std::string> listed(const Installation &installation)
 {
     std::set<std::string> numbers;
-    for (const Row &row : installation.numberRows(NumberList::black)) {
+    for (const Row &row : blackRows(installation)) {
         std::string key = row.at(2).bytes.substr(0, row.at(2).bytes.find('\0'));
         std::reverse(key.begin(), key.end());
         numbers.insert(key);
