@@ -35,7 +35,7 @@ APT::Architectures {"amd64";"i386";"armhf";"arm64";};
 APT::Sandbox::User "root";
 END
 export APT_CONFIG=$apt/apt.conf
-if ! find "$apt/lists" -maxdepth 1 -name '*InRelease' -mmin -720 | grep -q .; then
+if [ -z "$(find "$apt/lists" -maxdepth 1 -name '*InRelease' -mmin -720 -print -quit)" ]; then
   apt-get update -qq >&2
 fi
 

@@ -28,6 +28,6 @@ status=0
 tr -d '\r' <"$output"
 # The build sets this variable for GoogleTest programs. A part of a small program may be left without tests, but closes.
 if [ "$status" -eq 0 ] && [ -n "${GTEST_TOTAL_SHARDS:-}" ]; then
-  tr -d '\r' <"$output" | grep -qE '^\[  PASSED  \] [0-9]+ tests?\.$' || { echo "run.sh: $1 did not close"; status=1; }
+  grep -qE $'^\\[  PASSED  \\] [0-9]+ tests?\\.\r?$' "$output" || { echo "run.sh: $1 did not close"; status=1; }
 fi
 exit "$status"

@@ -27,11 +27,10 @@ expect_equal "libvelqtext's name" libvelqtext.so.1 "$(dynamic "$text" SONAME)"
 expect_equal "libvelqtext needs nothing but the system" "" \
   "$(dynamic "$text" NEEDED | grep -vE '^(libc|ld-linux.*)\.so' || true)"
 expect_equal "libvelq looks beside itself" '$ORIGIN' "$(dynamic "$velq" RUNPATH)"
-dynamic "$velq" NEEDED | grep -qx 'libkdsh.so.1' && echo "ok: libvelq needs libkdsh" || fail "libvelq needs libkdsh"
-if dynamic "$velq" NEEDED | grep -q sqlite; then fail "libvelq depends on SQLite directly"; else echo "ok: no direct SQLite"; fi
-if "$nm" -D --undefined-only "$velq" | grep -q sqlite3_; then fail "libvelq calls SQLite directly"; else echo "ok: no SQLite call"; fi
-if "$nm" -D --undefined-only "$velq" | grep -q iconv; then fail "libvelq calls the system's text converters"; else
-  echo "ok: no text converter of the system"
-fi
+needed=$(dynamic "$velq" NEEDED) called=$("$nm" -D --undefined-only "$velq")
+expect_equal "libvelq needs libkdsh" libkdsh.so.1 "$(grep -x 'libkdsh.so.1' <<<"$needed" || true)"
+expect_equal "no direct SQLite" "" "$(grep sqlite <<<"$needed" || true)"
+expect_equal "no SQLite call" "" "$(grep sqlite3_ <<<"$called" || true)"
+expect_equal "no text converter of the system" "" "$(grep iconv <<<"$called" || true)"
 
 tell_failures

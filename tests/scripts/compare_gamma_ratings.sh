@@ -7,7 +7,8 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 folder=$(dirname "$(realpath "$other")")
 
-LD_LIBRARY_PATH=$folder ldd "$program" | grep -qF "$folder/libvelq.so.1" || { echo "FAIL: $other is not loaded"; exit 1; }
+libraries=$(LD_LIBRARY_PATH=$folder ldd "$program")
+[[ $libraries == *"$folder/libvelq.so.1"* ]] || { echo "FAIL: $other is not loaded"; exit 1; }
 
 # ratings NAME: what the tests say of them.
 ratings() {
