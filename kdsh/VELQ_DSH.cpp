@@ -111,12 +111,14 @@ int VELQ_DSH_Prepare(VELQ_DSH_Connection *connection, const char *sql, int lengt
     if (code == SQLITE_OK && bounds != nullptr && bounds->hasCode && isTimeUp(*bounds)) {
         code = SQLITE_INTERRUPT;
     }
-    if (code == SQLITE_OK && bounds != nullptr && !bounds->hasCode && tail != nullptr) {
+    if (code == SQLITE_OK && bounds != nullptr && !bounds->hasCode) {
         *statement = takeKept(*bounds, sql, static_cast<std::size_t>(length));
-        if (*statement != nullptr) {
+    }
+    if (*statement != nullptr) {
+        if (tail != nullptr) {
             *tail = sql + length;
-            return SQLITE_OK;
         }
+        return SQLITE_OK;
     }
     code = code == SQLITE_OK ? sqlite3_prepare_v2(connection, sql, length, statement, tail) : code;
     return code == SQLITE_OK && bounds != nullptr && bounds->hasCode ? boundValues(*bounds, *statement) : code;

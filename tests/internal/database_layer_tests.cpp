@@ -215,6 +215,23 @@ TEST_F(AccessLayer, function_that_is_registered_again_is_the_new_one)
     }
 }
 
+TEST_F(AccessLayer, function_that_stands_is_left_as_it_is)
+{
+    const VELQ_DSH_Function answers[] = {
+        [](VELQ_DSH_Context *context, int, VELQ_DSH_Value **) { VELQ_DSH_returnInt(context, 1); },
+        [](VELQ_DSH_Context *context, int, VELQ_DSH_Value **) { VELQ_DSH_returnInt(context, 2); }};
+    const auto enter = [&](int i) {
+        return VELQ_DSH_makeUserHand(connection_, "answer", 0, VELQ_DSH_ANY_TEXT, connection_, answers[i], nullptr,
+                                     nullptr);
+    };
+    ASSERT_EQ(enter(0), 0);
+    VELQ_DSH_Statement *select = prepare("SELECT 1;");
+    ASSERT_EQ(VELQ_DSH_doNext(select), VELQ_DSH_ROW);
+    EXPECT_EQ(enter(0), 0) << "nothing is to be exchanged";
+    EXPECT_EQ(enter(1), VELQ_DSH_BUSY) << "no function is exchanged while a statement runs";
+    EXPECT_EQ(VELQ_DSH_Fini(select), 0);
+}
+
 TEST_F(AccessLayer, statement_that_was_kept_is_handed_out_for_its_text)
 {
     execute("INSERT INTO t VALUES(1, 2);");

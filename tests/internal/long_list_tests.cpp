@@ -219,6 +219,19 @@ void insert(const std::filesystem::path &file, const Rows &rows)
     Database(file).execForEach("INSERT INTO blackList(uid, hidden, number) VALUES(?,?,?);", rows);
 }
 
+// Asks for numbers like those on the list; returns how many were found.
+int expectAnswersOfPlainStatement(const std::filesystem::path &file, Texts &texts)
+{
+    int found = 0;
+    for (int i = 0; i < 40; ++i) {
+        const std::string key = texts.text();
+        const int expected = plainAnswer(file, key);
+        EXPECT_EQ(engineAnswer(key), expected) << show(Value::ofText(key));
+        found += expected;
+    }
+    return found;
+}
+
 TEST_P(LongList, lookup_answers_as_the_plain_statement)
 {
     RunningEngine engine(Trace::off, StartVariant::plain);
@@ -228,12 +241,8 @@ TEST_P(LongList, lookup_answers_as_the_plain_statement)
     for (int round = 0; round < 25; ++round) {
         makeList(file, GetParam());
         insert(file, randomRows(texts, rowsVisited));
-        for (int i = 0; i < 40; ++i) {
-            const std::string key = texts.text();
-            const int expected = plainAnswer(file, key);
-            ASSERT_EQ(engineAnswer(key), expected) << show(Value::ofText(key)) << " in round " << round;
-            found += expected;
-        }
+        SCOPED_TRACE(round);
+        found += expectAnswersOfPlainStatement(file, texts);
     }
     EXPECT_GT(found, 50) << "some keys must be listed for the comparison to say anything";
     EXPECT_EQ(engine.newLines(), std::vector<std::string>{});
@@ -256,12 +265,8 @@ TEST_P(LongList, lookup_on_the_standing_connection_answers_as_the_plain_statemen
             Database(file).exec("DELETE FROM blackList;");
         }
         insert(file, randomRows(texts, rowsVisitedKeptOpen));
-        for (int i = 0; i < 40; ++i) {
-            const std::string key = texts.text();
-            const int expected = plainAnswer(file, key);
-            ASSERT_EQ(engineAnswer(key), expected) << show(Value::ofText(key)) << " in round " << round;
-            found += expected;
-        }
+        SCOPED_TRACE(round);
+        found += expectAnswersOfPlainStatement(file, texts);
     }
     EXPECT_GT(found, 50) << "some keys must be listed for the comparison to say anything";
     EXPECT_EQ(engine.newLines(), std::vector<std::string>{});
