@@ -9,6 +9,7 @@
 #include "support/kit_errors.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 
 namespace velq::test {
 namespace {
@@ -51,6 +52,8 @@ void fillWhiteList(const Installation &installation)
           Value::ofInteger(-2)},
          {Value::ofNull(), Value::ofBlob(key), Value::ofText(std::string("a\0b", 3)), Value::ofText("x")},
          {Value::ofInteger(0), Value::ofText(key + "tail"), Value::ofBlob(""), Value::ofNull()},
+         {Value::ofReal(std::numeric_limits<double>::infinity()), Value::ofText(key), Value::ofReal(0.1),
+          Value::ofNull()},
          {Value::ofInteger(0), Value::ofText(storedNumber("13900000002")), Value::ofNull(), Value::ofInteger(1)}});
 }
 
@@ -143,9 +146,11 @@ TEST(list_changes, failure_leaves_both_lists_as_they_were)
 
 TEST(list_changes, damaged_text_is_refused)
 {
-    for (const char *text : {"x", "{}", "[]", R"({"added":[],"removed":[{"list":"black"}]})",
-                             R"({"added":[],"removed":[{"list":"black","row":[1,2]}]})",
-                             R"({"added":[],"removed":[{"list":"white","row":[1,0,{"text":"zz"},null,0]}]})"}) {
+    for (const char *text :
+         {"x", "{}", "[]", R"({"added":[],"removed":[{"list":"black"}]})",
+          R"({"added":[],"removed":[{"list":"black","row":[1,2]}]})",
+          R"({"added":[],"removed":[{"list":"white","row":["integer:1","null","text:zz","null","null"]}]})",
+          R"({"added":[],"removed":[{"list":"white","row":["integer:1","null","null","null",0]}]})"}) {
         expectError(kit::Status::badData, "the change is damaged", [text] { kit::listChangeOf(text, "the change"); });
     }
     EXPECT_TRUE(kit::listChangeOf("", "the change").empty());

@@ -26,6 +26,27 @@ JournalEntry journalEntry(Service &service, std::int64_t id)
     return *entry;
 }
 
+std::optional<std::int64_t> entryMember(const nlohmann::json &order)
+{
+    const auto message = order.find("message");
+    if (message == order.end()) {
+        return std::nullopt;
+    }
+    if (!message->is_number_integer()) {
+        throw Problem(ProblemKind::badRequest, "the member message is no number of a message in the journal");
+    }
+    return message->get<std::int64_t>();
+}
+
+bool undoMember(const nlohmann::json &order)
+{
+    const auto undo = order.find("undo");
+    if (undo != order.end() && !undo->is_boolean()) {
+        throw Problem(ProblemKind::badRequest, "the member undo is neither true nor false");
+    }
+    return undo != order.end() && undo->get<bool>();
+}
+
 static Json orNull(const std::string &text)
 {
     return text.empty() ? Json(nullptr) : Json(text);
@@ -66,7 +87,6 @@ struct Wanted {
 
 struct FoundPage {
     Json messages = Json::array();
-    std::int64_t lookedAt = 0;
     std::optional<std::int64_t> last; // the oldest that was looked at, where there may be more
 };
 
@@ -88,16 +108,15 @@ static FoundPage page(MessageJournal &journal, const JournalFilter &filter)
 // Ratings wait meanwhile, so a search looks at some messages only, and says where to go on.
 static FoundPage searched(MessageJournal &journal, JournalFilter filter, const std::string &text)
 {
-    constexpr std::int64_t most = 5000;
+    constexpr std::uint64_t most = 5000;
     constexpr std::uint64_t atOnce = 500;
     const Wanted wanted{text, inForm(TextForm::prepared, checkedText(text, "the parameter search"))};
     const std::uint64_t limit = filter.limit;
     filter.limit = atOnce;
     FoundPage found;
-    while (found.lookedAt < most) {
+    for (std::uint64_t lookedAt = 0; lookedAt < most; lookedAt += atOnce) {
         const std::vector<JournalEntry> entries = journal.list(filter);
         for (const JournalEntry &entry : entries) {
-            ++found.lookedAt;
             filter.before = entry.id;
             if (wanted.isIn(entry)) {
                 found.messages.push_back(messageJson(entry));

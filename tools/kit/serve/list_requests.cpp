@@ -113,10 +113,7 @@ static std::string textMember(const nlohmann::json &object, const char *name)
 
 static HttpResponse addOne(Service &service, const HttpRequest &request)
 {
-    const nlohmann::json body = jsonBody(request);
-    if (!body.is_object()) {
-        throw Problem(ProblemKind::badRequest, "the body is not an object");
-    }
+    const nlohmann::json body = jsonObject(request);
     const ListCalls &calls = listOf(request);
     const ListEntry entry{.number = service.options.country.of(textMember(body, "number")),
                           .name = textMember(body, "name"),

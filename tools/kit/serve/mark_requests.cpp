@@ -31,21 +31,9 @@ static Rating verdictOf(const nlohmann::json &body)
 
 static MarkOrder orderOf(const nlohmann::json &body)
 {
-    if (!body.is_object()) {
-        throw Problem(ProblemKind::badRequest, "the body is not an object");
-    }
     MarkOrder order;
-    const auto undo = body.find("undo");
-    if (undo != body.end() && !undo->is_boolean()) {
-        throw Problem(ProblemKind::badRequest, "the member undo is neither true nor false");
-    }
-    order.undo = undo != body.end() && undo->get<bool>();
-    if (const auto entry = body.find("message"); entry != body.end()) {
-        if (!entry->is_number_integer()) {
-            throw Problem(ProblemKind::badRequest, "the member message is no number of a message in the journal");
-        }
-        order.entry = entry->get<std::int64_t>();
-    }
+    order.undo = undoMember(body);
+    order.entry = entryMember(body);
     if (order.undo && (body.contains("as") || body.contains("body"))) {
         throw Problem(ProblemKind::badRequest, "undo takes neither a verdict nor a text");
     }
@@ -120,8 +108,8 @@ static Json markEntry(Service &service, const MarkOrder &order)
     correction.add(made);
     entry.correction = correction.verdict;
     entry.changes = correctionText(correction);
-    entry.listChanges = withMove(entry.listChanges, moved);
     try {
+        entry.listChanges = withMove(entry.listChanges, moved);
         journalOf(service).keepDecisions(entry);
     } catch (const Error &) {
         withdraw(service, made); // what the journal does not know could not be taken back
@@ -174,7 +162,7 @@ static Json undoEntry(Service &service, std::int64_t id)
 Outcome markRequest(Service &service, const HttpRequest &request)
 {
     checkParameters(request, {});
-    const MarkOrder order = orderOf(jsonBody(request));
+    const MarkOrder order = orderOf(jsonObject(request));
     Json answer;
     if (order.undo) {
         answer = order.entry ? undoEntry(service, *order.entry) : undoLast(service);

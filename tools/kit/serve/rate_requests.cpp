@@ -63,6 +63,15 @@ nlohmann::json jsonBody(const HttpRequest &request)
     return value;
 }
 
+nlohmann::json jsonObject(const HttpRequest &request)
+{
+    nlohmann::json value = jsonBody(request);
+    if (!value.is_object()) {
+        throw Problem(ProblemKind::badRequest, "the body is not an object");
+    }
+    return value;
+}
+
 ReceivedMessage messageOf(const nlohmann::json &object, const std::string &where)
 {
     if (!object.is_object()) {

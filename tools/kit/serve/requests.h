@@ -45,6 +45,9 @@ std::string contentType(const HttpRequest &request);
 // The body as JSON. Throws Problem: unsupportedType, badRequest.
 nlohmann::json jsonBody(const HttpRequest &request);
 
+// The same, which is an object. Throws Problem (badRequest).
+nlohmann::json jsonObject(const HttpRequest &request);
+
 // A message of a request: an object with the members body and, if it has one, number. `where` names it in problems.
 ReceivedMessage messageOf(const nlohmann::json &object, const std::string &where);
 
@@ -54,6 +57,11 @@ ReceivedMessage messageOf(const nlohmann::json &object, const std::string &where
 MessageJournal &journalOf(Service &service);
 // Throws Problem (notFound).
 JournalEntry journalEntry(Service &service, std::int64_t id);
+
+// What an order has in the member message, the number of a message in the journal. Throws Problem (badRequest).
+std::optional<std::int64_t> entryMember(const nlohmann::json &order);
+// Whether an order is to take something back. Throws Problem (badRequest).
+bool undoMember(const nlohmann::json &order);
 
 // The explanation of a message as it stands now.
 Json explanationOf(Service &service, const ReceivedMessage &message);

@@ -14,8 +14,8 @@ static Json blockOrAllow(Service &service, JournalEntry entry, const std::string
     }
     const ListChange moved = listsChangedBy(service, entry.number, [&] { addEntry(service.engine, calls, sender); });
     entry.sender = as;
-    entry.senderChanges = withMove(entry.senderChanges, moved);
     try {
+        entry.senderChanges = withMove(entry.senderChanges, moved);
         journalOf(service).keepDecisions(entry);
     } catch (const Error &) {
         withdrawMove(service, moved); // what the journal does not know could not be taken back
@@ -40,22 +40,18 @@ static Json undoSender(Service &service, JournalEntry entry)
 Outcome senderRequest(Service &service, const HttpRequest &request)
 {
     checkParameters(request, {});
-    const nlohmann::json body = jsonBody(request);
-    if (!body.is_object()) {
-        throw Problem(ProblemKind::badRequest, "the body is not an object");
+    const nlohmann::json body = jsonObject(request);
+    const std::optional<std::int64_t> message = entryMember(body);
+    if (!message) {
+        throw Problem(ProblemKind::badRequest, "the member message is missing");
     }
-    const auto message = body.find("message");
-    if (message == body.end() || !message->is_number_integer()) {
-        throw Problem(ProblemKind::badRequest, "the member message is no number of a message in the journal");
-    }
+    const bool isUndo = undoMember(body);
     const auto as = body.find("as");
-    const auto undo = body.find("undo");
-    const bool isUndo = undo != body.end() && *undo == true;
     const bool isKnown = as != body.end() && (*as == "blocked" || *as == "allowed");
     if (isUndo ? as != body.end() : !isKnown) {
         throw Problem(ProblemKind::badRequest, "give as, which is blocked or allowed, or undo, which is true");
     }
-    const JournalEntry entry = journalEntry(service, message->get<std::int64_t>());
+    const JournalEntry entry = journalEntry(service, *message);
     return {jsonResponse(isUndo ? undoSender(service, entry) : blockOrAllow(service, entry, as->get<std::string>())),
             std::nullopt};
 }

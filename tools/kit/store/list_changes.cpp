@@ -1,9 +1,10 @@
-// Rows are kept with their storage classes, bytes as hexadecimal digits, for a stored number ends with a zero.
+// Rows are kept with their storage classes: a stored number ends with a zero, which texts of JSON would lose.
 #include "kit/store/list_changes.h"
 
 #include "kit/base/status.h"
 #include "kit/reading/both_lists.h"
 #include "kit/reading/number_match.h"
+#include "kit/store/row_text.h"
 
 #include <algorithm>
 #include <functional>
@@ -83,66 +84,12 @@ std::vector<ListRow> matchingRows(const Installation &installation, const std::s
 
 // ---- As text ------------------------------------------------------------------------------------------------------
 
-static std::string hexOf(std::string_view bytes)
-{
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    for (const char byte : bytes) {
-        text.push_back(digits[static_cast<unsigned char>(byte) >> 4U]);
-        text.push_back(digits[static_cast<unsigned char>(byte) & 0xFU]);
-    }
-    return text;
-}
-
-static std::string bytesOfHex(const std::string &text)
-{
-    std::string bytes;
-    for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
-        bytes.push_back(static_cast<char>(std::stoi(text.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
-}
-
-static Json columnJson(const StoredValue &value)
-{
-    switch (value.kind) {
-    case StoredValue::Kind::null:
-        return nullptr;
-    case StoredValue::Kind::integer:
-        return value.integer;
-    case StoredValue::Kind::real:
-        return value.real;
-    case StoredValue::Kind::text:
-        return {{"text", hexOf(value.bytes)}};
-    case StoredValue::Kind::blob:
-        break;
-    }
-    return {{"blob", hexOf(value.bytes)}};
-}
-
-static StoredValue columnOfJson(const Json &json)
-{
-    StoredValue value;
-    if (json.is_number_integer()) {
-        return StoredValue::ofInteger(json.get<std::int64_t>());
-    }
-    if (json.is_number()) {
-        value.kind = StoredValue::Kind::real;
-        value.real = json.get<double>();
-    } else if (!json.is_null()) {
-        const bool isText = json.contains("text");
-        value.kind = isText ? StoredValue::Kind::text : StoredValue::Kind::blob;
-        value.bytes = bytesOfHex(json.at(isText ? "text" : "blob").get<std::string>());
-    }
-    return value;
-}
-
 static Json rowsJson(const std::vector<ListRow> &rows)
 {
     Json array = Json::array();
     for (const ListRow &row : rows) {
         Json values = Json::array();
-        std::ranges::transform(row.values, std::back_inserter(values), columnJson);
+        std::ranges::transform(row.values, std::back_inserter(values), typedText);
         array.push_back({{"list", row.black ? "black" : "white"}, {"row", values}});
     }
     return array;
@@ -154,7 +101,9 @@ static std::vector<ListRow> rowsOf(const Json &array)
     for (const Json &object : array) {
         ListRow &row = rows.emplace_back();
         row.black = object.at("list") == "black";
-        std::ranges::transform(object.at("row"), std::back_inserter(row.values), columnOfJson);
+        std::ranges::transform(object.at("row"), std::back_inserter(row.values), [](const Json &value) {
+            return typedValue(value.get_ref<const std::string &>()).value();
+        });
         if (row.values.size() != columnCount) {
             throw std::invalid_argument("a row of other columns");
         }

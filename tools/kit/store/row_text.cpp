@@ -10,7 +10,6 @@
 #include <charconv>
 #include <cmath>
 #include <iterator>
-#include <optional>
 
 namespace velq::kit {
 
@@ -75,8 +74,8 @@ std::string hexOf(std::string_view bytes)
     return out;
 }
 
-// The storage class and the exact content: null, integer:5, real:3fe0000000000000 (the bits of the double), text:6162,
-// blob:2e52.
+} // namespace
+
 std::string typedText(const StoredValue &value)
 {
     switch (value.kind) {
@@ -99,8 +98,6 @@ std::string typedText(const StoredValue &value)
     }
     return "null";
 }
-
-} // namespace
 
 bool isTextKey(const StoredValue &key)
 {
@@ -175,6 +172,8 @@ std::optional<std::string> bytesOfHex(std::string_view hex)
     return bytes;
 }
 
+} // namespace
+
 std::optional<StoredValue> typedValue(std::string_view text)
 {
     StoredValue value;
@@ -206,6 +205,8 @@ std::optional<StoredValue> typedValue(std::string_view text)
     value.bytes = *bytes;
     return value;
 }
+
+namespace {
 
 // The units of a token's text; none for an escape that is not one.
 std::optional<std::u16string> unescaped(std::string_view text)

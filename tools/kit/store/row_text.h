@@ -6,11 +6,17 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace velq::kit {
+
+// The storage class and the exact content: null, integer:5, real:3fe0000000000000 (the bits of the double), text:6162,
+// blob:2e52. And back; none for what is no such text.
+std::string typedText(const StoredValue &value);
+std::optional<StoredValue> typedValue(std::string_view text);
 
 // Whether the key is a text of UTF-16 units.
 bool isTextKey(const StoredValue &key);
