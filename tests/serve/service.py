@@ -119,7 +119,6 @@ class Service:
         self.host, self.port = line.strip().removeprefix("listening on http://").rsplit(":", 1)
         self.port = int(self.port)
         self.headers = {}
-        self.local = threading.local()
 
     def err(self):
         self.log.seek(0)
@@ -129,7 +128,7 @@ class Service:
         return http.client.HTTPConnection(self.host.strip("[]"), self.port, timeout=LONGEST)
 
     def request(self, method, target, body=None, kind=None, headers=None, connection=None):
-        """One request; a body that is no bytes goes as JSON. Kept-alive connections, one for each thread."""
+        """One request; a body that is no bytes goes as JSON. It has a connection of its own unless one is given."""
         own = connection is None
         connection = connection or self.connect()
         sent = {**self.headers, **(headers or {})}
@@ -186,11 +185,11 @@ class ServiceTest(unittest.TestCase):
         velq("store", "load", SOURCE / "tests/hooks/store.txt", "-o", store)
         velq("init", "--quiet", self.install, "--store", store)
 
-    def data(self, name):
-        return self.install / "Quenlibra/Tarvolent/data" / name
+    def data(self, name, install=None):
+        return (install or self.install) / "Quenlibra/Tarvolent/data" / name
 
-    def start(self, *options, **more):
-        service = Service(self.install, *options, **more)
+    def start(self, *options, install=None, **more):
+        service = Service(install or self.install, *options, **more)
 
         def end():
             if service.process.poll() is None:
@@ -204,10 +203,10 @@ class ServiceTest(unittest.TestCase):
         """The token store as text."""
         return velq("store", "dump", self.data("prob.bin"))
 
-    def lock(self, name="prob.bin"):
+    def lock(self, name="prob.bin", install=None, how="EXCLUSIVE"):
         """Holds a data file as another program would."""
-        held = sqlite3.connect(self.data(name), isolation_level=None, check_same_thread=False)
-        held.execute("BEGIN EXCLUSIVE")
+        held = sqlite3.connect(self.data(name, install), isolation_level=None, check_same_thread=False)
+        held.execute("BEGIN " + how)
         self.addCleanup(held.close)
         return held
 

@@ -2,13 +2,12 @@
 
 import http.client
 import io
-import os
 import signal
 import socket
 import threading
 import unittest
 
-from service import HAM, LONGEST, SPAM, ServiceTest, wait_until
+from service import LONGEST, SPAM, ServiceTest, wait_until
 
 BODY = b'{"body":"winner claim prize"}'
 

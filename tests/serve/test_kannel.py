@@ -5,7 +5,6 @@ import shutil
 import signal
 import socket
 import subprocess
-import time
 import unittest
 import urllib.parse
 

@@ -7,13 +7,12 @@ import os
 import shutil
 import signal
 import socket
-import sqlite3
 import subprocess
 import sys
 import threading
 import unittest
 
-from service import HAM, LONGEST, PROGRAM, SOURCE, SPAM, Service, ServiceTest, velq, wait_until
+from service import HAM, LONGEST, PROGRAM, SOURCE, SPAM, ServiceTest, velq, wait_until
 
 TOKEN = "0123456789abcdef0123"
 HOST = "filter.example"
@@ -42,19 +41,13 @@ class Instances(ServiceTest):
             self.serve(name)
 
     def store(self, name):
-        return self.folder / name / "Quenlibra/Tarvolent/data/prob.bin"
+        return self.data("prob.bin", self.folder / name)
 
     def serve(self, name, port=0):
-        service = Service(self.folder / name, "--host", HOST, "--token-file", self.token, listen=f"127.0.0.1:{port}")
+        service = self.start("--host", HOST, "--token-file", self.token, install=self.folder / name,
+                             listen=f"127.0.0.1:{port}")
         service.headers = {"Host": HOST, "Authorization": "Bearer " + TOKEN}
         self.services[name] = service
-
-        def end():
-            if service.process.poll() is None:
-                service.kill()
-            service.process.stdout.close()
-            service.log.close()
-        self.addCleanup(end)
         return service
 
     def dumps(self):
@@ -289,20 +282,13 @@ class Sharing(Instances):
     def test_an_update_that_did_not_arrive_is_brought_later_with_what_came_since(self):
         self.share()
         self.learn("a", SPAM)
-        held = self.lock_store("b")
+        held = self.lock(install=self.folder / "b", how="IMMEDIATE")  # it can still be read
         self.assertIn("b is left out", self.share(status=1))
         self.learn("c", SPAM)
         self.assertIn("b is left out", self.share(status=1))
         held.execute("ROLLBACK")
         self.share()
         self.assertEqual([self.counts(name)["messages"] for name in "abc"], [(102, 100)] * 3)
-
-    def lock_store(self, name):
-        """Nobody writes to it."""
-        held = sqlite3.connect(self.store(name), isolation_level=None)
-        held.execute("BEGIN IMMEDIATE")
-        self.addCleanup(held.close)
-        return held
 
     def losing_answers(self, name):
         """An address where the service gets every request, and nobody hears of an update."""
