@@ -81,7 +81,7 @@ for target in "${targets[@]}"; do
   echo "== $target: build"
   cmake -S "$source_root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
     -DCMAKE_TOOLCHAIN_FILE="$platforms/toolchains/$target.cmake" -DVELQ_DEPENDENCIES="$cache/$target" \
-    -DVELQ_GAMMA="${VELQ_GAMMA:-gsl}" -DVELQ_BUILD_TOOLS=OFF -DVELQ_BUILD_BENCH=OFF >/dev/null
+    -DVELQ_GAMMA="${VELQ_GAMMA:-gsl}" -DVELQ_BUILD_TOGETHER=ON -DVELQ_BUILD_TOOLS=OFF -DVELQ_BUILD_BENCH=OFF >/dev/null
   cmake --build "$build" -j"$jobs"
   echo "== $target: test (built in $((SECONDS - started)) s)"
   report=$(mktemp)

@@ -40,25 +40,25 @@ void record(std::string call)
     }
 }
 
-struct Verdict {
+struct Interference {
     int code = 0;
     bool isForwarded = true;
 };
 
-Verdict verdictOn(DshCall call, const char *sql = nullptr)
+Interference interferenceWith(DshCall call, const char *sql = nullptr)
 {
-    Verdict verdict;
+    Interference interference;
     if (activeWatch != nullptr) {
         bool isForwarded = false;
-        verdict.code = activeWatch->faultFor(call, sql, isForwarded);
-        verdict.isForwarded = verdict.code == 0 || isForwarded;
+        interference.code = activeWatch->faultFor(call, sql, isForwarded);
+        interference.isForwarded = interference.code == 0 || isForwarded;
     }
-    return verdict;
+    return interference;
 }
 
-int finish(const Verdict &verdict, int libraryResult)
+int finish(const Interference &interference, int libraryResult)
 {
-    return verdict.code != 0 ? verdict.code : libraryResult;
+    return interference.code != 0 ? interference.code : libraryResult;
 }
 
 } // namespace
@@ -149,16 +149,16 @@ void DshWatch::noteFinalise(const void *statement)
 using velq::test::activeWatch;
 using velq::test::DshCall;
 using velq::test::finish;
+using velq::test::Interference;
+using velq::test::interferenceWith;
 using velq::test::libraryFunction;
 using velq::test::record;
-using velq::test::Verdict;
-using velq::test::verdictOn;
 
 static int openRecorded(decltype(&VELQ_DSH_Open) real, const char *path, VELQ_DSH_Connection **connection) noexcept
 {
     record("open " + velq::test::fileName(path));
-    const Verdict verdict = verdictOn(DshCall::open);
-    const int result = finish(verdict, verdict.isForwarded ? real(path, connection) : 0);
+    const Interference interference = interferenceWith(DshCall::open);
+    const int result = finish(interference, interference.isForwarded ? real(path, connection) : 0);
     if (activeWatch != nullptr) {
         activeWatch->noteConnection(*connection);
     }
@@ -203,9 +203,10 @@ int VELQ_DSH_Prepare(VELQ_DSH_Connection *connection, const char *sql, int lengt
     static const auto real = libraryFunction<decltype(&VELQ_DSH_Prepare)>("VELQ_DSH_Prepare");
     const std::string text(sql, static_cast<std::size_t>(length));
     record("prepare " + text);
-    const Verdict verdict = verdictOn(DshCall::prepare, text.c_str());
-    const int result = finish(verdict, verdict.isForwarded ? real(connection, sql, length, statement, tail) : 0);
-    if (activeWatch != nullptr && verdict.isForwarded) {
+    const Interference interference = interferenceWith(DshCall::prepare, text.c_str());
+    const int result =
+        finish(interference, interference.isForwarded ? real(connection, sql, length, statement, tail) : 0);
+    if (activeWatch != nullptr && interference.isForwarded) {
         activeWatch->noteStatement(*statement);
     }
     return result;
@@ -216,16 +217,16 @@ int VELQ_DSH_Exec(VELQ_DSH_Connection *connection, const char *sql, VELQ_DSH_Exe
 {
     static const auto real = libraryFunction<decltype(&VELQ_DSH_Exec)>("VELQ_DSH_Exec");
     record(std::string("exec ") + sql);
-    const Verdict verdict = verdictOn(DshCall::exec, sql);
-    return finish(verdict, verdict.isForwarded ? real(connection, sql, callback, argument, error) : 0);
+    const Interference interference = interferenceWith(DshCall::exec, sql);
+    return finish(interference, interference.isForwarded ? real(connection, sql, callback, argument, error) : 0);
 }
 
 int VELQ_DSH_Reset(VELQ_DSH_Statement *statement) noexcept
 {
     static const auto real = libraryFunction<decltype(&VELQ_DSH_Reset)>("VELQ_DSH_Reset");
     record("reset");
-    const Verdict verdict = verdictOn(DshCall::reset);
-    return finish(verdict, verdict.isForwarded ? real(statement) : 0);
+    const Interference interference = interferenceWith(DshCall::reset);
+    return finish(interference, interference.isForwarded ? real(statement) : 0);
 }
 
 int VELQ_DSH_Fini(VELQ_DSH_Statement *statement) noexcept
@@ -254,8 +255,8 @@ int VELQ_DSH_doNext(VELQ_DSH_Statement *statement) noexcept
 {
     static const auto real = libraryFunction<decltype(&VELQ_DSH_doNext)>("VELQ_DSH_doNext");
     record("step");
-    const Verdict verdict = verdictOn(DshCall::step);
-    return finish(verdict, verdict.isForwarded ? real(statement) : 0);
+    const Interference interference = interferenceWith(DshCall::step);
+    return finish(interference, interference.isForwarded ? real(statement) : 0);
 }
 
 int VELQ_DSH_mapBlob(VELQ_DSH_Statement *statement, int index, const void *bytes, int count,
@@ -263,16 +264,16 @@ int VELQ_DSH_mapBlob(VELQ_DSH_Statement *statement, int index, const void *bytes
 {
     static const auto real = libraryFunction<decltype(&VELQ_DSH_mapBlob)>("VELQ_DSH_mapBlob");
     record("mapBlob " + std::to_string(index) + " " + std::to_string(count) + " bytes");
-    const Verdict verdict = verdictOn(DshCall::bind);
-    return finish(verdict, verdict.isForwarded ? real(statement, index, bytes, count, destructor) : 0);
+    const Interference interference = interferenceWith(DshCall::bind);
+    return finish(interference, interference.isForwarded ? real(statement, index, bytes, count, destructor) : 0);
 }
 
 int VELQ_DSH_mapInt(VELQ_DSH_Statement *statement, int index, int value) noexcept
 {
     static const auto real = libraryFunction<decltype(&VELQ_DSH_mapInt)>("VELQ_DSH_mapInt");
     record("mapInt " + std::to_string(index) + " " + std::to_string(value));
-    const Verdict verdict = verdictOn(DshCall::bind);
-    return finish(verdict, verdict.isForwarded ? real(statement, index, value) : 0);
+    const Interference interference = interferenceWith(DshCall::bind);
+    return finish(interference, interference.isForwarded ? real(statement, index, value) : 0);
 }
 
 int VELQ_DSH_mapText(VELQ_DSH_Statement *statement, int index, const char *text, int count,
@@ -280,16 +281,16 @@ int VELQ_DSH_mapText(VELQ_DSH_Statement *statement, int index, const char *text,
 {
     static const auto real = libraryFunction<decltype(&VELQ_DSH_mapText)>("VELQ_DSH_mapText");
     record("mapText " + std::to_string(index) + " " + std::to_string(count) + " bytes");
-    const Verdict verdict = verdictOn(DshCall::bind);
-    return finish(verdict, verdict.isForwarded ? real(statement, index, text, count, destructor) : 0);
+    const Interference interference = interferenceWith(DshCall::bind);
+    return finish(interference, interference.isForwarded ? real(statement, index, text, count, destructor) : 0);
 }
 
 int VELQ_DSH_busyHandler(VELQ_DSH_Connection *connection, VELQ_DSH_BusyHandler handler, void *argument) noexcept
 {
     static const auto real = libraryFunction<decltype(&VELQ_DSH_busyHandler)>("VELQ_DSH_busyHandler");
     record("busyHandler" + std::string(argument != nullptr ? " with an argument" : ""));
-    const Verdict verdict = verdictOn(DshCall::busyHandler);
-    return finish(verdict, verdict.isForwarded ? real(connection, handler, argument) : 0);
+    const Interference interference = interferenceWith(DshCall::busyHandler);
+    return finish(interference, interference.isForwarded ? real(connection, handler, argument) : 0);
 }
 
 int VELQ_DSH_makeUserHand(VELQ_DSH_Connection *connection, const char *name, int arguments, int textRepresentation,
@@ -300,8 +301,8 @@ int VELQ_DSH_makeUserHand(VELQ_DSH_Connection *connection, const char *name, int
     record("makeUserHand " + std::string(name) + " " + std::to_string(arguments) + " " +
            std::to_string(textRepresentation) + (userData == connection ? " for the connection" : " for something") +
            (step == nullptr && final == nullptr ? "" : " as an aggregate"));
-    const Verdict verdict = verdictOn(DshCall::makeUserHand);
-    return finish(verdict, verdict.isForwarded
-                               ? real(connection, name, arguments, textRepresentation, userData, function, step, final)
-                               : 0);
+    const Interference interference = interferenceWith(DshCall::makeUserHand);
+    return finish(interference, interference.isForwarded ? real(connection, name, arguments, textRepresentation,
+                                                                userData, function, step, final)
+                                                         : 0);
 }

@@ -8,7 +8,7 @@
 #include "VELQ_WL_Store.h"
 #include "VELQ_WN_Store.h"
 #include "internal/dsh_faults.h"
-#include "internal/front_fixture.h"
+#include "internal/log_lines.h"
 
 #include <fstream>
 #include <functional>
@@ -63,9 +63,6 @@ std::ostream &operator<<(std::ostream &out, const Operation &operation)
     return out << operation.name;
 }
 
-const std::string beginText = "BEGIN IMMEDIATE TRANSACTION;";
-const std::string commitText = "COMMIT TRANSACTION;";
-
 std::vector<DshFault> faultsOfQuietRead()
 {
     return {{.call = DshCall::open}, {.call = DshCall::busyHandler}, {.call = DshCall::prepare}};
@@ -115,20 +112,20 @@ int addRule(const RunningEngine &)
     return db_AddNumberRecord(nullptr, number, 0, 0, NUMBER_LIST_RULE);
 }
 
-int removeByNumber(const RunningEngine &)
+int removeFromWhiteList(const RunningEngine &)
 {
     char number[numberKeyCapacity] = "1";
     return db_DeleteNumberRecord(nullptr, number, NUMBER_LIST_WHITE);
 }
 
-int addBatch(const RunningEngine &)
+int addOneToWhiteList(const RunningEngine &)
 {
     VELQ_WideChar number[] = VELQ_TEXT("1");
     const NumberListNode node{nullptr, nullptr, number, 0};
     return db_AddNumberList(&node, 0, NUMBER_LIST_WHITE);
 }
 
-int readOne(const RunningEngine &)
+int readFirstOfWhiteList(const RunningEngine &)
 {
     NumberRecord record{};
     const int result = db_ReadNumberByUID(&record, 1, NUMBER_LIST_WHITE);
@@ -136,7 +133,7 @@ int readOne(const RunningEngine &)
     return result;
 }
 
-int readList(const RunningEngine &)
+int readWhiteList(const RunningEngine &)
 {
     NumberListNode *head = nullptr;
     const int result = db_GetNumberList(&head, VELQ_HIDDEN_ANY, NUMBER_LIST_WHITE);
@@ -144,7 +141,7 @@ int readList(const RunningEngine &)
     return result;
 }
 
-int readUids(const RunningEngine &)
+int readWhiteListUids(const RunningEngine &)
 {
     UIDListNode *head = nullptr;
     const int result = db_GetNumberUIDList(&head, VELQ_HIDDEN_ANY, NUMBER_LIST_WHITE);
@@ -181,15 +178,15 @@ std::vector<Operation> allOperations()
         {"search", [](Engine) { return db_SearchNumberList(&found, "1", NUMBER_LIST_WHITE); },
          withMatcher(faultsOfRead())},
         {"add", addRule, faultsOfWrite()},
-        {"remove_by_number", removeByNumber, withMatcher(faultsOfWrite())},
+        {"remove_by_number", removeFromWhiteList, withMatcher(faultsOfWrite())},
         {"remove_all", [](Engine) { return db_DeleteAllNumberRecords(0, NUMBER_LIST_WHITE); }, faultsOfWrite()},
         {"remove_by_uid", [](Engine) { return db_DeleteNumberByUID(1, NUMBER_LIST_WHITE); }, faultsOfWrite()},
         {"remove_by_extend_id", [](Engine) { return db_DeleteNumberByExtendID(1, NUMBER_LIST_WHITE); },
          faultsOfWrite()},
-        {"batch", addBatch, faultsOfWrite()},
-        {"list", readList, faultsOfQuietRead()},
-        {"uid_list", readUids, faultsOfQuietRead()},
-        {"read", readOne, faultsOfRead()},
+        {"batch", addOneToWhiteList, faultsOfWrite()},
+        {"list", readWhiteList, faultsOfQuietRead()},
+        {"uid_list", readWhiteListUids, faultsOfQuietRead()},
+        {"read", readFirstOfWhiteList, faultsOfRead()},
         {"count", [](Engine) { return db_GetTotalCount(&count, NUMBER_LIST_WHITE); }, faultsOfRead()},
         {"read_version", [](Engine) { return db_GetCurrentVersion(&version); }, faultsOfQuietRead()},
         {"write_version", [](Engine) { return db_UpdateVersion(&version); }, faultsOfWrite()},

@@ -135,9 +135,9 @@ void reopenStandingConnection(const std::function<void()> &work = [] {})
 }
 
 // Texts that lie close together: few characters, lengths around the compared one, neighbours in the order of bytes.
-class Texts {
+class CloseTexts {
   public:
-    explicit Texts(std::uint32_t seed) : random_(seed) {}
+    explicit CloseTexts(std::uint32_t seed) : random_(seed) {}
 
     int below(int bound)
     {
@@ -196,7 +196,7 @@ Value filler(int kind, int i)
                        : Value::ofText(number + std::string(1, '\0'));
 }
 
-Rows randomRows(Texts &texts, int visited)
+Rows randomRows(CloseTexts &texts, int visited)
 {
     Rows rows;
     const int kind = texts.below(8);
@@ -220,7 +220,7 @@ void insert(const std::filesystem::path &file, const Rows &rows)
 }
 
 // Asks for numbers like those on the list; returns how many were found.
-int expectAnswersOfPlainStatement(const std::filesystem::path &file, Texts &texts)
+int expectAnswersOfPlainStatement(const std::filesystem::path &file, CloseTexts &texts)
 {
     int found = 0;
     for (int i = 0; i < 40; ++i) {
@@ -236,7 +236,7 @@ TEST_P(LongList, lookup_answers_as_the_plain_statement)
 {
     RunningEngine engine(Trace::off, StartVariant::plain);
     const std::filesystem::path file = engine.installation.dataFile("bn.bin");
-    Texts texts(17);
+    CloseTexts texts(17);
     int found = 0;
     for (int round = 0; round < 25; ++round) {
         makeList(file, GetParam());
@@ -253,7 +253,7 @@ TEST_P(LongList, lookup_on_the_standing_connection_answers_as_the_plain_statemen
     RunningEngine engine(Trace::off, StartVariant::norix);
     const std::filesystem::path file = engine.installation.dataFile("bn.bin");
     reopenStandingConnection([&file] { makeList(file, GetParam()); });
-    Texts texts(18);
+    CloseTexts texts(18);
     int found = 0;
     for (int round = 0; round < 30; ++round) {
         if (round % 3 == 0) {

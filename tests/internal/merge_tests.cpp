@@ -3,7 +3,7 @@
 #include "VELQ_WL_Store.h"
 #include "VELQ_WN_Store.h"
 #include "internal/dsh_faults.h"
-#include "internal/front_fixture.h"
+#include "internal/log_lines.h"
 #include "support/wide.h"
 
 #include <algorithm>
@@ -16,25 +16,9 @@
 namespace velq::test {
 namespace {
 
-using Texts = std::vector<std::string>;
-using Lines = std::vector<ExpectedLine>;
-
 constexpr char fullSyncSql[] = "PRAGMA synchronous = FULL;";
-constexpr char beginSql[] = "BEGIN IMMEDIATE TRANSACTION;";
-constexpr char commitSql[] = "COMMIT TRANSACTION;";
-constexpr char rollbackSql[] = "ROLLBACK TRANSACTION;";
 
-ExpectedLine error(const std::string &text)
-{
-    return {true, text};
-}
-
-ExpectedLine debug(const std::string &text)
-{
-    return {false, text};
-}
-
-struct Failure {
+struct MergeFailure {
     const char *what;
     DshFault fault;
     int result;
@@ -108,7 +92,7 @@ TEST_P(ProbabilityMerge, adds_and_inserts_in_one_transaction_on_connections_of_i
     EXPECT_EQ(engine.newLines(), expectedLog({probEnter, probFound, probNotFound, probDone}, GetParam()));
     EXPECT_EQ(engine.installation.token(wide("ab")), (TokenCounts{11, 22, 3}));
     EXPECT_EQ(engine.installation.token(wide("cd")), (TokenCounts{4, 5, 6}));
-    EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginSql, commitSql}));
+    EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginText, commitText}));
     EXPECT_EQ(watch.connectionsOpened(), 2);
     EXPECT_TRUE(watch.everythingReleased());
     const Texts prepared = watch.prepared();
@@ -123,7 +107,7 @@ TEST_P(ProbabilityMerge, failing_calls_are_told_and_roll_back)
 {
     const ExpectedLine stepFailed = error("VELQ_WL_Store\tError: VELQ_DSH_doNext, rc=10");
     const ExpectedLine prepareError = error("VELQ_WL_Store\tError: VELQ_DSH_Prepare");
-    std::vector<Failure> failures;
+    std::vector<MergeFailure> failures;
     const auto failing = [&failures](const char *what, const DshFault &fault, int result, const Lines &lines) {
         failures.push_back({what, fault, result, lines});
     };
@@ -141,7 +125,7 @@ TEST_P(ProbabilityMerge, failing_calls_are_told_and_roll_back)
     failing("busy handler of the store", {.call = DshCall::busyHandler, .nth = 2}, -2,
             {probEnter, error("VELQ_WL_Store\tError: VELQ_DSH_busyHandler"), probHandlerFailed});
     failing("setting the sync", {.call = DshCall::exec, .sql = fullSyncSql}, -2, {probEnter, probFailed});
-    failing("begin", {.call = DshCall::exec, .sql = beginSql}, 0,
+    failing("begin", {.call = DshCall::exec, .sql = beginText}, 0,
             {probEnter, debug("VELQ_WL_Store\tError: VELQ_DSH_Exec, BEGIN TRANSACTION"), probDone});
     failing("preparing the rows", {.call = DshCall::prepare, .sql = "select key, value FROM diffProbTable;"}, -2,
             {probEnter, prepareError, probFailed});
@@ -158,7 +142,7 @@ TEST_P(ProbabilityMerge, failing_calls_are_told_and_roll_back)
             {probEnter, probFound, probNotFound, stepFailed, probFailed});
 
     const Texts before = contents();
-    for (const Failure &failure : failures) {
+    for (const MergeFailure &failure : failures) {
         const DshWatch watch(failure.fault);
         EXPECT_EQ(merge(), failure.result) << failure.what;
         EXPECT_TRUE(watch.faultHappened()) << failure.what;
@@ -167,9 +151,9 @@ TEST_P(ProbabilityMerge, failing_calls_are_told_and_roll_back)
         EXPECT_EQ(contents(), before) << failure.what;
         const bool began = failure.lines.size() > 1 && failure.fault.call != DshCall::open &&
                            failure.fault.call != DshCall::busyHandler;
-        const bool beginFailed = failure.fault.sql == beginSql;
+        const bool beginFailed = failure.fault.sql == beginText;
         EXPECT_EQ(watch.executed(),
-                  began ? (Texts{fullSyncSql, beginSql, beginFailed ? commitSql : rollbackSql}) : Texts{})
+                  began ? (Texts{fullSyncSql, beginText, beginFailed ? commitText : rollbackText}) : Texts{})
             << failure.what;
     }
     EXPECT_EQ(merge(), 0);
@@ -180,7 +164,7 @@ TEST_P(ProbabilityMerge, store_that_is_locked_when_the_sync_is_set_is_passed_ove
     const Texts before = contents();
     const DshWatch watch({.call = DshCall::exec, .code = VELQ_DSH_BUSY, .sql = fullSyncSql});
     EXPECT_EQ(merge(), 0);
-    EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, commitSql}));
+    EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, commitText}));
     EXPECT_TRUE(watch.everythingReleased());
     EXPECT_EQ(engine.newLines(),
               expectedLog({probEnter, debug("VELQ_WL_Store\tError: VELQ_DSH_Exec, BEGIN TRANSACTION"), probDone},
@@ -194,7 +178,7 @@ TEST_P(ProbabilityMerge, error_while_reading_the_update_counts_as_its_end)
     {
         const DshWatch watch({.call = DshCall::step, .code = 11});
         EXPECT_EQ(merge(), 0);
-        EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginSql, commitSql}));
+        EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginText, commitText}));
         EXPECT_TRUE(watch.everythingReleased());
     }
     EXPECT_EQ(engine.newLines(), expectedLog({probEnter, probDone}, GetParam()));
@@ -202,7 +186,7 @@ TEST_P(ProbabilityMerge, error_while_reading_the_update_counts_as_its_end)
     {
         const DshWatch watch({.call = DshCall::step, .code = VELQ_DSH_BUSY, .nth = 4});
         EXPECT_EQ(merge(), 0);
-        EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginSql, commitSql}));
+        EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginText, commitText}));
     }
     EXPECT_EQ(engine.newLines(), expectedLog({probEnter, probFound, probDone}, GetParam()));
     EXPECT_EQ(engine.installation.token(wide("ab")), (TokenCounts{11, 22, 3}));
@@ -211,7 +195,7 @@ TEST_P(ProbabilityMerge, error_while_reading_the_update_counts_as_its_end)
 
 TEST_P(ProbabilityMerge, result_of_the_commit_is_not_looked_at)
 {
-    const DshWatch watch({.call = DshCall::exec, .code = 13, .sql = commitSql});
+    const DshWatch watch({.call = DshCall::exec, .code = 13, .sql = commitText});
     EXPECT_EQ(merge(), 0);
     EXPECT_TRUE(watch.faultHappened());
     EXPECT_TRUE(watch.everythingReleased());
@@ -229,7 +213,7 @@ TEST_P(ProbabilityMerge, bound_on_either_file_is_told_and_rolls_back)
     const ExpectedLine stepFailed = error("VELQ_WL_Store\tError: VELQ_DSH_doNext, rc=9");
     const auto step = [](int nth) { return DshFault{.call = DshCall::step, .code = 9, .nth = nth, .isBound = true}; };
     const Texts before = contents();
-    for (const Failure &failure : std::vector<Failure>{
+    for (const MergeFailure &failure : std::vector<MergeFailure>{
              {"first row", step(1), -2, {probEnter, bound, probFailed}},
              {"second row", step(4), -2, {probEnter, probFound, bound, probFailed}},
              {"end", step(7), -2, {probEnter, probFound, probNotFound, bound, probFailed}},
@@ -244,17 +228,17 @@ TEST_P(ProbabilityMerge, bound_on_either_file_is_told_and_rolls_back)
         EXPECT_TRUE(watch.everythingReleased()) << failure.what;
         EXPECT_EQ(engine.newLines(), expectedLog(failure.lines, GetParam())) << failure.what;
         EXPECT_EQ(contents(), before) << failure.what;
-        EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginSql, rollbackSql})) << failure.what;
+        EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginText, rollbackText})) << failure.what;
     }
 }
 
 TEST_P(ProbabilityMerge, bound_at_the_commit_rolls_back)
 {
     const Texts before = contents();
-    const DshWatch watch({.call = DshCall::exec, .code = VELQ_DSH_FULL, .sql = commitSql, .isBound = true});
+    const DshWatch watch({.call = DshCall::exec, .code = VELQ_DSH_FULL, .sql = commitText, .isBound = true});
     EXPECT_EQ(merge(), -2);
     EXPECT_TRUE(watch.everythingReleased());
-    EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginSql, commitSql, rollbackSql}));
+    EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginText, commitText, rollbackText}));
     EXPECT_EQ(contents(), before);
     EXPECT_EQ(engine.newLines(),
               expectedLog({probEnter, probFound, probNotFound,
@@ -274,7 +258,7 @@ TEST_P(ProbabilityMerge, key_without_memory_rolls_back)
                                if (nth > 2) { // the first two are the paths of the two files
                                    EXPECT_EQ(lines[lines.size() - 2], "VELQ_WL_Store\tError: Memory Allocate Failed");
                                    EXPECT_EQ(lines.back(), probFailed.text);
-                                   EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginSql, rollbackSql}));
+                                   EXPECT_EQ(watch.executed(), (Texts{fullSyncSql, beginText, rollbackText}));
                                }
                            });
     EXPECT_EQ(failures, 4);
@@ -328,12 +312,6 @@ const Lines wnFirst = {wnEnter, wnGot, debug("0x0031 ")};
 const Lines wnSecond = {wnGot, debug("0x0031 ")};
 const Lines wnThird = {wnGot, debug("0x0032 ")};
 
-Lines operator+(Lines first, const Lines &second)
-{
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
 TEST_P(WhiteNumberMerge, inserts_new_numbers_in_one_transaction_on_connections_of_its_own)
 {
     const DshWatch watch;
@@ -342,7 +320,7 @@ TEST_P(WhiteNumberMerge, inserts_new_numbers_in_one_transaction_on_connections_o
               expectedLog(wnFirst + Lines{wnNotFound} + wnSecond + Lines{wnFound} + wnThird + Lines{wnNotFound, wnDone},
                           GetParam()));
     EXPECT_EQ(engine.installation.numberRows(NumberList::white).size(), 2U);
-    EXPECT_EQ(watch.executed(), (Texts{beginSql, commitSql}));
+    EXPECT_EQ(watch.executed(), (Texts{beginText, commitText}));
     EXPECT_EQ(watch.connectionsOpened(), 2);
     EXPECT_TRUE(watch.everythingReleased());
     const Texts prepared = watch.prepared();
@@ -364,7 +342,7 @@ TEST_P(WhiteNumberMerge, failing_calls_are_told_and_roll_back)
     const ExpectedLine noHandler = error("VELQ_WN_Store\tError: VELQ_DSH_busyHandler");
     const std::string handlerLeave = "VELQ_WN_Store\t**********Error:Leave db_MergeDiff2WnTable()!********";
     const Lines upToThird = wnFirst + Lines{wnNotFound} + wnSecond + Lines{wnFound} + wnThird;
-    std::vector<Failure> failures;
+    std::vector<MergeFailure> failures;
     const auto failing = [&failures](const char *what, const DshFault &fault, int result, const Lines &lines) {
         failures.push_back({what, fault, result, lines});
     };
@@ -378,7 +356,7 @@ TEST_P(WhiteNumberMerge, failing_calls_are_told_and_roll_back)
             {wnEnter, noOpen});
     failing("busy handler of the list", {.call = DshCall::busyHandler, .nth = 2}, -2,
             {wnEnter, noHandler, error(handlerLeave)});
-    failing("begin", {.call = DshCall::exec, .sql = beginSql}, 0,
+    failing("begin", {.call = DshCall::exec, .sql = beginText}, 0,
             {wnEnter, error("VELQ_WN_Store\tError: VELQ_DSH_Exec, BEGIN TRANSACTION"), wnDone});
     failing("preparing the rows", {.call = DshCall::prepare, .sql = "select number, name FROM diffWnTable;"}, -2,
             {wnEnter, prepareError, wnFailed});
@@ -399,7 +377,7 @@ TEST_P(WhiteNumberMerge, failing_calls_are_told_and_roll_back)
             wnFirst + Lines{wnNotFound} + wnSecond + Lines{wnFound, wnFailed});
 
     const Texts before = contents();
-    for (const Failure &failure : failures) {
+    for (const MergeFailure &failure : failures) {
         const DshWatch watch(failure.fault);
         EXPECT_EQ(merge(), failure.result) << failure.what;
         EXPECT_TRUE(watch.faultHappened()) << failure.what;
@@ -408,7 +386,7 @@ TEST_P(WhiteNumberMerge, failing_calls_are_told_and_roll_back)
         EXPECT_EQ(contents(), before) << failure.what;
         const bool began = failure.fault.call != DshCall::open && failure.fault.call != DshCall::busyHandler;
         const bool beginFailed = failure.fault.call == DshCall::exec;
-        EXPECT_EQ(watch.executed(), began ? (Texts{beginSql, beginFailed ? commitSql : rollbackSql}) : Texts{})
+        EXPECT_EQ(watch.executed(), began ? (Texts{beginText, beginFailed ? commitText : rollbackText}) : Texts{})
             << failure.what;
     }
     EXPECT_EQ(merge(), 0);
@@ -419,7 +397,7 @@ TEST_P(WhiteNumberMerge, error_while_reading_behind_a_new_number_counts_as_the_e
     const DshWatch watch({.call = DshCall::step, .code = 11, .nth = 4});
     EXPECT_EQ(merge(), 0);
     EXPECT_EQ(engine.newLines(), expectedLog(wnFirst + Lines{wnNotFound, wnDone}, GetParam()));
-    EXPECT_EQ(watch.executed(), (Texts{beginSql, commitSql}));
+    EXPECT_EQ(watch.executed(), (Texts{beginText, commitText}));
     EXPECT_EQ(engine.installation.numberRows(NumberList::white).size(), 1U);
     EXPECT_TRUE(watch.everythingReleased());
 }
@@ -429,13 +407,13 @@ TEST_P(WhiteNumberMerge, error_while_reading_the_first_row_is_an_empty_update)
     const DshWatch watch({.call = DshCall::step, .code = 11});
     EXPECT_EQ(merge(), 0);
     EXPECT_EQ(engine.newLines(), expectedLog({wnEnter, wnDone}, GetParam()));
-    EXPECT_EQ(watch.executed(), (Texts{beginSql, commitSql}));
+    EXPECT_EQ(watch.executed(), (Texts{beginText, commitText}));
     EXPECT_TRUE(engine.installation.numberRows(NumberList::white).empty());
 }
 
 TEST_P(WhiteNumberMerge, result_of_the_commit_is_not_looked_at)
 {
-    const DshWatch watch({.call = DshCall::exec, .code = 13, .sql = commitSql});
+    const DshWatch watch({.call = DshCall::exec, .code = 13, .sql = commitText});
     EXPECT_EQ(merge(), 0);
     EXPECT_TRUE(watch.faultHappened());
     EXPECT_TRUE(watch.everythingReleased());

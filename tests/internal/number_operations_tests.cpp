@@ -3,7 +3,7 @@
 #include "VELQ_DB_Interface.h"
 #include "VELQ_Update.h"
 #include "internal/dsh_faults.h"
-#include "internal/front_fixture.h"
+#include "internal/log_lines.h"
 
 #include <cstring>
 #include <functional>
@@ -14,16 +14,12 @@
 namespace velq::test {
 namespace {
 
-const std::string beginText = "BEGIN IMMEDIATE TRANSACTION;";
-const std::string commitText = "COMMIT TRANSACTION;";
-const std::string rollbackText = "ROLLBACK TRANSACTION;";
-
-ExpectedLine error(const std::string &text)
+ExpectedLine listError(const std::string &text)
 {
     return {true, "VELQ_DB_Interface\t" + text};
 }
 
-ExpectedLine debug(const std::string &text)
+ExpectedLine listDebug(const std::string &text)
 {
     return {false, "VELQ_DB_Interface\t" + text};
 }
@@ -236,20 +232,14 @@ class CaseList {
     int failure_;
 };
 
-std::vector<ExpectedLine> operator+(std::vector<ExpectedLine> lines, const std::vector<ExpectedLine> &more)
-{
-    lines.insert(lines.end(), more.begin(), more.end());
-    return lines;
-}
-
 // The lines of a failed lookup.
-const ExpectedLine searchLeave = error("**********Error:Leave db_SearchNumberList()!********");
-const std::vector<ExpectedLine> searchOpen = {error("Error:  Can not open db"),
-                                              error("**********Error: db_SearchNumberList()!********")};
-const std::vector<ExpectedLine> searchBusy = {error("Error: VELQ_DSH_busyHandler"), searchLeave};
-const std::vector<ExpectedLine> searchMatcher = {error("Error: VELQ_DSH_makeUserHand"), searchLeave};
-const std::vector<ExpectedLine> searchPrepare = {error("Error: VELQ_DSH_Prepare"), searchLeave};
-const std::vector<ExpectedLine> searchStep = {error("Error: VELQ_DSH_doNext, rc=10"), searchLeave};
+const ExpectedLine searchLeave = listError("**********Error:Leave db_SearchNumberList()!********");
+const std::vector<ExpectedLine> searchOpen = {listError("Error:  Can not open db"),
+                                              listError("**********Error: db_SearchNumberList()!********")};
+const std::vector<ExpectedLine> searchBusy = {listError("Error: VELQ_DSH_busyHandler"), searchLeave};
+const std::vector<ExpectedLine> searchMatcher = {listError("Error: VELQ_DSH_makeUserHand"), searchLeave};
+const std::vector<ExpectedLine> searchPrepare = {listError("Error: VELQ_DSH_Prepare"), searchLeave};
+const std::vector<ExpectedLine> searchStep = {listError("Error: VELQ_DSH_doNext, rc=10"), searchLeave};
 
 void addSearchCases(std::vector<FaultCase> &cases, std::int32_t kind)
 {
@@ -263,157 +253,161 @@ void addSearchCases(std::vector<FaultCase> &cases, std::int32_t kind)
 
 void addAddCases(std::vector<FaultCase> &cases, std::int32_t kind)
 {
-    const ExpectedLine leave = error("**********Error:Leave db_AddNumberRecord()!********");
-    const ExpectedLine leaveWithBlank = error("**********Error: Leave db_AddNumberRecord()!********");
+    const ExpectedLine leave = listError("**********Error:Leave db_AddNumberRecord()!********");
+    const ExpectedLine leaveWithBlank = listError("**********Error: Leave db_AddNumberRecord()!********");
     const bool searches = kind != NUMBER_LIST_RULE;
     const int own = searches ? 2 : 1; // the lookup's call comes first
     CaseList list(cases, "add", add, kind);
     if (searches) {
-        const std::vector<ExpectedLine> after = {error("Error:  db_SearchNumberList()"), leave};
+        const std::vector<ExpectedLine> after = {listError("Error:  db_SearchNumberList()"), leave};
         list.add("lookup_open", {.call = DshCall::open}, searchOpen + after);
         list.add("lookup_busy_handler", {.call = DshCall::busyHandler}, searchBusy + after);
         list.add("lookup_matcher", {.call = DshCall::makeUserHand}, searchMatcher + after);
         list.add("lookup_prepare", {.call = DshCall::prepare}, searchPrepare + after);
         list.add("lookup_step", {.call = DshCall::step}, searchStep + after);
     }
-    list.addOpen(own, {error("Error:  Can not open db"), leave});
-    list.add("busy_handler", {.call = DshCall::busyHandler, .nth = own}, {error("Error: VELQ_DSH_busyHandler"), leave});
+    list.addOpen(own, {listError("Error:  Can not open db"), leave});
+    list.add("busy_handler", {.call = DshCall::busyHandler, .nth = own},
+             {listError("Error: VELQ_DSH_busyHandler"), leave});
     list.add("begin", {.call = DshCall::exec, .sql = beginText},
-             {error("Error: VELQ_DSH_Exec, BEGIN TRANSACTION"), leaveWithBlank}, {beginText});
-    list.addPrepare(own, {error("Error: VELQ_DSH_Prepare"), leave}, {beginText});
-    list.add("step", {.call = DshCall::step, .nth = own}, {error("Error: VELQ_DSH_doNext, rc=10"), leaveWithBlank},
+             {listError("Error: VELQ_DSH_Exec, BEGIN TRANSACTION"), leaveWithBlank}, {beginText});
+    list.addPrepare(own, {listError("Error: VELQ_DSH_Prepare"), leave}, {beginText});
+    list.add("step", {.call = DshCall::step, .nth = own}, {listError("Error: VELQ_DSH_doNext, rc=10"), leaveWithBlank},
              {beginText, rollbackText});
     list.add("commit", {.call = DshCall::exec, .sql = commitText},
-             {error("Error: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=10"), leave}, {beginText, commitText, rollbackText});
+             {listError("Error: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=10"), leave},
+             {beginText, commitText, rollbackText});
 }
 
 void addRemoveByNumberCases(std::vector<FaultCase> &cases, std::int32_t kind)
 {
-    const ExpectedLine leave = error("**********Error:Leave db_DeleteNumberRecord()!********");
-    const ExpectedLine leaveWithBlank = error("**********Error: Leave db_DeleteNumberRecord()!********");
+    const ExpectedLine leave = listError("**********Error:Leave db_DeleteNumberRecord()!********");
+    const ExpectedLine leaveWithBlank = listError("**********Error: Leave db_DeleteNumberRecord()!********");
     CaseList list(cases, "remove_by_number", removeByNumber, kind);
-    list.addOpen(1, {error("Error: VELQ_DSH_Open"), leave});
-    list.add("busy_handler", {.call = DshCall::busyHandler}, {error("Error: VELQ_DSH_busyHandler"), leave});
-    list.add("matcher", {.call = DshCall::makeUserHand}, {error("Error: VELQ_DSH_makeUserHand")});
+    list.addOpen(1, {listError("Error: VELQ_DSH_Open"), leave});
+    list.add("busy_handler", {.call = DshCall::busyHandler}, {listError("Error: VELQ_DSH_busyHandler"), leave});
+    list.add("matcher", {.call = DshCall::makeUserHand}, {listError("Error: VELQ_DSH_makeUserHand")});
     list.add("begin", {.call = DshCall::exec, .sql = beginText},
-             {error("Error: VELQ_DSH_Exec, BEGIN TRANSACTION"), leaveWithBlank}, {beginText});
-    list.addPrepare(1, {error("Error: VELQ_DSH_Prepare"), leave}, {beginText});
+             {listError("Error: VELQ_DSH_Exec, BEGIN TRANSACTION"), leaveWithBlank}, {beginText});
+    list.addPrepare(1, {listError("Error: VELQ_DSH_Prepare"), leave}, {beginText});
     // No rollback on this operation's failures: closing abandons the transaction.
-    list.add("step", {.call = DshCall::step}, {error("Error: VELQ_DSH_doNext, rc=10"), leaveWithBlank}, {beginText});
+    list.add("step", {.call = DshCall::step}, {listError("Error: VELQ_DSH_doNext, rc=10"), leaveWithBlank},
+             {beginText});
     list.add("commit", {.call = DshCall::exec, .sql = commitText},
-             {error("Error: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=10"), leave}, {beginText, commitText});
+             {listError("Error: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=10"), leave}, {beginText, commitText});
 }
 
 void addRemoveAllCases(std::vector<FaultCase> &cases, const std::string &name,
                        const std::function<int(std::int32_t)> &operation, std::int32_t kind)
 {
-    const ExpectedLine leave = error("**********Error:Leave db_DeleteAllNumberRecords()!********");
-    const ExpectedLine leaveWithBlank = error("**********Error: Leave db_DeleteAllNumberRecords()!********");
+    const ExpectedLine leave = listError("**********Error:Leave db_DeleteAllNumberRecords()!********");
+    const ExpectedLine leaveWithBlank = listError("**********Error: Leave db_DeleteAllNumberRecords()!********");
     CaseList list(cases, name, operation, kind);
-    list.addOpen(1, {error("Error: VELQ_DSH_Open"), leave});
-    list.add("busy_handler", {.call = DshCall::busyHandler}, {error("Error: VELQ_DSH_busyHandler"), leave});
+    list.addOpen(1, {listError("Error: VELQ_DSH_Open"), leave});
+    list.add("busy_handler", {.call = DshCall::busyHandler}, {listError("Error: VELQ_DSH_busyHandler"), leave});
     list.add("begin", {.call = DshCall::exec, .sql = beginText},
-             {error("Error: VELQ_DSH_Exec, BEGIN TRANSACTION"), leaveWithBlank}, {beginText});
-    list.addPrepare(1, {error("Error: VELQ_DSH_Prepare"), leave}, {beginText});
-    list.add("step", {.call = DshCall::step}, {error("Error: VELQ_DSH_doNext, rc=10"), leaveWithBlank},
+             {listError("Error: VELQ_DSH_Exec, BEGIN TRANSACTION"), leaveWithBlank}, {beginText});
+    list.addPrepare(1, {listError("Error: VELQ_DSH_Prepare"), leave}, {beginText});
+    list.add("step", {.call = DshCall::step}, {listError("Error: VELQ_DSH_doNext, rc=10"), leaveWithBlank},
              {beginText, rollbackText});
     list.add("commit", {.call = DshCall::exec, .sql = commitText},
-             {error("Error: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=10"),
-              error("**********Error:db_DeleteAllNumberRecords()!********")},
+             {listError("Error: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=10"),
+              listError("**********Error:db_DeleteAllNumberRecords()!********")},
              {beginText, commitText, rollbackText});
 }
 
 void addRemoveByIntegerCases(std::vector<FaultCase> &cases, const std::string &name, const std::string &function,
                              const std::function<int(std::int32_t)> &operation, std::int32_t kind)
 {
-    const ExpectedLine enter = debug("**********Enter " + function + "()!********");
-    const ExpectedLine leave = error("**********Error:Leave " + function + "()!********");
-    const ExpectedLine leaveWithBlank = error("**********Error: Leave " + function + "()!********");
+    const ExpectedLine enter = listDebug("**********Enter " + function + "()!********");
+    const ExpectedLine leave = listError("**********Error:Leave " + function + "()!********");
+    const ExpectedLine leaveWithBlank = listError("**********Error: Leave " + function + "()!********");
     CaseList list(cases, name, operation, kind);
-    list.addOpen(1, {enter, error("Error: VELQ_DSH_Open, rc=10"), leave});
-    list.add("busy_handler", {.call = DshCall::busyHandler}, {enter, error("Error: VELQ_DSH_busyHandler"), leave});
+    list.addOpen(1, {enter, listError("Error: VELQ_DSH_Open, rc=10"), leave});
+    list.add("busy_handler", {.call = DshCall::busyHandler}, {enter, listError("Error: VELQ_DSH_busyHandler"), leave});
     list.add("begin", {.call = DshCall::exec, .sql = beginText},
-             {enter, error("Error: Sqlite BEGIN TRANSACTION"), leaveWithBlank}, {beginText});
+             {enter, listError("Error: Sqlite BEGIN TRANSACTION"), leaveWithBlank}, {beginText});
     // The prepare line shows 0 whatever the code was.
-    list.addPrepare(1, {enter, error("Error: VELQ_DSH_Prepare, rc=0"), leave}, {beginText});
-    list.add("step", {.call = DshCall::step}, {enter, error("Error: VELQ_DSH_doNext, rc=10"), leaveWithBlank},
+    list.addPrepare(1, {enter, listError("Error: VELQ_DSH_Prepare, rc=0"), leave}, {beginText});
+    list.add("step", {.call = DshCall::step}, {enter, listError("Error: VELQ_DSH_doNext, rc=10"), leaveWithBlank},
              {beginText, rollbackText});
-    list.add("commit", {.call = DshCall::exec, .sql = commitText}, {enter, error("Error: VELQ_DSH_Exec, rc=10"), leave},
-             {beginText, commitText, rollbackText});
+    list.add("commit", {.call = DshCall::exec, .sql = commitText},
+             {enter, listError("Error: VELQ_DSH_Exec, rc=10"), leave}, {beginText, commitText, rollbackText});
 }
 
 void addBatchCases(std::vector<FaultCase> &cases, std::int32_t kind)
 {
-    const ExpectedLine enter = debug("**********Enter db_AddNumberList()!********");
-    const ExpectedLine leave = error("**********Error:Leave db_AddNumberList()!********");
-    const ExpectedLine leaveWithBlank = error("**********Error: Leave db_AddNumberList()!********");
+    const ExpectedLine enter = listDebug("**********Enter db_AddNumberList()!********");
+    const ExpectedLine leave = listError("**********Error:Leave db_AddNumberList()!********");
+    const ExpectedLine leaveWithBlank = listError("**********Error: Leave db_AddNumberList()!********");
     const int full = VELQ_DSH_FULL;
     CaseList list(cases, "batch", addBatch, kind, VELQ_ERR_BATCH_FAILED);
-    list.addOpen(1, {enter, error("Error:  Can not open db"), leave});
-    list.add("open_full", {.call = DshCall::open, .code = full}, {enter, error("Error:  Can not open db"), leave});
-    list.add("busy_handler", {.call = DshCall::busyHandler}, {enter, error("Error: VELQ_DSH_busyHandler"), leave});
+    list.addOpen(1, {enter, listError("Error:  Can not open db"), leave});
+    list.add("open_full", {.call = DshCall::open, .code = full}, {enter, listError("Error:  Can not open db"), leave});
+    list.add("busy_handler", {.call = DshCall::busyHandler}, {enter, listError("Error: VELQ_DSH_busyHandler"), leave});
     list.add("begin", {.call = DshCall::exec, .sql = beginText},
-             {enter, error("Error: VELQ_DSH_Exec, BEGIN TRANSACTION"), leaveWithBlank}, {beginText});
+             {enter, listError("Error: VELQ_DSH_Exec, BEGIN TRANSACTION"), leaveWithBlank}, {beginText});
     list.add("begin_full", {.call = DshCall::exec, .code = full, .sql = beginText},
-             {enter, error("Error: VELQ_DSH_Exec, BEGIN TRANSACTION"), leaveWithBlank}, {beginText});
-    list.addPrepare(1, {enter, error("Error: VELQ_DSH_Prepare"), leave}, {beginText});
+             {enter, listError("Error: VELQ_DSH_Exec, BEGIN TRANSACTION"), leaveWithBlank}, {beginText});
+    list.addPrepare(1, {enter, listError("Error: VELQ_DSH_Prepare"), leave}, {beginText});
     list.add("prepare_of_third_node", {.call = DshCall::prepare, .nth = 3},
-             {enter, error("Error: VELQ_DSH_Prepare"), leave}, {beginText});
+             {enter, listError("Error: VELQ_DSH_Prepare"), leave}, {beginText});
     list.addWithResult("prepare_full", VELQ_ERR_DATABASE_FULL, {.call = DshCall::prepare, .code = full},
-                       {enter, error("Error: VELQ_DSH_Prepare"), leave}, {beginText});
-    list.add("step", {.call = DshCall::step}, {enter, error("Error: VELQ_DSH_doNext, rc=10"), leaveWithBlank},
+                       {enter, listError("Error: VELQ_DSH_Prepare"), leave}, {beginText});
+    list.add("step", {.call = DshCall::step}, {enter, listError("Error: VELQ_DSH_doNext, rc=10"), leaveWithBlank},
              {beginText, rollbackText});
     list.add("step_of_third_node", {.call = DshCall::step, .nth = 3},
-             {enter, error("Error: VELQ_DSH_doNext, rc=10"), leaveWithBlank}, {beginText, rollbackText});
+             {enter, listError("Error: VELQ_DSH_doNext, rc=10"), leaveWithBlank}, {beginText, rollbackText});
     list.addWithResult("step_full", VELQ_ERR_DATABASE_FULL, {.call = DshCall::step, .code = full, .nth = 2},
-                       {enter, error("Error: VELQ_DSH_doNext, rc=13"), leaveWithBlank}, {beginText, rollbackText});
+                       {enter, listError("Error: VELQ_DSH_doNext, rc=13"), leaveWithBlank}, {beginText, rollbackText});
     list.add("commit", {.call = DshCall::exec, .sql = commitText},
-             {enter, error("Error: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=10"), leave},
+             {enter, listError("Error: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=10"), leave},
              {beginText, commitText, rollbackText});
     list.addWithResult("commit_full", VELQ_ERR_DATABASE_FULL, {.call = DshCall::exec, .code = full, .sql = commitText},
-                       {enter, error("Error: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=13"), leave},
+                       {enter, listError("Error: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=13"), leave},
                        {beginText, commitText, rollbackText});
 }
 
 void addReadCases(std::vector<FaultCase> &cases, std::int32_t kind)
 {
-    const ExpectedLine listLeave = error("**********Error:Leave db_GetNumberList()!********");
+    const ExpectedLine listLeave = listError("**********Error:Leave db_GetNumberList()!********");
     CaseList list(cases, "list", readList, kind);
-    list.addOpen(1, {error("Error: VELQ_DSH_Open, rc=10"), listLeave});
-    list.add("busy_handler", {.call = DshCall::busyHandler}, {error("Error: VELQ_DSH_busyHandler"), listLeave});
-    list.addPrepare(1, {error("Error: VELQ_DSH_Prepare"), listLeave});
-    list.addWithResult("step", 0, {.call = DshCall::step}, {debug("No  number  in DB!")});
+    list.addOpen(1, {listError("Error: VELQ_DSH_Open, rc=10"), listLeave});
+    list.add("busy_handler", {.call = DshCall::busyHandler}, {listError("Error: VELQ_DSH_busyHandler"), listLeave});
+    list.addPrepare(1, {listError("Error: VELQ_DSH_Prepare"), listLeave});
+    list.addWithResult("step", 0, {.call = DshCall::step}, {listDebug("No  number  in DB!")});
     list.addWithResult("later_step", 0, {.call = DshCall::step, .nth = 2}, {});
 
-    const ExpectedLine uidLeave = error("**********Error:Leave db_GetNumberUIDList()!********");
+    const ExpectedLine uidLeave = listError("**********Error:Leave db_GetNumberUIDList()!********");
     CaseList uids(cases, "uid_list", readUids, kind);
-    uids.addOpen(1, {error("Error: VELQ_DSH_Open, rc=10"), uidLeave});
-    uids.add("busy_handler", {.call = DshCall::busyHandler}, {error("Error: VELQ_DSH_busyHandler"), uidLeave});
-    uids.addPrepare(1, {error("Error: VELQ_DSH_Prepare"), uidLeave});
-    uids.addWithResult("step", 0, {.call = DshCall::step}, {debug("No number  in DB!")});
-    uids.addWithResult("later_step", 0, {.call = DshCall::step, .nth = 2}, {debug("Get one number: id = 1")});
+    uids.addOpen(1, {listError("Error: VELQ_DSH_Open, rc=10"), uidLeave});
+    uids.add("busy_handler", {.call = DshCall::busyHandler}, {listError("Error: VELQ_DSH_busyHandler"), uidLeave});
+    uids.addPrepare(1, {listError("Error: VELQ_DSH_Prepare"), uidLeave});
+    uids.addWithResult("step", 0, {.call = DshCall::step}, {listDebug("No number  in DB!")});
+    uids.addWithResult("later_step", 0, {.call = DshCall::step, .nth = 2}, {listDebug("Get one number: id = 1")});
 
-    const ExpectedLine readEnter = debug("**********Enter db_ReadNumberByUID()!********");
+    const ExpectedLine readEnter = listDebug("**********Enter db_ReadNumberByUID()!********");
     const std::string readLeave = "**********Error:Leave db_ReadNumberByUID()!********";
     CaseList one(cases, "read", readOne, kind);
-    one.addOpen(1, {readEnter, error("Error: VELQ_DSH_Open, rc=10"), error(readLeave)});
+    one.addOpen(1, {readEnter, listError("Error: VELQ_DSH_Open, rc=10"), listError(readLeave)});
     one.add("busy_handler", {.call = DshCall::busyHandler},
-            {readEnter, error("Error: VELQ_DSH_busyHandler"), error(readLeave)});
-    one.addPrepare(1, {readEnter, error("Error: VELQ_DSH_Prepare, rc=0"), error(readLeave)});
+            {readEnter, listError("Error: VELQ_DSH_busyHandler"), listError(readLeave)});
+    one.addPrepare(1, {readEnter, listError("Error: VELQ_DSH_Prepare, rc=0"), listError(readLeave)});
     one.add("step", {.call = DshCall::step},
-            {readEnter, error("Error: VELQ_DSH_doNext, rc=10"), debug(readLeave)}); // a debug line on this path only
+            {readEnter, listError("Error: VELQ_DSH_doNext, rc=10"),
+             listDebug(readLeave)}); // a debug line on this path only
 
-    const ExpectedLine countEnter = debug("**********Enter db_GetTotalCount()!********");
-    const ExpectedLine countLeave = error("**********Error:Leave db_GetTotalCount()!********");
+    const ExpectedLine countEnter = listDebug("**********Enter db_GetTotalCount()!********");
+    const ExpectedLine countLeave = listError("**********Error:Leave db_GetTotalCount()!********");
     CaseList count(cases, "count", countNumbers, kind);
-    count.addOpen(1, {countEnter, error("Error: VELQ_DSH_Open, rc=10"), countLeave});
+    count.addOpen(1, {countEnter, listError("Error: VELQ_DSH_Open, rc=10"), countLeave});
     count.add("busy_handler", {.call = DshCall::busyHandler},
-              {countEnter, error("Error: VELQ_DSH_busyHandler"), countLeave});
-    count.addPrepare(1, {countEnter, debug("Error: VELQ_DSH_Prepare"), countLeave});
-    count.add("step", {.call = DshCall::step}, {countEnter, error("Error: VELQ_DSH_doNext, rc=10"), countLeave});
+              {countEnter, listError("Error: VELQ_DSH_busyHandler"), countLeave});
+    count.addPrepare(1, {countEnter, listDebug("Error: VELQ_DSH_Prepare"), countLeave});
+    count.add("step", {.call = DshCall::step}, {countEnter, listError("Error: VELQ_DSH_doNext, rc=10"), countLeave});
     count.addWithResult("step_without_row", 0, {.call = DshCall::step, .code = VELQ_DSH_DONE},
-                        {countEnter, debug("******** Not Found : SELECT COUNT *********"),
-                         debug("**********OK: Leave db_GetTotalCount()!********")});
+                        {countEnter, listDebug("******** Not Found : SELECT COUNT *********"),
+                         listDebug("**********OK: Leave db_GetTotalCount()!********")});
 }
 
 // The rule kind stands for "none" here: versions have one store.
@@ -699,20 +693,20 @@ void addSequencesOf(std::vector<SequenceCase> &cases, std::int32_t kind)
                      removeByUid,
                      kind,
                      writeCalls(file, "DELETE FROM " + table + " WHERE(uid = ?);", {"mapInt 1 1"}),
-                     {debug("**********Enter db_DeleteNumberByUID()!********"),
-                      debug("**********OK: Leave db_DeleteNumberByUID()!********")}});
+                     {listDebug("**********Enter db_DeleteNumberByUID()!********"),
+                      listDebug("**********OK: Leave db_DeleteNumberByUID()!********")}});
     cases.push_back({named("remove_by_extend_id"),
                      removeByExtendId,
                      kind,
                      writeCalls(file, "DELETE FROM " + table + " WHERE(extendID = ?);", {"mapInt 1 12"}),
-                     {debug("**********Enter db_DeleteNumberByExtendID()!********"),
-                      debug("**********OK: Leave db_DeleteNumberByExtendID()!********")}});
+                     {listDebug("**********Enter db_DeleteNumberByExtendID()!********"),
+                      listDebug("**********OK: Leave db_DeleteNumberByExtendID()!********")}});
     cases.push_back({named("batch"),
                      addBatch,
                      kind,
                      batchCalls(table, file),
-                     {debug("**********Enter db_AddNumberList()!********"),
-                      debug("**********OK: Leave db_AddNumberList()!********")}});
+                     {listDebug("**********Enter db_AddNumberList()!********"),
+                      listDebug("**********OK: Leave db_AddNumberList()!********")}});
     cases.push_back({named("list"),
                      readList,
                      kind,
@@ -722,21 +716,21 @@ void addSequencesOf(std::vector<SequenceCase> &cases, std::int32_t kind)
                      readUids,
                      kind,
                      readCalls(file, "select uid FROM " + table + ";", {}, 3),
-                     {debug("Get one number: id = 1"), debug("Get one number: id = 2")}});
-    cases.push_back(
-        {named("read"),
-         readOne,
-         kind,
-         readCalls(file, "select number, name FROM " + table + " WHERE(uid = ?);", {"mapInt 1 1"}, 1),
-         {debug("**********Enter db_ReadNumberByUID()!********"), debug("******** Found  number in store *********"),
-          debug("**********OK:Leave db_ReadNumberByUID()!********")}});
+                     {listDebug("Get one number: id = 1"), listDebug("Get one number: id = 2")}});
+    cases.push_back({named("read"),
+                     readOne,
+                     kind,
+                     readCalls(file, "select number, name FROM " + table + " WHERE(uid = ?);", {"mapInt 1 1"}, 1),
+                     {listDebug("**********Enter db_ReadNumberByUID()!********"),
+                      listDebug("******** Found  number in store *********"),
+                      listDebug("**********OK:Leave db_ReadNumberByUID()!********")}});
     cases.push_back(
         {named("count"),
          countNumbers,
          kind,
          readCalls(file, "SELECT COUNT(uid) FROM " + table + ";", {}, 1),
-         {debug("**********Enter db_GetTotalCount()!********"), debug("******** OK: SELECT COUNT *********"),
-          debug("******** count=2 *********"), debug("**********OK: Leave db_GetTotalCount()!********")}});
+         {listDebug("**********Enter db_GetTotalCount()!********"), listDebug("******** OK: SELECT COUNT *********"),
+          listDebug("******** count=2 *********"), listDebug("**********OK: Leave db_GetTotalCount()!********")}});
 }
 
 std::vector<SequenceCase> allSequences()

@@ -3,7 +3,7 @@
 #include "VELQ_Util.h"
 #include "bfilter/VELQ_BFilter_WordList.h"
 #include "internal/dsh_faults.h"
-#include "internal/front_fixture.h"
+#include "internal/log_lines.h"
 #include "support/wide.h"
 
 #include <cstdint>
@@ -16,28 +16,7 @@
 namespace velq::test {
 namespace {
 
-using Texts = std::vector<std::string>;
-using Lines = std::vector<ExpectedLine>;
-
-ExpectedLine error(const std::string &text)
-{
-    return {true, text};
-}
-
-ExpectedLine debug(const std::string &text)
-{
-    return {false, text};
-}
-
-Lines operator+(Lines first, const Lines &second)
-{
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
-const Lines openAndClose = {
-    debug("VELQ_BFilter_DataStore\tOpen DB!"), debug("VELQ_BFilter_WordList\tOK: open_wordlist()"),
-    debug("VELQ_BFilter_DataStore\tClose DB!"), debug("VELQ_BFilter_WordList\tOK: close_wordlist()")};
+const Lines openAndClose = {debug(openDb), debug(opened), debug(closeDb), debug(closed)};
 const ExpectedLine enter = debug("********** Enter  checkSpamMsg() ********");
 const ExpectedLine leave = debug("**********OK: Leave checkSpamMsg()!********");
 const ExpectedLine lookupLeave = error("VELQ_DB_Interface\t**********Error:Leave db_SearchNumberList()!********");
@@ -101,11 +80,10 @@ class RatingFailure : public testing::TestWithParam<Setting> {
     // A refused busy handler on the token store, up to the end of the word list.
     static Lines failedOpen()
     {
-        return {debug("VELQ_BFilter_DataStore\tOpen DB!"),
-                error("VELQ_BFilter_Datastore_Sqlite\tCan't set user non-service handle: not an error"),
+        return {debug(openDb), error("VELQ_BFilter_Datastore_Sqlite\tCan't set user non-service handle: not an error"),
                 error("VELQ_BFilter_Datastore_Sqlite\tError on database " + std::string(engineState.tokenStorePath) +
                       ": not an error"),
-                error("VELQ_BFilter_WordList\tError: ds_open!"), debug("VELQ_BFilter_WordList\tOK: close_wordlist()")};
+                error("VELQ_BFilter_WordList\tError: ds_open!"), debug(closed)};
     }
 
     RunningEngine engine;

@@ -5,7 +5,7 @@
 #include "bfilter/VELQ_BFilter_Score.h"
 #include "bfilter/VELQ_BFilter_WordList.h"
 #include "internal/dsh_faults.h"
-#include "internal/front_fixture.h"
+#include "internal/log_lines.h"
 #include "support/wide.h"
 
 #include <cmath>
@@ -18,8 +18,6 @@
 
 namespace velq::test {
 namespace {
-
-using Texts = std::vector<std::string>;
 
 constexpr bool gammaIsGsl = VELQ_GAMMA_IS_GSL != 0;
 constexpr double epsilon = 2.220446049250313e-16;

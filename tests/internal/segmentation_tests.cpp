@@ -4,7 +4,7 @@
 #include "VELQ_Word_Seg.h"
 #include "bfilter/VELQ_BFilter_WordList.h"
 #include "internal/dsh_faults.h"
-#include "internal/front_fixture.h"
+#include "internal/log_lines.h"
 #include "support/wide.h"
 
 #include <filesystem>
@@ -14,8 +14,6 @@
 
 namespace velq::test {
 namespace {
-
-using Texts = std::vector<std::string>;
 
 // A two-unit token of its own for each index.
 WideText numberedToken(int index)
@@ -332,11 +330,6 @@ TEST_P(Segmentation, lookup_tells_stored_words_with_their_counts)
 }
 
 // ---- Trace and failures
-
-const std::string opened = "VELQ_BFilter_WordList\tOK: open_wordlist()";
-const std::string openDb = "VELQ_BFilter_DataStore\tOpen DB!";
-const std::string closeDb = "VELQ_BFilter_DataStore\tClose DB!";
-const std::string closed = "VELQ_BFilter_WordList\tOK: close_wordlist()";
 
 std::string failedCommit()
 {

@@ -3,7 +3,7 @@
 #include "VELQ_Util.h"
 #include "bfilter/VELQ_BFilter_DataStore.h"
 #include "internal/dsh_faults.h"
-#include "internal/front_fixture.h"
+#include "internal/log_lines.h"
 #include "support/wide.h"
 
 #include <cstring>
@@ -13,8 +13,6 @@
 
 namespace velq::test {
 namespace {
-
-using Texts = std::vector<std::string>;
 
 constexpr char selectSql[] = "SELECT value FROM velqTable WHERE key=? LIMIT 1;";
 constexpr char updateSql[] = "UPDATE velqTable SET value=? where key=?;";
@@ -164,7 +162,7 @@ TEST_P(TokenStore, traces_opening_and_closing)
 {
     store = ds_open(nullptr, &settings, 1);
     close();
-    EXPECT_EQ(engine.newLines(), (Texts{"VELQ_BFilter_DataStore\tOpen DB!", "VELQ_BFilter_DataStore\tClose DB!"}));
+    EXPECT_EQ(engine.newLines(), (Texts{openDb, closeDb}));
 }
 
 TEST_P(TokenStore, finalises_its_statements_on_closing_and_leaves_a_kept_connection_open)
@@ -190,8 +188,7 @@ TEST_P(TokenStore, failing_busy_handler_fails_the_opening)
     EXPECT_EQ(ds_open(nullptr, &settings, 1), nullptr);
     EXPECT_TRUE(watch.everythingReleased());
     EXPECT_EQ(engine.newLines(),
-              (Texts{"VELQ_BFilter_DataStore\tOpen DB!",
-                     "VELQ_BFilter_Datastore_Sqlite\tCan't set user non-service handle: not an error",
+              (Texts{openDb, "VELQ_BFilter_Datastore_Sqlite\tCan't set user non-service handle: not an error",
                      "VELQ_BFilter_Datastore_Sqlite\tError on database " + path() + ": not an error"}));
 }
 
@@ -199,11 +196,11 @@ TEST_P(TokenStore, opening_without_memory_fails_and_releases_everything)
 {
     const int failures = failEachAllocation(
         [this]() -> int {
-            dsh *opened = ds_open(nullptr, &settings, 1);
-            if (opened == nullptr) {
+            dsh *handle = ds_open(nullptr, &settings, 1);
+            if (handle == nullptr) {
                 return VELQ_ERR_FAILED;
             }
-            ds_close(opened);
+            ds_close(handle);
             return 0;
         },
         [](int /*nth*/, int result, const DshWatch & /*watch*/) { EXPECT_EQ(result, VELQ_ERR_FAILED); });

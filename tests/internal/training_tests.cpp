@@ -6,7 +6,7 @@
 #include "bfilter/VELQ_BFilter_Register.h"
 #include "bfilter/VELQ_BFilter_WordList.h"
 #include "internal/dsh_faults.h"
-#include "internal/front_fixture.h"
+#include "internal/log_lines.h"
 #include "support/wide.h"
 
 #include <algorithm>
@@ -18,12 +18,6 @@
 namespace velq::test {
 namespace {
 
-using Texts = std::vector<std::string>;
-
-const std::string openDb = "VELQ_BFilter_DataStore\tOpen DB!";
-const std::string opened = "VELQ_BFilter_WordList\tOK: open_wordlist()";
-const std::string closeDb = "VELQ_BFilter_DataStore\tClose DB!";
-const std::string closed = "VELQ_BFilter_WordList\tOK: close_wordlist()";
 const std::string registerFailed = "VELQ_BFilter_Interface\tError: register_words";
 const std::string tokenFailed = "VELQ_BFilter_Register\tcannot write to data base.";
 const std::string countsFailed = "VELQ_BFilter_Register\tcannot set message count values";

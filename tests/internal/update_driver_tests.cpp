@@ -3,7 +3,7 @@
 #include "VELQ_Update.h"
 #include "VELQ_Util.h"
 #include "internal/dsh_faults.h"
-#include "internal/front_fixture.h"
+#include "internal/log_lines.h"
 #include "support/wide.h"
 
 #include <filesystem>
@@ -13,9 +13,6 @@
 
 namespace velq::test {
 namespace {
-
-using Texts = std::vector<std::string>;
-using Lines = std::vector<ExpectedLine>;
 
 class UpdateDriver : public testing::TestWithParam<Trace> {
   protected:
@@ -231,7 +228,7 @@ TEST_P(UpdateDriver, every_merge_and_every_version_has_connections_of_its_own)
 
 // ---- Version records that cannot be written: the merged data stay, the old version stays
 
-struct Failure {
+struct VersionFailure {
     const char *what;
     DshFault fault;
     Lines lines;
@@ -241,7 +238,7 @@ struct Failure {
 TEST_P(UpdateDriver, failed_version_record_is_told_and_keeps_the_merge)
 {
     const std::string updateSql = "UPDATE versionTable SET command=0, version=41 WHERE command=0;";
-    std::vector<Failure> failures;
+    std::vector<VersionFailure> failures;
     const auto failing = [&failures](const char *what, const DshFault &fault, const Lines &lines,
                                      const Texts &executed) {
         failures.push_back({what, fault, lines, executed});
@@ -251,15 +248,14 @@ TEST_P(UpdateDriver, failed_version_record_is_told_and_keeps_the_merge)
     failing("busy handler", {.call = DshCall::busyHandler, .nth = 3},
             {{true, "VELQ_Update\tError: VELQ_DSH_busyHandler"}}, {});
     failing("begin", {.call = DshCall::exec, .nth = 4}, {{false, "VELQ_Update\tError: Sqlite BEGIN TRANSACTION"}},
-            {"BEGIN IMMEDIATE TRANSACTION;"});
+            {beginText});
     failing("prepare", {.call = DshCall::prepare, .sql = updateSql}, {{true, "VELQ_Update\tError: VELQ_DSH_Prepare"}},
-            {"BEGIN IMMEDIATE TRANSACTION;"});
+            {beginText});
     failing("step", {.call = DshCall::step, .nth = 5}, // row, lookup, insert or update, end
-            {{true, "VELQ_Update\tError: VELQ_DSH_doNext, rc=10"}},
-            {"BEGIN IMMEDIATE TRANSACTION;", "ROLLBACK TRANSACTION;"});
+            {{true, "VELQ_Update\tError: VELQ_DSH_doNext, rc=10"}}, {beginText, rollbackText});
     failing("commit", {.call = DshCall::exec, .nth = 5},
             {{true, "VELQ_Update\tError: VELQ_DSH_Exec, COMMIT TRANSACTION, rc=10"}},
-            {"BEGIN IMMEDIATE TRANSACTION;", "COMMIT TRANSACTION;", "ROLLBACK TRANSACTION;"});
+            {beginText, commitText, rollbackText});
 
     std::uint32_t merges = 0;
     for (const auto &failure : failures) {
@@ -282,7 +278,7 @@ TEST_P(UpdateDriver, failed_version_record_is_told_and_keeps_the_merge)
         lines.insert(lines.end(), failure.lines.begin(), failure.lines.end());
         lines.push_back({true, "VELQ_Update\tError: db_UpdateVersion  (prob.bin) "});
         EXPECT_EQ(engine.newLines(), expectedLog(lines, GetParam())) << failure.what;
-        Texts executed = {"PRAGMA synchronous = FULL;", "BEGIN IMMEDIATE TRANSACTION;", "COMMIT TRANSACTION;"};
+        Texts executed = {"PRAGMA synchronous = FULL;", beginText, commitText};
         executed.insert(executed.end(), failure.executed.begin(), failure.executed.end());
         EXPECT_EQ(watch.executed(), executed) << failure.what;
     }

@@ -2,7 +2,7 @@
 #include "VELQ_Util.h"
 #include "bfilter/VELQ_BFilter_WordList.h"
 #include "internal/dsh_faults.h"
-#include "internal/front_fixture.h"
+#include "internal/log_lines.h"
 #include "support/wide.h"
 
 #include <filesystem>
@@ -12,8 +12,6 @@
 
 namespace velq::test {
 namespace {
-
-using Texts = std::vector<std::string>;
 
 class WordListLife : public testing::TestWithParam<StartVariant> {
   protected:
@@ -72,9 +70,7 @@ TEST_P(WordListLife, every_opening_is_one_transaction_whatever_the_mode)
             EXPECT_EQ(watch.executed(), (Texts{"BEGIN TRANSACTION;", commit ? "COMMIT;" : "ROLLBACK;"}));
             EXPECT_TRUE(watch.everythingReleased());
             EXPECT_EQ(watch.connectionsOpened(), GetParam() == StartVariant::norix ? 0 : 1);
-            EXPECT_EQ(engine.newLines(),
-                      (Texts{"VELQ_BFilter_DataStore\tOpen DB!", "VELQ_BFilter_WordList\tOK: open_wordlist()",
-                             "VELQ_BFilter_DataStore\tClose DB!", "VELQ_BFilter_WordList\tOK: close_wordlist()"}));
+            EXPECT_EQ(engine.newLines(), (Texts{openDb, opened, closeDb, closed}));
         }
     }
 }
@@ -136,7 +132,7 @@ TEST_P(WordListLife, closing_a_list_that_was_never_opened_only_frees_it)
     close_wordlist(commitWordList);
     EXPECT_EQ(word_list, nullptr);
     EXPECT_EQ(watch.calls(), Texts{});
-    EXPECT_EQ(engine.newLines(), (Texts{"VELQ_BFilter_WordList\tOK: close_wordlist()"}));
+    EXPECT_EQ(engine.newLines(), (Texts{closed}));
 }
 
 // ---- Failures, with the level of each line
@@ -157,11 +153,11 @@ TEST_P(WordListFailure, missing_file_fails_the_opening)
     EXPECT_EQ(word_list, nullptr);
     EXPECT_TRUE(watch.everythingReleased());
     const std::string failure = std::string(engineState.tokenStorePath) + ": unable to open database file";
-    EXPECT_EQ(engine.newLines(), expectedLog({{false, "VELQ_BFilter_DataStore\tOpen DB!"},
+    EXPECT_EQ(engine.newLines(), expectedLog({{false, openDb},
                                               {true, "VELQ_BFilter_Datastore_Sqlite\tCan't open database " + failure},
                                               {true, "VELQ_BFilter_Datastore_Sqlite\tError on database " + failure},
                                               {true, "VELQ_BFilter_WordList\tError: ds_open!"},
-                                              {false, "VELQ_BFilter_WordList\tOK: close_wordlist()"}},
+                                              {false, closed}},
                                              GetParam()));
 }
 
@@ -173,12 +169,12 @@ TEST_P(WordListFailure, failing_busy_handler_fails_the_opening)
     EXPECT_EQ(word_list, nullptr);
     EXPECT_NE(engineState.tokenStoreConn, nullptr);
     EXPECT_EQ(engine.newLines(),
-              expectedLog({{false, "VELQ_BFilter_DataStore\tOpen DB!"},
+              expectedLog({{false, openDb},
                            {true, "VELQ_BFilter_Datastore_Sqlite\tCan't set user non-service handle: not an error"},
                            {true, "VELQ_BFilter_Datastore_Sqlite\tError on database " +
                                       std::string(engineState.tokenStorePath) + ": not an error"},
                            {true, "VELQ_BFilter_WordList\tError: ds_open!"},
-                           {false, "VELQ_BFilter_WordList\tOK: close_wordlist()"}},
+                           {false, closed}},
                           GetParam()));
 }
 
@@ -194,14 +190,14 @@ TEST_P(WordListFailure, failed_begin_leaves_the_list_open_without_message_counts
     close_wordlist(commitWordList);
     EXPECT_TRUE(watch.everythingReleased());
     EXPECT_EQ(engine.newLines(),
-              expectedLog({{false, "VELQ_BFilter_DataStore\tOpen DB!"},
+              expectedLog({{false, openDb},
                            {true, "VELQ_BFilter_Datastore_Sqlite\tError executing \"BEGIN TRANSACTION;\": NULL (#5)"},
                            {true, "VELQ_BFilter_WordList\tError: ds_txn_begin()!"},
-                           {false, "VELQ_BFilter_WordList\tOK: open_wordlist()"},
+                           {false, opened},
                            {true, "VELQ_BFilter_Datastore_Sqlite\tError executing \"COMMIT;\": cannot commit - no "
                                   "transaction is active (#1)"},
-                           {false, "VELQ_BFilter_DataStore\tClose DB!"},
-                           {false, "VELQ_BFilter_WordList\tOK: close_wordlist()"}},
+                           {false, closeDb},
+                           {false, closed}},
                           GetParam()));
 }
 
@@ -217,12 +213,12 @@ TEST_P(WordListFailure, aborted_message_count_read_leaves_the_list_open_outside_
     EXPECT_EQ(watch.executed(), (Texts{"BEGIN TRANSACTION;", "ROLLBACK;", "COMMIT;"}));
     EXPECT_TRUE(watch.everythingReleased());
     EXPECT_EQ(engine.newLines(),
-              expectedLog({{false, "VELQ_BFilter_DataStore\tOpen DB!"},
-                           {false, "VELQ_BFilter_WordList\tOK: open_wordlist()"},
+              expectedLog({{false, openDb},
+                           {false, opened},
                            {true, "VELQ_BFilter_Datastore_Sqlite\tError executing \"COMMIT;\": cannot commit - no "
                                   "transaction is active (#1)"},
-                           {false, "VELQ_BFilter_DataStore\tClose DB!"},
-                           {false, "VELQ_BFilter_WordList\tOK: close_wordlist()"}},
+                           {false, closeDb},
+                           {false, closed}},
                           GetParam()));
 }
 
@@ -236,12 +232,12 @@ TEST_P(WordListFailure, failed_commit_is_logged_and_everything_is_closed)
         EXPECT_EQ(word_list, nullptr);
         EXPECT_TRUE(watch.everythingReleased());
         EXPECT_EQ(engine.newLines(),
-                  expectedLog({{false, "VELQ_BFilter_DataStore\tOpen DB!"},
-                               {false, "VELQ_BFilter_WordList\tOK: open_wordlist()"},
+                  expectedLog({{false, openDb},
+                               {false, opened},
                                {true, std::string("VELQ_BFilter_Datastore_Sqlite\tError executing \"") +
                                           (commit ? "COMMIT;" : "ROLLBACK;") + "\": NULL (#10)"},
-                               {false, "VELQ_BFilter_DataStore\tClose DB!"},
-                               {false, "VELQ_BFilter_WordList\tOK: close_wordlist()"}},
+                               {false, closeDb},
+                               {false, closed}},
                               GetParam()));
     }
 }

@@ -26,7 +26,7 @@ namespace {
 constexpr std::size_t sectorSize = 512;
 
 // A write, or the cutting or growing to a size.
-struct Change {
+struct PendingWrite {
     bool isWrite;
     std::size_t at; // or the size
     std::string bytes;
@@ -35,7 +35,7 @@ struct Change {
 struct FileOnDisk {
     bool exists = false;
     std::string content;
-    std::vector<Change> pending;        // since the last sync
+    std::vector<PendingWrite> pending;  // since the last sync
     bool isNew = false;                 // made, and
     bool isRemoved = false;             // removed, since its folder was synced
     std::optional<std::string> removed; // a file of the same name before a new one
@@ -64,7 +64,7 @@ void put(std::string &content, std::size_t at, std::string_view bytes)
     content.replace(at, bytes.size(), bytes);
 }
 
-void put(std::string &content, const Change &change)
+void put(std::string &content, const PendingWrite &change)
 {
     if (change.isWrite) {
         put(content, change.at, change.bytes);
@@ -78,7 +78,7 @@ bool chance()
     return plan.random() % 2 == 0;
 }
 
-void putSome(std::string &content, const Change &change)
+void putSome(std::string &content, const PendingWrite &change)
 {
     if (!change.isWrite || chance()) {
         if (chance()) {
@@ -192,7 +192,7 @@ int syncFile(sqlite3_file *file, int)
 {
     countChange();
     if (FileOnDisk *onDisk = layered(file)->onDisk) {
-        for (const Change &change : onDisk->pending) {
+        for (const PendingWrite &change : onDisk->pending) {
             put(onDisk->content, change);
         }
         onDisk->pending.clear();

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,22 @@ Verdict verdictOf(Table table, std::u16string_view filtered)
 {
     const Reading reading = readMessage(filtered, table);
     return {reading.rating, reading.step};
+}
+
+TEST(message_reading, tokens_that_begin_alike_have_other_hashes_in_32_bits)
+{
+    std::set<std::uint32_t> hashes;
+    std::size_t tokens = 0;
+    for (const std::u16string_view begin : {u"ab", u"\u4E2D\u6587"}) {
+        for (char16_t third = u'a'; third <= u'z'; ++third) {
+            for (char16_t fourth = u'a'; fourth <= u'z'; ++fourth) {
+                hashes.insert(
+                    static_cast<std::uint32_t>(PackedTokenHash()(packToken(std::u16string(begin) + third + fourth))));
+                ++tokens;
+            }
+        }
+    }
+    EXPECT_EQ(hashes.size(), tokens);
 }
 
 TEST(message_reading, packing_keeps_every_unit)

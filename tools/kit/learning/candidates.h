@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace velq::kit {
@@ -43,7 +42,7 @@ struct CandidateCounter {
         std::uint32_t lastHam = 0;
         std::uint32_t lastShort = 0;
     };
-    std::unordered_map<PackedToken, Entry> table;
+    TokenTable<Entry> table;
     std::uint32_t forgotten = 0; // the count up to which sequences were forgotten so far
 };
 
@@ -57,7 +56,7 @@ void countCandidates(CandidateCounter &counter, const std::vector<FilteredText> 
 struct Candidates {
     std::vector<PackedToken> tokens; // ascending
     std::vector<CandidateCounts> counts;
-    std::unordered_map<PackedToken, std::uint32_t> positions;
+    TokenTable<std::uint32_t> positions;
 };
 
 // The sequences seen in at least so many clusters that may become tokens. A sequence of digits alone may only where it

@@ -17,6 +17,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace velq::kit {
@@ -45,6 +47,18 @@ constexpr PackedToken packToken(std::u16string_view token)
     return unit(0) | unit(1) | unit(2) | unit(3);
 }
 std::u16string unpackToken(PackedToken token);
+
+// std::hash gives a number as it is, cut to the size of a pointer: with one of 32 bits the tokens that share their
+// first two units would all have the same. Here such tokens never have.
+struct PackedTokenHash {
+    std::size_t operator()(PackedToken token) const noexcept
+    {
+        return static_cast<std::uint32_t>((token * 0x9E3779B97F4A7C15U) >> 32);
+    }
+};
+template <typename Value>
+using TokenTable = std::unordered_map<PackedToken, Value, PackedTokenHash>;
+using TokenSet = std::unordered_set<PackedToken, PackedTokenHash>;
 
 struct TokenStats {
     std::uint32_t spam = 0;

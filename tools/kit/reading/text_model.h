@@ -14,7 +14,6 @@
 #include <map>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace velq::kit {
@@ -32,7 +31,7 @@ StoreTotals totalsOf(const Store &store);
 
 // A store made ready for reading many messages.
 struct StoreIndex : StoreTotals {
-    std::unordered_map<PackedToken, TokenStats> tokens;
+    TokenTable<TokenStats> tokens;
 };
 
 StoreIndex indexStore(const Store &store);

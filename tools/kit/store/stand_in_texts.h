@@ -6,7 +6,6 @@
 
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace velq::kit {
@@ -25,7 +24,7 @@ Evidence evidenceOfLean(double lean); // log odds
 int badness(Rating rating, bool spam);
 
 // The tokens that texts are cut at, with what they bring.
-using Vocabulary = std::unordered_map<PackedToken, Evidence>;
+using Vocabulary = TokenTable<Evidence>;
 
 struct WantedText {
     std::u16string text; // filtered

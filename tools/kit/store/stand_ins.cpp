@@ -12,7 +12,6 @@
 #include <cstddef>
 #include <map>
 #include <tuple>
-#include <unordered_set>
 #include <utility>
 
 namespace velq::kit {
@@ -98,7 +97,7 @@ class Search {
     // The steps that may gain: tokens that are there anyway first, then those of most texts rated worse.
     std::vector<Step> steps() const
     {
-        std::unordered_map<PackedToken, Step> found;
+        TokenTable<Step> found;
         Cut cut;
         for (const auto &text : texts_) {
             cutText(cut, vocabulary_, text.text, 0);
@@ -181,7 +180,7 @@ class Search {
         return all;
     }();
     Vocabulary vocabulary_;
-    std::unordered_set<PackedToken> old_;
+    TokenSet old_;
     std::map<PackedToken, double> leans_; // of the stand-ins so far
     std::vector<WantedText> texts_;
 };
