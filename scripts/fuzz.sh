@@ -5,6 +5,7 @@
 # A target has the name of its folder in tests/fuzz/corpus.
 # New inputs and findings go to FUZZ_OUTPUT (default build-fuzz/output/TARGET), starting from tests/fuzz/corpus/TARGET.
 # An input that was a finding is copied to tests/fuzz/corpus/TARGET once it is mended; every build replays that folder.
+# Words that inputs of a target are made of stand in tests/fuzz/words/TARGET.
 # FUZZ_BUILD names the build folder (default build-fuzz).
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -30,7 +31,9 @@ failed=0
 for name in "${targets[@]}"; do
   mkdir -p "$output/$name/corpus"
   echo "== $name: $seconds seconds"
-  TMPDIR=$scratch "$build/bin/fuzz_$name" -max_total_time="$seconds" -max_len=8192 -timeout=20 -rss_limit_mb=2048 \
+  words=()
+  [ ! -f "tests/fuzz/words/$name" ] || words=(-dict="tests/fuzz/words/$name")
+  TMPDIR=$scratch "$build/bin/fuzz_$name" "${words[@]}" -max_total_time="$seconds" -max_len=8192 -timeout=20 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="$output/$name/" \
     "$output/$name/corpus" "tests/fuzz/corpus/$name" || failed=1
 done

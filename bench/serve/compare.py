@@ -4,8 +4,8 @@
     bench/serve/compare.py --velq build/bin/velq MESSAGES.tsv...     (label, tab, text)
 
 Every third message is asked about, the others train: a token store for velq, the Bayes filters of the other two. All
-run on this machine, over loopback, one after the other; --only names what is to run. Takes wrk, spamassassin, spamc,
-rspamd and redis-server from Debian.
+run on this machine, over loopback, one after the other; --only names what is to run, --before another build of velq
+to compare with. Takes wrk, spamassassin, spamc, rspamd and redis-server from Debian.
 """
 
 import argparse
@@ -18,6 +18,7 @@ import re
 import shutil
 import signal
 import socket
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -98,6 +99,12 @@ def processor_time(*pids):
                 fields = pathlib.Path(f"/proc/{process}/stat").read_text().rsplit(")", 1)[1].split()
                 ticks += sum(map(int, fields[11:15] if process == pid else fields[11:13]))
     return ticks / os.sysconf("SC_CLK_TCK")
+
+
+def thread_times(pid):
+    """Seconds that each thread has had."""
+    threads = sorted(pathlib.Path(f"/proc/{pid}/task").iterdir(), key=lambda thread: int(thread.name))
+    return [int((thread / "schedstat").read_text().split()[0]) / 1e9 for thread in threads]
 
 
 @contextlib.contextmanager
@@ -208,14 +215,14 @@ class Velq:
         return folder
 
     @contextlib.contextmanager
-    def serve(self, mode, journal):
+    def serve(self, mode, journal, program=None):
         port = free_port()
         folder = self.install("filter", mode)
         options = ["--journal", self.work / "journal.db"] if journal else []
         for file in self.work.glob("journal.db*"):
             file.unlink()
-        with background([self.options.velq, "serve", "--install", folder, "--listen", f"127.0.0.1:{port}", *options],
-                        port) as process:
+        with background([program or self.options.velq, "serve", "--install", folder, "--listen", f"127.0.0.1:{port}",
+                         *options], port) as process:
             yield process, f"http://127.0.0.1:{port}/v1/rate"
 
     def bodies(self, name, texts):
@@ -257,6 +264,25 @@ class Velq:
                             name = f"velq serve, {mode}, journal {'on' if journal else 'off'}, {kind}"
                             measure(name, connections, [process.pid],
                                     lambda: wrk(url, bodies, "application/json", connections, self.options.seconds))
+
+    def turns(self, texts):
+        """Two builds in turns, so that both have the same of whatever else the machine does: medians of the rounds."""
+        bodies, rows = self.bodies("all.jsonl", texts), {}
+        for _ in range(self.options.rounds):
+            for name, program in (("before", self.options.before), ("now", self.options.velq)):
+                rows.setdefault(name, []).append(self.turn(program, bodies))
+        for name, figures in rows.items():
+            print(f"| {name} | " + " | ".join(f"{statistics.median(column):,.0f}" for column in zip(*figures)) + " |")
+
+    def turn(self, program, bodies):
+        with self.serve("wal", False, program) as (process, url):
+            connections = self.options.connections[0]
+            warm_up(lambda: wrk(url, bodies, "application/json", connections, 1))
+            self.wait_for_queue(url)
+            before = thread_times(process.pid)
+            load = wrk(url, bodies, "application/json", connections, self.options.seconds)
+            each = [1e6 * (after - at) / load["requests"] for at, after in zip(before, thread_times(process.pid))]
+            return load["requests"] / load["seconds"], sum(each), max(each), load["p50"], load["p99"]
 
     @staticmethod
     def wait_for_queue(url):
@@ -396,17 +422,28 @@ def main():
     parser.add_argument("--requests", type=int, default=1_000_000, help="of --only endurance (1000000)")
     parser.add_argument("--only", nargs="+", default=["velq", "spamd", "rspamd"],
                         choices=["velq", "spamd", "rspamd", "endurance"])
+    parser.add_argument("--before", help="another build of velq: both in turns, and nothing else")
+    parser.add_argument("--rounds", type=int, default=5, help="of --before (5)")
     parser.add_argument("corpus", nargs="+", metavar="MESSAGES.tsv")
     options = parser.parse_args()
     messages = read_messages(options.corpus, options.messages)
     asked = [text for _, text in messages[::3]]
     training = [message for i, message in enumerate(messages) if i % 3]
     print(f"{len(training)} messages train, {len(asked)} are asked about; {os.cpu_count()} processors\n")
-    print("| | connections | requests/s | processor us | p50 ms | p99 ms | p99.9 ms | MB | failed |\n"
-          "|---|---|---|---|---|---|---|---|---|", flush=True)
+    if options.before:
+        print("| | requests/s | processor us | of the engine's thread | p50 ms | p99 ms |\n|---|---|---|---|---|---|",
+              flush=True)
+        options.only = []
+    else:
+        print("| | connections | requests/s | processor us | p50 ms | p99 ms | p99.9 ms | MB | failed |\n"
+              "|---|---|---|---|---|---|---|---|---|", flush=True)
     with tempfile.TemporaryDirectory(prefix="velq-bench-") as name:
         work = pathlib.Path(name)
         work.chmod(0o755)
+        if options.before:
+            velq = Velq(options, work)
+            velq.train(training)
+            velq.turns(asked)
         if "velq" in options.only or "endurance" in options.only:
             velq = Velq(options, work)
             velq.train(training)

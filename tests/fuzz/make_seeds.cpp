@@ -340,6 +340,14 @@ void writeServeSeeds()
                          R"({"as":"blocked","message":1})" + next + "GET /v1/journal/1\n\n" + next + sender +
                          R"({"as":"allowed","message":1})" + next + sender + R"({"undo":true,"message":1})" + next +
                          "GET /v1/weeks\n\n" + next + "GET /v1/journal/x\n\n");
+    write("journal", rate + R"([{"number":"1","body":"free cash"},{"number":"2","body":"lunch"}])" + next +
+                         "GET /v1/journal\n?search=fr\u0435e\n?corrected=false\n?limit=1\n\n" + next + mark +
+                         R"({"as":"ham","message":1})" + next + "GET /v1/journal\n?corrected=true\n\n" + next +
+                         "GET /v1/journal/2\n\n" + next + "HEAD /v1/journal\n?search=%25\n?before=2\n\n" + next +
+                         "GET /v1/weeks\n?weeks=3\n\n" + next + "GET /v1/weeks\n?weeks=0\n\n");
+    write("page", "GET /\n\n" + next + "GET /page/main.js\n\n" + next + "HEAD /page/style.css\n\n" + next +
+                      "GET /page/icon.svg\n\n" + next + "GET /page/..\n\n" + next + "GET /page/\n\n" + next +
+                      "GET /metrics\n\n" + next + "GET /openapi.json\n\n");
     write("access", "POST /v1/rate\nhost: [::1]:8125\norigin: http://filter.example\nsec-fetch-site: cross-site\n"
                     "authorization: 0123456789abcdef\ncontent-type: APPLICATION/JSON ;x\n\n{}");
     const std::string sent = "\ncontent-type: application/octet-stream\n\n";

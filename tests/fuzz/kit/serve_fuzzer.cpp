@@ -6,6 +6,7 @@
 // "header: value", an empty line, and the body up to a line "===" or the end. A first line "forward" makes it a service
 // with a receiver behind it.
 #include "kit/serve/access.h"
+#include "kit/serve/page.h"
 #include "kit/serve/routes.h"
 #include "kit/serve/service.h"
 #include "kit_target.h"
@@ -196,6 +197,17 @@ void checkAccess(const HttpRequest &request)
     refusal([&] { checkToken(rules, {request.header("authorization"), {}}); });
 }
 
+void checkPageFile(const PageFile &file)
+{
+    const HttpResponse response = pageResponse(file);
+    const auto policy = std::ranges::find(response.headers, std::string("Content-Security-Policy"),
+                                          &std::pair<std::string, std::string>::first);
+    require(response.status == 200 && response.body == file.text && !response.type.empty(),
+            "a file of the page that is another");
+    require(policy != response.headers.end() && policy->second.starts_with("default-src 'none'"),
+            "a file of the page without its rules");
+}
+
 void checkRequest(Service &service, const velq::test::Installation &installation, const HttpRequest &request)
 {
     checkAccess(request);
@@ -204,6 +216,9 @@ void checkRequest(Service &service, const velq::test::Installation &installation
         route = &routeOf(request);
     } catch (const Problem &) {
         return;
+    }
+    if (const PageFile *file = findPageFile(request.path)) {
+        checkPageFile(*file);
     }
     if (route->handler == nullptr || request.body.size() > route->bodyLimit) {
         return;

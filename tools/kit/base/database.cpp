@@ -279,4 +279,18 @@ bool Query::isBlob(int column)
     return sqlite3_column_type(statement_, column) == SQLITE_BLOB;
 }
 
+ReadTransaction::ReadTransaction(Database &database) : database_(database)
+{
+    database_.exec("BEGIN;");
+}
+
+ReadTransaction::~ReadTransaction()
+{
+    try {
+        database_.exec("COMMIT;");
+    } catch (const Error &) {
+        // Nothing was written; the next BEGIN reports a connection that is beyond use.
+    }
+}
+
 } // namespace velq::kit

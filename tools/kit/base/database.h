@@ -125,6 +125,18 @@ class Query {
     sqlite3_stmt *statement_ = nullptr;
 };
 
+// What is read in its time is of one state of the file. No write may come in between on the same connection.
+class ReadTransaction {
+  public:
+    explicit ReadTransaction(Database &database);
+    ~ReadTransaction();
+    ReadTransaction(const ReadTransaction &) = delete;
+    ReadTransaction &operator=(const ReadTransaction &) = delete;
+
+  private:
+    Database &database_;
+};
+
 } // namespace velq::kit
 
 #endif

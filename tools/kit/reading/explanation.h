@@ -4,16 +4,14 @@
 #ifndef VELQ_KIT_READING_EXPLANATION_H
 #define VELQ_KIT_READING_EXPLANATION_H
 
-#include "kit/base/database.h"
 #include "kit/base/wide_text.h"
 #include "kit/engine/installation.h"
+#include "kit/reading/kept_tokens.h"
 #include "kit/reading/message_reading.h"
 #include "kit/reading/number_match.h"
 
-#include <filesystem>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace velq::kit {
 
@@ -26,28 +24,6 @@ struct Explanation : Reading {
 // Whether the tokens are read although a list, the operator rule or the length made that needless.
 enum class Depth { decision, allTokens };
 
-// A token store's file as readings ask it: as it stands at each look-up.
-class StoredTokens {
-  public:
-    explicit StoredTokens(const std::filesystem::path &file);
-
-    StoreTotals totals();
-    std::optional<TokenStats> find(PackedToken token);
-
-    Database &database()
-    {
-        return store_;
-    }
-
-  private:
-    std::optional<TokenWords> lookUp(std::string_view key);
-
-    Database store_;
-    Query select_;
-    // Read once, as a loaded engine does.
-    std::optional<double> prior_;
-};
-
 // Reads the token store as it stands at each message, so that it follows what is learned meanwhile.
 class Explainer {
   public:
@@ -55,9 +31,11 @@ class Explainer {
 
     // Throws Error when a file cannot be read.
     Explanation explain(WideView body, WideView number, Depth depth);
+    // What the engine has rated the message that was explained last: what it learns by that need not be read again.
+    void wasRated(const Explanation &explanation, Rating rating);
 
   private:
-    StoredTokens tokens_;
+    KeptTokens tokens_;
     ListIndex blackList_;
     ListIndex whiteList_;
 };

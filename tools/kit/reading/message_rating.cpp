@@ -48,6 +48,7 @@ Rated rateWithReason(const Engine &engine, Explainer &explainer, const WideText 
 {
     const Explanation explanation = explainer.explain(body, number, Depth::decision);
     const Rated rated = rate(engine, body, number);
+    explainer.wasRated(explanation, rated.rating);
     if (explanation.rating == rated.rating) {
         reason = reasonOf(explanation);
     }

@@ -79,11 +79,11 @@ void addLongestMatches(std::vector<Token> &tokens, std::size_t units, TokenAt to
             return std::invoke(identity, known) == std::invoke(identity, token);
         });
     };
-    for (std::size_t at = 0; at < units;) {
+    for (std::size_t at = 0; at < units && tokens.size() < mostTokens;) {
         std::size_t length = std::min(longestToken, units - at);
         for (; length >= shortestToken; --length) {
             if (const std::optional<Token> token = tokenAt(at, length)) {
-                if (tokens.size() < mostTokens && isNew(*token)) {
+                if (isNew(*token)) {
                     tokens.push_back(*token);
                 }
                 break;

@@ -37,7 +37,8 @@ bool isOperatorNumber(WideView number)
 }
 
 ListIndex::ListIndex(const std::filesystem::path &file, std::string table)
-    : database_(file, DatabaseMode::read), table_(std::move(table)), version_(database_, "PRAGMA data_version;")
+    : database_(file, DatabaseMode::read), watch_(database_), table_(std::move(table)),
+      version_(database_, "PRAGMA data_version;")
 {
 }
 
@@ -68,15 +69,28 @@ void ListIndex::load()
     }
 }
 
-// A prefix of eleven characters only stands for longer numbers: shorter keys are whole numbers.
-std::optional<MatchedEntry> ListIndex::find(const std::string &key)
+// Takes the file's lock as the engine does when it asks the list.
+void ListIndex::refresh()
 {
+    const std::optional<FileState> before = watch_.state();
+    const ReadTransaction transaction(database_);
     version_.step();
     const std::int64_t version = version_.integer(0);
     version_.reset();
     if (version != loadedVersion_) {
         load();
         loadedVersion_ = version;
+    }
+    watch_.follow();
+    loadedState_ = watch_.state() == before ? before : std::nullopt;
+}
+
+// A prefix of eleven characters only stands for longer numbers: shorter keys are whole numbers.
+std::optional<MatchedEntry> ListIndex::find(const std::string &key)
+{
+    const std::optional<FileState> now = watch_.state();
+    if (!now || now != loadedState_) {
+        refresh();
     }
     const auto found = entries_.find(key);
     return found == entries_.end() ? std::nullopt : std::optional(found->second);

@@ -3,6 +3,7 @@
 #define VELQ_KIT_READING_NUMBER_MATCH_H
 
 #include "kit/base/database.h"
+#include "kit/base/file_watch.h"
 #include "kit/base/wide_text.h"
 
 #include <cstddef>
@@ -43,12 +44,15 @@ class ListIndex {
     std::optional<MatchedEntry> find(const std::string &key);
 
   private:
+    void refresh();
     void load();
 
     Database database_;
+    FileWatch watch_;
     std::string table_;
     Query version_;
     std::int64_t loadedVersion_ = -1;
+    std::optional<FileState> loadedState_;
     std::unordered_map<std::string, MatchedEntry> entries_;
 };
 

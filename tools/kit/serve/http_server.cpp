@@ -84,11 +84,15 @@ HttpServer::HttpServer(const ServerOptions &options, ServerHandlers handlers) : 
 
 // ---- Answers ------------------------------------------------------------------------------------------------------
 
-void HttpServer::answer(std::uint64_t id, HttpResponse &&response)
+void HttpServer::answer(std::uint64_t id, HttpResponse &&response, bool atOnce)
 {
     {
         const std::scoped_lock lock(state_->mutex);
         state_->answers.push_back({id, std::move(response)});
+        if (!atOnce || state_->isWoken) {
+            return;
+        }
+        state_->isWoken = true;
     }
     const std::uint64_t one = 1;
     [[maybe_unused]] const ssize_t written =
@@ -97,12 +101,11 @@ void HttpServer::answer(std::uint64_t id, HttpResponse &&response)
 
 void ServerState::resumeAnswered()
 {
-    std::uint64_t count = 0;
-    [[maybe_unused]] const ssize_t read = ::read(wake, &count, sizeof count);
     std::deque<Answer> taken;
     {
         const std::scoped_lock lock(mutex);
         taken.swap(answers);
+        isWoken = false;
     }
     for (Answer &answer : taken) {
         const auto found = waiting.find(answer.id);
@@ -201,19 +204,27 @@ void HttpServer::stop()
 
 // ---- The turn -----------------------------------------------------------------------------------------------------
 
-void HttpServer::turn(int otherDescriptor)
+bool HttpServer::turn(int otherDescriptor)
 {
-    constexpr auto longestWait = static_cast<unsigned long long>(betweenLooks.count());
+    // Answers that need not go out at once are looked for while there are requests to be answered.
+    constexpr unsigned long long untilAnswers = 1;
+    constexpr auto untilLook = static_cast<unsigned long long>(betweenLooks.count());
+    const unsigned long long longestWait = state_->waiting.empty() ? untilLook : untilAnswers;
     MHD_UNSIGNED_LONG_LONG wait = longestWait;
     if (MHD_get_timeout(state_->daemon, &wait) != MHD_YES || wait > longestWait) {
         wait = longestWait;
     }
     std::array<pollfd, 3> descriptors = {
         {{state_->pollable, POLLIN, 0}, {state_->wake, POLLIN, 0}, {otherDescriptor, POLLIN, 0}}};
-    ::poll(descriptors.data(), descriptors.size(), static_cast<int>(wait));
+    const bool isReady = ::poll(descriptors.data(), descriptors.size(), static_cast<int>(wait)) > 0;
+    if (isReady && descriptors[1].revents != 0) {
+        std::uint64_t count = 0;
+        [[maybe_unused]] const ssize_t read = ::read(state_->wake, &count, sizeof count);
+    }
     state_->resumeAnswered();
     MHD_run(state_->daemon);
     state_->closeLate();
+    return isReady && descriptors[2].revents != 0;
 }
 
 HttpServer::~HttpServer()

@@ -45,12 +45,13 @@ class HttpServer {
     // Where it listens.
     const ListenAddress &address() const;
 
-    // From any thread.
-    void answer(std::uint64_t id, HttpResponse &&response);
+    // From any thread. An answer that need not go out at once does so within a millisecond or two: with others, which
+    // takes less of both sides.
+    void answer(std::uint64_t id, HttpResponse &&response, bool atOnce = true);
 
     // Waits for what happens on connections, an answer or `otherDescriptor`, at most for a while; does what there is
-    // to do.
-    void turn(int otherDescriptor);
+    // to do. Whether there is something to read from the other descriptor.
+    bool turn(int otherDescriptor);
 
     // Takes no more connections, and closes those that are idle.
     void stop();

@@ -53,6 +53,7 @@ struct ServerState {
     std::atomic<std::size_t> connectionCount{0};
     std::mutex mutex;
     std::deque<Answer> answers;
+    bool isWoken = false; // for the answers, which are taken all at once
 
     void listen();
     void makeRoom();

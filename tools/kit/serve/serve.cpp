@@ -10,6 +10,7 @@
 
 #include <csignal>
 #include <optional>
+#include <sqlite3.h>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -72,11 +73,12 @@ class Application {
     HttpResponse refused(const HttpRequest &request, const Problem &problem);
     void take(std::uint64_t id, const std::shared_ptr<const HttpRequest> &request);
     void work(std::uint64_t id, const std::shared_ptr<const HttpRequest> &request, const Route &route,
-              Clock::time_point start);
+              Clock::time_point start, std::size_t waiting);
     void forward(std::uint64_t id, const std::shared_ptr<const HttpRequest> &request, const ForwardOrder &order,
                  Clock::time_point start);
     HttpResponse forwardAnswer(const ForwardOrder &order, ForwardResult &&result);
-    void finish(std::uint64_t id, const HttpRequest &request, HttpResponse &&response, Clock::time_point start);
+    void finish(std::uint64_t id, const HttpRequest &request, HttpResponse &&response, Clock::time_point start,
+                bool atOnce = true);
     Gauges gauges() const;
     void drain(const Signals &signals);
 
@@ -190,11 +192,12 @@ std::optional<HttpResponse> Application::head(const HttpRequest &request, const 
     }
 }
 
-void Application::finish(std::uint64_t id, const HttpRequest &request, HttpResponse &&response, Clock::time_point start)
+void Application::finish(std::uint64_t id, const HttpRequest &request, HttpResponse &&response, Clock::time_point start,
+                         bool atOnce)
 {
     const auto time = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
     metrics_.answered(pathLabel(request), response.status, time.count());
-    server_->answer(id, std::move(response));
+    server_->answer(id, std::move(response), atOnce);
 }
 
 void Application::take(std::uint64_t id, const std::shared_ptr<const HttpRequest> &request)
@@ -207,20 +210,23 @@ void Application::take(std::uint64_t id, const std::shared_ptr<const HttpRequest
     } else if (const PageFile *file = findPageFile(request->path); file != nullptr) {
         finish(id, *request, pageResponse(*file), start);
     } else if (const Route &route = routeOf(*request);
-               !queue_->add([this, id, request, &route, start] { work(id, request, route, start); })) {
+               !queue_->add([this, id, request, &route, start](std::size_t waiting) {
+                   work(id, request, route, start, waiting);
+               })) {
         metrics_.failed(std::string(meaningOf(ProblemKind::queueFull).name));
         finish(id, *request, problemResponse(ProblemKind::queueFull, "send the request again in a second"), start);
     }
 }
 
 void Application::work(std::uint64_t id, const std::shared_ptr<const HttpRequest> &request, const Route &route,
-                       Clock::time_point start)
+                       Clock::time_point start, std::size_t waiting)
 {
+    constexpr std::size_t enough = 8; // for the engine to have something to do until the next answers have gone out
     Outcome outcome = answerRequest(service_, *request, route.handler);
     if (outcome.forward) {
         forward(id, request, *outcome.forward, start);
     } else {
-        finish(id, *request, std::move(outcome.response), start);
+        finish(id, *request, std::move(outcome.response), start, waiting < enough);
     }
 }
 
@@ -269,8 +275,7 @@ void Application::run(const Signals &signals, const std::function<void(const std
     log_.line("listening on " + address);
     listening(address);
     while (true) {
-        server_->turn(signals.descriptor());
-        const int signal = signals.next();
+        const int signal = server_->turn(signals.descriptor()) ? signals.next() : 0;
         if (signal == SIGHUP) {
             log_.reopen();
             log_.line("log opened anew");
@@ -300,6 +305,9 @@ void Application::drain(const Signals &signals)
 
 void serve(const ServeOptions &options, const std::function<void(const std::string &)> &listening, std::ostream &err)
 {
+    // Each connection to a file is used by one thread at a time. Where SQLite has been started before, it keeps its own
+    // locks around each call, which only takes longer.
+    sqlite3_config(SQLITE_CONFIG_MULTITHREAD);
     const Signals signals;
     Application application(options, err);
     application.run(signals, listening);

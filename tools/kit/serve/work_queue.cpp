@@ -15,7 +15,7 @@ WorkQueue::~WorkQueue()
     thread_.join();
 }
 
-bool WorkQueue::add(std::function<void()> work)
+bool WorkQueue::add(Work work)
 {
     {
         const std::scoped_lock lock(mutex_);
@@ -42,10 +42,11 @@ void WorkQueue::run()
         if (waiting_.empty()) {
             return;
         }
-        const std::function<void()> work = std::move(waiting_.front());
+        const Work work = std::move(waiting_.front());
         waiting_.pop_front();
+        const std::size_t waiting = waiting_.size();
         lock.unlock();
-        work();
+        work(waiting);
         lock.lock();
     }
 }

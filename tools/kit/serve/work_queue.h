@@ -20,8 +20,11 @@ class WorkQueue {
     WorkQueue(const WorkQueue &) = delete;
     WorkQueue &operator=(const WorkQueue &) = delete;
 
-    // False when the queue is full. Work does not throw.
-    bool add(std::function<void()> work);
+    // Told how many pieces wait behind it. Does not throw.
+    using Work = std::function<void(std::size_t waiting)>;
+
+    // False when the queue is full.
+    bool add(Work work);
     // Those that wait.
     std::size_t length() const;
 
@@ -36,7 +39,7 @@ class WorkQueue {
     std::size_t limit_;
     mutable std::mutex mutex_;
     std::condition_variable changed_;
-    std::deque<std::function<void()>> waiting_;
+    std::deque<Work> waiting_;
     bool ending_ = false;
     std::thread thread_;
 };

@@ -5,7 +5,7 @@
 
 #include "kit/base/wide_text.h"
 #include "kit/engine/installation.h"
-#include "kit/reading/explanation.h"
+#include "kit/reading/stored_tokens.h"
 #include "kit/reading/token_format.h"
 
 #include <cstdint>
