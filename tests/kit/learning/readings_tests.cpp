@@ -35,6 +35,14 @@ TEST(readings, raw_messages_stand_once_as_they_are)
     EXPECT_EQ(texts[0].weight, 1);
 }
 
+TEST(readings, know_where_their_words_begin)
+{
+    for (const FilteredText &text : readingsOf({{true, u"CLAIM your prize, now"}}, Readings::preparedAndRaw)) {
+        const std::vector<bool> all = {1, 0, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 0, 1, 1, 0, 0};
+        EXPECT_EQ(text.begins, std::vector<bool>(all.end() - static_cast<std::ptrdiff_t>(text.text.size()), all.end()));
+    }
+}
+
 TEST(readings, disguised_copy_joins_the_cluster_of_its_original)
 {
     const std::vector<FilteredText> texts =

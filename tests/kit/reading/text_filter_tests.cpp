@@ -43,6 +43,15 @@ TEST(text_filter, marks_what_it_drops)
     EXPECT_EQ(markDropped(std::u16string_view(u"left\0right", 10)), u"left");
 }
 
+TEST(text_filter, tells_where_words_begin)
+{
+    EXPECT_EQ(wordBegins(u"to the,at&9"), (std::vector<bool>{1, 0, 1, 0, 0, 1, 1, 0, 1, 1}));
+    for (const std::u16string_view body : {u"", u"  ", u"Ab", u"x y z", u"a!b 12\u4F60 \uFFFD", u"WIN 100% now"}) {
+        EXPECT_EQ(wordBegins(body).size(), filterText(body).size());
+    }
+    EXPECT_EQ(wordBegins(std::u16string_view(u"ab\0cd", 5)).size(), 2U);
+}
+
 TEST(text_filter, stops_at_a_zero_unit)
 {
     EXPECT_EQ(filterText(std::u16string_view(u"left\0right", 10)), u"left");

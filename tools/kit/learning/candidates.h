@@ -19,7 +19,8 @@ struct FilteredText {
     std::u16string text; // as filterText() gives it
     double weight = 1;   // how much it counts among the others; a reading of a message has its part of the message's
     std::uint32_t source = 0;
-    std::uint32_t cluster = 0; // of near-duplicates
+    std::uint32_t cluster = 0;     // of near-duplicates
+    std::vector<bool> begins = {}; // as wordBegins() gives it; may be left empty
 };
 
 // ---- Counting -----------------------------------------------------------------------------------------------------

@@ -15,6 +15,11 @@ namespace {
 
 constexpr double rawPart = 0.5; // of a message that reads otherwise when it is prepared
 
+FilteredText readingOf(const LabelledText &message, std::u16string_view text, std::uint32_t cluster)
+{
+    return {message.spam, filterText(text), 1, message.source, cluster, wordBegins(text)};
+}
+
 } // namespace
 
 std::vector<FilteredText> readingsOf(const std::vector<LabelledText> &messages, Readings readings)
@@ -29,11 +34,11 @@ std::vector<FilteredText> readingsOf(const std::vector<LabelledText> &messages, 
     std::vector<FilteredText> all;
     for (std::size_t i = 0; i < messages.size(); ++i) {
         const LabelledText &message = messages[i];
-        FilteredText reading{message.spam, filterText(prepared[i]), 1, message.source, clusters[i]};
-        std::u16string raw = filterText(message.text);
-        if (raw != reading.text) {
+        FilteredText reading = readingOf(message, prepared[i], clusters[i]);
+        if (FilteredText raw = readingOf(message, message.text, clusters[i]); raw.text != reading.text) {
             reading.weight = 1 - rawPart;
-            all.push_back({message.spam, std::move(raw), rawPart, message.source, clusters[i]});
+            raw.weight = rawPart;
+            all.push_back(std::move(raw));
         }
         all.push_back(std::move(reading));
     }

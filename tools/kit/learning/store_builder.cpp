@@ -46,11 +46,12 @@ Recipe recipeOf(Script script)
     case Script::thai: // the same costs would block far less and let more through than elsewhere
         return {{0.7, hamShare}, false, false, {}, {40000, 4000, 14000}, {0.5, 0.7}};
     case Script::cyrillic: // of few messages
-        return {{0.85, hamShare}, true, true, {1.6, 1.2, 100}, {}, {1, 1}};
+        return {{0.85, hamShare}, true, true, {1.6, 1.2, 100, 0, 0, 0}, {}, {1, 1}};
     case Script::narrow:
         break;
     }
-    return {{0.85, hamShare}, true, true, {2.6, 2.0, 100}, {}, {1, 1}};
+
+    return {{0.85, hamShare}, true, true, {1.75, 1.3, 100, 2.2, 1.1, 0.75}, {}, {1, 1}};
 }
 
 // What the groups of a build have in common.

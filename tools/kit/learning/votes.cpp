@@ -1,6 +1,7 @@
 // Votes: first by the surroundings in which a sequence stands, then by what segmentation leaves of it.
 #include "kit/learning/votes.h"
 
+#include "kit/learning/crossings.h"
 #include "kit/learning/fillers.h"
 #include "kit/messages/sampling.h"
 
@@ -114,13 +115,25 @@ PlaceCounts countPlaces(const Group &group, const std::vector<FilteredText> &mes
     return counts;
 }
 
+// 1 in a group of few texts.
+double scarcityOf(const Group &group)
+{
+    constexpr double few = 1000;
+    return std::sqrt(few / std::max(few, static_cast<double>(group.texts.size())));
+}
+
 } // namespace
 
 Choice chooseByVotes(const Group &group, const std::vector<FilteredText> &messages, const VoteRule &rule)
 {
-    const auto votes = [&](double lean, double count, double fewestSpam, double fewestHam) {
-        return (lean >= rule.spamStrictness && count >= fewestSpam) ||
-               (lean <= -rule.hamStrictness && count >= fewestHam);
+    const std::vector<double> crossing = crossingShares(group, messages);
+    const double scarcity = scarcityOf(group);
+    const double spamStrictness = rule.spamStrictness + rule.scarce * scarcity;
+    const double hamStrictness = rule.hamStrictness + rule.scarce * scarcity;
+    const auto votes = [&](std::size_t i, double lean, double count, double fewestSpam, double fewestHam) {
+        const double crosses = crossing[i] * (1 - scarcity);
+        return (lean >= spamStrictness + rule.spamCrossing * crosses && count >= fewestSpam) ||
+               (-lean >= hamStrictness + rule.hamCrossing * crosses && count >= fewestHam);
     };
     const std::size_t size = group.candidates.tokens.size();
     const PlaceCounts places = countPlaces(group, messages);
@@ -128,7 +141,7 @@ Choice chooseByVotes(const Group &group, const std::vector<FilteredText> &messag
     std::vector<std::uint8_t> listed = group.fixed;
     for (std::size_t i = 0; i < size; ++i) {
         placeLeans[i] = cautiousLean(places.weighed.spam[i], places.weighed.ham[i], group.sizes);
-        if (group.taken[i] == 0 && votes(placeLeans[i], places.numbers[i], fewestSpamPlaces, fewestHamPlaces)) {
+        if (group.taken[i] == 0 && votes(i, placeLeans[i], places.numbers[i], fewestSpamPlaces, fewestHamPlaces)) {
             listed[i] = 1;
         }
     }
@@ -138,13 +151,13 @@ Choice chooseByVotes(const Group &group, const std::vector<FilteredText> &messag
         for (std::size_t i = 0; i < size; ++i) {
             leans[i] = cautiousLean(counts.spam[i], counts.ham[i], group.sizes);
             if (group.fixed[i] == 0 &&
-                !votes(leans[i], counts.spam[i] + counts.ham[i], fewestSegmented, fewestSegmented)) {
+                !votes(i, leans[i], counts.spam[i] + counts.ham[i], fewestSegmented, fewestSegmented)) {
                 listed[i] = 0;
             }
         }
     }
     for (std::size_t i = 0; i < size; ++i) {
-        const double hamLean = leastLean + hamSlope * (-leans[i] - rule.hamStrictness);
+        const double hamLean = leastLean + hamSlope * (-leans[i] - hamStrictness);
         const double voted = leans[i] > 0 ? spamVote : -std::min(greatestHamLean, std::max(leastLean, hamLean));
         leans[i] = group.fixed[i] != 0 ? group.leans[i] : listed[i] == 0 ? 0 : voted;
     }

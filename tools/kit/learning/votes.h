@@ -19,6 +19,13 @@ struct VoteRule {
     double spamStrictness; // the log odds from which on a sequence votes for spam
     double hamStrictness;
     std::size_t fillers; // at most
+    // What is asked beyond that of a sequence which always reaches from one word into the next; of others by their
+    // share.
+    double spamCrossing;
+    double hamCrossing;
+    // What is asked beyond the strictness in a group of a thousand texts or fewer, where sequences lean by chance and
+    // none can be spared for reaching over a word's end; of n thousands, a part by the root of n.
+    double scarce;
 };
 
 // Tokens of `group`, which was made of `messages`.

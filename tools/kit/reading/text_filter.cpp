@@ -81,6 +81,24 @@ std::u16string filterText(std::u16string_view body)
     return filtered;
 }
 
+std::vector<bool> wordBegins(std::u16string_view body)
+{
+    body = body.substr(0, body.find(u'\0'));
+    std::vector<bool> begins;
+    begins.reserve(body.size());
+    bool isApart = true;
+    for (std::size_t at = 0; at < body.size(); ++at) {
+        if (const char16_t unit = filteredUnit(body, at)) {
+            const bool isSign = unit == u',' || unit == u'&';
+            begins.push_back(isApart || isSign);
+            isApart = isSign;
+        } else {
+            isApart = true;
+        }
+    }
+    return begins;
+}
+
 std::u16string markDropped(std::u16string_view body)
 {
     body = body.substr(0, body.find(u'\0'));
