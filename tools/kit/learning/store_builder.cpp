@@ -50,8 +50,7 @@ Recipe recipeOf(Script script)
     case Script::narrow:
         break;
     }
-
-    return {{0.85, hamShare}, true, true, {1.75, 1.3, 100, 2.2, 1.1, 0.75}, {}, {1, 1}};
+    return {{0.85, hamShare}, true, true, {1.9, 1.3, 100, 2.2, 1.1, 0.6}, {}, {1, 1}};
 }
 
 // What the groups of a build have in common.
