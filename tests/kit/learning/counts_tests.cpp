@@ -37,6 +37,21 @@ TEST(counts, odds_are_at_least_those_asked_for)
     EXPECT_NEAR(leanOf(countsOf(-3, 0.2, 0.001)), -3, 0.02);
 }
 
+TEST(counts, spam_token_that_is_not_too_frequent_gives_way_to_three_corrections)
+{
+    const StoreTotals totals = totalsOf(storeOf({}));
+    const auto countsAfterCorrections = [&](double spamShare) {
+        TokenStats counts = countsOf(2.13, spamShare, 0.001);
+        EXPECT_TRUE(probabilityCounts(tokenProbability(counts, totals)));
+        counts.ham += 3;
+        return probabilityCounts(tokenProbability(counts, totals));
+    };
+    EXPECT_FALSE(countsAfterCorrections(0.002));
+    EXPECT_FALSE(countsAfterCorrections(0.025)) << "its counts are as low as that asks for";
+    EXPECT_TRUE(countsAfterCorrections(0.03)) << "which may halve them at most";
+    EXPECT_EQ(countsOf(2.13, 0.1, 0.001).spam, 800U);
+}
+
 TEST(counts, filling_token_stays_neutral_and_known_to_both_classes)
 {
     const TokenStats even = countsOf(0, 0.1, 0.1);

@@ -13,6 +13,9 @@ namespace {
 // of another.
 constexpr std::uint32_t messageScale = 8000;
 constexpr double mostNeutralOdds = 3;
+// The ham count of a spam token that three corrections of a blocked message take out of the count. A token that would
+// have up to twice as much gets this: of more, live training would soon make its spam count what the messages have.
+constexpr double correctableHam = 13;
 constexpr std::uint32_t builtPrior = 400000; // millionths
 
 std::uint32_t rounded(double value, double least, double most)
@@ -32,7 +35,9 @@ TokenStats countsOf(const LearnedToken &learned, const ClassSizes &sizes)
     if (learned.lean < 0) {
         return {spam, static_cast<std::uint32_t>(std::ceil(spam * hamPerSpam * odds))};
     }
-    const std::uint32_t ham = rounded(spam * hamPerSpam / odds, 1, sizes.ham);
+    const double wantedHam = spam * hamPerSpam / odds;
+    const double givenHam = wantedHam <= 2 * correctableHam ? std::min(wantedHam, correctableHam) : wantedHam;
+    const std::uint32_t ham = rounded(givenHam, 1, sizes.ham);
     return {static_cast<std::uint32_t>(std::ceil(ham * odds / hamPerSpam)), ham};
 }
 
