@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::uint32_t fewestShortRuns = 12;
 constexpr std::size_t longestShortRun = 6;
-constexpr std::size_t startsPerUnit = longestToken - shortestToken + 1;
 
 bool isDigitsOnly(std::u16string_view units)
 {

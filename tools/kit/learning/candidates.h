@@ -68,6 +68,7 @@ Candidates takeCandidates(const CandidateCounter &counter, std::uint32_t fewestC
 // ---- Indexed messages ---------------------------------------------------------------------------------------------
 
 inline constexpr std::uint32_t noCandidate = 0xFFFFFFFF;
+inline constexpr std::size_t startsPerUnit = longestToken - shortestToken + 1;
 
 struct IndexedText {
     bool spam = false;
@@ -80,6 +81,17 @@ struct IndexedText {
 };
 
 IndexedText indexText(const Candidates &candidates, const FilteredText &message);
+
+// Calls take(candidate, at, length) for each place where a candidate stands in the text.
+template <typename Take>
+void forEachPlace(const IndexedText &text, const Take &take)
+{
+    for (std::size_t i = 0; i < text.starts.size(); ++i) {
+        if (text.starts[i] != noCandidate) {
+            take(text.starts[i], i / startsPerUnit, longestToken - i % startsPerUnit);
+        }
+    }
+}
 
 // Every different candidate that stands anywhere in the text, ascending.
 std::vector<std::uint32_t> candidatesIn(const IndexedText &text);

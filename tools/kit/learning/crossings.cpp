@@ -9,8 +9,6 @@ namespace velq::kit {
 
 namespace {
 
-constexpr std::size_t lengths = longestToken - shortestToken + 1;
-
 bool crosses(const std::vector<bool> &begins, std::size_t at, std::size_t length)
 {
     const auto unit = [&](std::size_t number) {
@@ -27,14 +25,11 @@ std::vector<double> crossingShares(const Group &group, const std::vector<Filtere
     std::vector<double> places(size, 0);
     std::vector<double> shares(size, 0);
     for (const IndexedText &indexed : group.texts) {
-        for (std::size_t i = 0; i < indexed.starts.size(); ++i) {
-            if (const std::uint32_t candidate = indexed.starts[i]; candidate != noCandidate) {
-                places[candidate] += indexed.weight;
-                const bool isCrossing =
-                    crosses(messages[indexed.message].begins, i / lengths, longestToken - i % lengths);
-                shares[candidate] += isCrossing ? indexed.weight : 0;
-            }
-        }
+        const std::vector<bool> &begins = messages[indexed.message].begins;
+        forEachPlace(indexed, [&](std::uint32_t candidate, std::size_t at, std::size_t length) {
+            places[candidate] += indexed.weight;
+            shares[candidate] += crosses(begins, at, length) ? indexed.weight : 0;
+        });
     }
     for (std::size_t i = 0; i < size; ++i) {
         shares[i] = places[i] > 0 ? shares[i] / places[i] : 0;

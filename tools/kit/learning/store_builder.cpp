@@ -37,6 +37,14 @@ struct Recipe {
     FitCosts ofCosts; // what part of the maker's costs counts
 };
 
+constexpr VoteRule cyrillicVotes = {.spamStrictness = 1.6, .hamStrictness = 1.2, .fillers = 100};
+constexpr VoteRule narrowVotes = {.spamStrictness = 1.9,
+                                  .hamStrictness = 1.3,
+                                  .fillers = 100,
+                                  .spamCrossing = 2.2,
+                                  .hamCrossing = 1.1,
+                                  .scarce = 0.6};
+
 Recipe recipeOf(Script script)
 {
     constexpr double hamShare = 0.62;
@@ -46,11 +54,11 @@ Recipe recipeOf(Script script)
     case Script::thai: // the same costs would block far less and let more through than elsewhere
         return {{0.7, hamShare}, false, false, {}, {40000, 4000, 14000}, {0.5, 0.7}};
     case Script::cyrillic: // of few messages
-        return {{0.85, hamShare}, true, true, {1.6, 1.2, 100, 0, 0, 0}, {}, {1, 1}};
+        return {{0.85, hamShare}, true, true, cyrillicVotes, {}, {1, 1}};
     case Script::narrow:
         break;
     }
-    return {{0.85, hamShare}, true, true, {1.9, 1.3, 100, 2.2, 1.1, 0.6}, {}, {1, 1}};
+    return {{0.85, hamShare}, true, true, narrowVotes, {}, {1, 1}};
 }
 
 // What the groups of a build have in common.

@@ -65,14 +65,12 @@ std::uint64_t surroundingsOf(std::u16string_view text, std::size_t at, std::size
 void addPlaces(const IndexedText &indexed, std::u16string_view text, std::uint32_t first, std::uint32_t last,
                std::vector<Place> &places)
 {
-    constexpr std::size_t lengths = longestToken - shortestToken + 1;
-    for (std::size_t i = 0; i < indexed.starts.size(); ++i) {
-        const std::uint32_t candidate = indexed.starts[i];
+    forEachPlace(indexed, [&](std::uint32_t candidate, std::size_t at, std::size_t length) {
         if (candidate >= first && candidate < last) {
-            places.push_back({candidate, static_cast<float>(indexed.weight),
-                              surroundingsOf(text, i / lengths, longestToken - i % lengths, indexed.spam)});
+            places.push_back(
+                {candidate, static_cast<float>(indexed.weight), surroundingsOf(text, at, length, indexed.spam)});
         }
-    }
+    });
 }
 
 void countPlacesOf(std::vector<Place> &places, PlaceCounts &counts)

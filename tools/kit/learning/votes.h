@@ -21,11 +21,11 @@ struct VoteRule {
     std::size_t fillers; // at most
     // What is asked beyond that of a sequence which always reaches from one word into the next; of others by their
     // share.
-    double spamCrossing;
-    double hamCrossing;
+    double spamCrossing = 0;
+    double hamCrossing = 0;
     // What is asked beyond the strictness in a group of a thousand texts or fewer, where sequences lean by chance and
     // none can be spared for reaching over a word's end; of n thousands, a part by the root of n.
-    double scarce;
+    double scarce = 0;
 };
 
 // Tokens of `group`, which was made of `messages`.

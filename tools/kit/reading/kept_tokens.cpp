@@ -2,6 +2,7 @@
 #include "kit/reading/kept_tokens.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace velq::kit {
 
