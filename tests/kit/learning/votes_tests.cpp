@@ -10,7 +10,7 @@
 namespace velq::kit {
 namespace {
 
-constexpr VoteRule usualRule = {2.6, 2.0, 50, 0, 0, 0};
+constexpr VoteRule usualRule = {2.6, 2.0, 50};
 
 Learned votesOf(const std::vector<FilteredText> &messages, const VoteRule &rule = usualRule)
 {
@@ -23,6 +23,13 @@ const LearnedToken *find(const Learned &learned, std::u16string_view token)
     const auto found = std::find_if(learned.begin(), learned.end(),
                                     [&](const LearnedToken &one) { return one.token == packToken(token); });
     return found == learned.end() ? nullptr : &*found;
+}
+
+bool hasSpamToken(const Learned &learned, std::u16string_view piece)
+{
+    return std::any_of(learned.begin(), learned.end(), [&](const LearnedToken &token) {
+        return token.lean > 0 && unpackToken(token.token).find(piece) != std::u16string::npos;
+    });
 }
 
 TEST(votes, lean_is_cautious_about_the_class_that_a_token_is_not_seen_in)
@@ -67,25 +74,24 @@ TEST(votes, copies_of_one_message_are_no_broad_evidence)
             filterText(spamWords[i % spamWords.size()] + u" waxk " + commonWords[i % commonWords.size()] + u" dogs");
     }
     const Learned learned = votesOf(messages);
-    EXPECT_TRUE(std::any_of(learned.begin(), learned.end(), [](const LearnedToken &token) {
-        return token.lean > 0 && unpackToken(token.token).find(u"wax") != std::u16string::npos;
-    })) << "the same word in many surroundings is";
+    EXPECT_TRUE(hasSpamToken(learned, u"wax")) << "the same word in many surroundings is";
 }
 
 TEST(votes, stricter_votes_are_fewer)
 {
     const std::vector<FilteredText> messages = filteredCorpus(narrowCorpus(320, 1));
     const auto spamTokens = [&](double spamStrictness) {
-        const Learned learned = votesOf(messages, {spamStrictness, 2.0, 50, 0, 0, 0});
+        const Learned learned = votesOf(messages, {spamStrictness, 2.0, 50});
         return std::count_if(learned.begin(), learned.end(), [](const LearnedToken &token) { return token.lean > 0; });
     };
     EXPECT_GT(spamTokens(2), 0);
     EXPECT_LT(spamTokens(3.9), spamTokens(2));
 }
 
-TEST(votes, more_is_asked_of_what_reaches_from_one_word_into_the_next)
+// Spam has more of the word zuvy, and of the words ja and kex, one behind the other.
+std::vector<FilteredText> textsWithWords(std::size_t size)
 {
-    std::vector<LabelledText> corpus = narrowCorpus(9000, 1); // in a few everything is taken that leans
+    std::vector<LabelledText> corpus = narrowCorpus(size, 1);
     SeededSequence sequence(2);
     for (std::size_t i = 0; i < corpus.size(); ++i) {
         const bool leans = corpus[i].spam ? i % 2 == 0 : i % 30 == 1;
@@ -98,17 +104,28 @@ TEST(votes, more_is_asked_of_what_reaches_from_one_word_into_the_next)
     for (std::size_t i = 0; i < messages.size(); ++i) {
         messages[i].begins = wordBegins(corpus[i].text);
     }
-    const auto spamTokenWith = [&](const VoteRule &rule, std::u16string_view piece) {
-        const Learned learned = votesOf(messages, rule);
-        return std::any_of(learned.begin(), learned.end(), [&](const LearnedToken &token) {
-            return token.lean > 0 && unpackToken(token.token).find(piece) != std::u16string::npos;
-        });
-    };
-    EXPECT_TRUE(spamTokenWith({1.5, 2.0, 50, 0, 0, 0}, u"ake"));
-    EXPECT_TRUE(spamTokenWith({1.5, 2.0, 50, 0, 0, 0}, u"uv"));
-    EXPECT_FALSE(spamTokenWith({1.5, 2.0, 50, 3, 0, 0}, u"ake"));
-    EXPECT_TRUE(spamTokenWith({1.5, 2.0, 50, 3, 0, 0}, u"uv"));
-    EXPECT_TRUE(spamTokenWith({1.5, 2.0, 50, 0, 3, 0}, u"ake")) << "that is for the other class";
+    return messages;
+}
+
+TEST(votes, more_is_asked_of_what_reaches_from_one_word_into_the_next)
+{
+    const std::vector<FilteredText> messages = textsWithWords(9000);
+    const Learned all = votesOf(messages, {1.5, 2.0, 50});
+    EXPECT_TRUE(hasSpamToken(all, u"ake"));
+    EXPECT_TRUE(hasSpamToken(all, u"uv"));
+    const Learned within = votesOf(messages, {1.5, 2.0, 50, 3});
+    EXPECT_FALSE(hasSpamToken(within, u"ake"));
+    EXPECT_TRUE(hasSpamToken(within, u"uv"));
+    EXPECT_TRUE(hasSpamToken(votesOf(messages, {1.5, 2.0, 50, 0, 3}), u"ake")) << "that is for the other class";
+}
+
+TEST(votes, in_few_texts_more_is_asked_of_all_alike)
+{
+    const std::vector<FilteredText> messages = textsWithWords(900);
+    EXPECT_TRUE(hasSpamToken(votesOf(messages, {1.5, 2.0, 50, 3}), u"ake"));
+    const Learned strict = votesOf(messages, {.spamStrictness = 1.5, .hamStrictness = 2.0, .fillers = 50, .scarce = 3});
+    EXPECT_FALSE(hasSpamToken(strict, u"ake"));
+    EXPECT_FALSE(hasSpamToken(strict, u"uv"));
 }
 
 TEST(votes, light_messages_have_light_votes)
@@ -117,16 +134,11 @@ TEST(votes, light_messages_have_light_votes)
     for (std::size_t i = 0; i < messages.size(); ++i) {
         messages[i].text += messages[i].spam || i % 2 == 0 ? u" waxk" : u"";
     }
-    const auto isSpamToken = [](const Learned &learned) {
-        return std::any_of(learned.begin(), learned.end(), [](const LearnedToken &token) {
-            return token.lean > 0 && unpackToken(token.token).find(u"wax") != std::u16string::npos;
-        });
-    };
-    EXPECT_FALSE(isSpamToken(votesOf(messages)));
+    EXPECT_FALSE(hasSpamToken(votesOf(messages), u"wax"));
     for (FilteredText &message : messages) {
         message.weight = message.spam ? 1 : message.text.ends_with(u"waxk") ? 0.01 : 2;
     }
-    EXPECT_TRUE(isSpamToken(votesOf(messages)));
+    EXPECT_TRUE(hasSpamToken(votesOf(messages), u"wax"));
 }
 
 } // namespace
