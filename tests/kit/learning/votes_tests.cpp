@@ -25,11 +25,21 @@ const LearnedToken *find(const Learned &learned, std::u16string_view token)
     return found == learned.end() ? nullptr : &*found;
 }
 
-bool hasSpamToken(const Learned &learned, std::u16string_view piece)
+bool hasToken(const Learned &learned, std::u16string_view piece, double sign)
 {
     return std::any_of(learned.begin(), learned.end(), [&](const LearnedToken &token) {
-        return token.lean > 0 && unpackToken(token.token).find(piece) != std::u16string::npos;
+        return token.lean * sign > 0 && unpackToken(token.token).find(piece) != std::u16string::npos;
     });
+}
+
+bool hasSpamToken(const Learned &learned, std::u16string_view piece)
+{
+    return hasToken(learned, piece, 1);
+}
+
+bool hasHamToken(const Learned &learned, std::u16string_view piece)
+{
+    return hasToken(learned, piece, -1);
 }
 
 TEST(votes, lean_is_cautious_about_the_class_that_a_token_is_not_seen_in)
@@ -88,13 +98,13 @@ TEST(votes, stricter_votes_are_fewer)
     EXPECT_LT(spamTokens(3.9), spamTokens(2));
 }
 
-// Spam has more of the word zuvy, and of the words ja and kex, one behind the other.
-std::vector<FilteredText> textsWithWords(std::size_t size)
+// One class has more of the word zuvy, and of the words ja and kex, one behind the other.
+std::vector<FilteredText> textsWithWords(std::size_t size, bool inSpam = true)
 {
     std::vector<LabelledText> corpus = narrowCorpus(size, 1);
     SeededSequence sequence(2);
     for (std::size_t i = 0; i < corpus.size(); ++i) {
-        const bool leans = corpus[i].spam ? i % 2 == 0 : i % 30 == 1;
+        const bool leans = corpus[i].spam == inSpam ? i % 4 < 2 : i % 60 < 2;
         const Words pieces = {u" ja kex ", u" zuvy "};
         for (std::size_t k = 0; leans && k < pieces.size(); ++k) {
             corpus[i].text += pieces[k] + noise(5, u'a', 26, sequence);
@@ -117,6 +127,16 @@ TEST(votes, more_is_asked_of_what_reaches_from_one_word_into_the_next)
     EXPECT_FALSE(hasSpamToken(within, u"ake"));
     EXPECT_TRUE(hasSpamToken(within, u"uv"));
     EXPECT_TRUE(hasSpamToken(votesOf(messages, {1.5, 2.0, 50, 0, 3}), u"ake")) << "that is for the other class";
+}
+
+TEST(votes, more_is_asked_of_ham_tokens_that_reach_into_the_next_word_too)
+{
+    const std::vector<FilteredText> messages = textsWithWords(9000, false);
+    EXPECT_TRUE(hasHamToken(votesOf(messages, {1.5, 1.5, 50}), u"ake"));
+    const Learned within = votesOf(messages, {1.5, 1.5, 50, 0, 3});
+    EXPECT_FALSE(hasHamToken(within, u"ake"));
+    EXPECT_TRUE(hasHamToken(within, u"uv"));
+    EXPECT_TRUE(hasHamToken(votesOf(messages, {1.5, 1.5, 50, 3, 0}), u"ake")) << "that is for the other class";
 }
 
 TEST(votes, in_few_texts_more_is_asked_of_all_alike)
