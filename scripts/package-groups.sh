@@ -24,7 +24,8 @@ declare -A package_groups=(
   # The Java package and its tests, which are skipped without them.
   [java]="openjdk-17-jdk-headless junit5"
   # Formatters, analysers, coverage, fuzzing.
-  [check]="python3 clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 cppcheck gcovr shellcheck valgrind heaptrack"
+  [check]="python3 clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 libclang-14-dev llvm-14-dev cppcheck gcovr
+           shellcheck valgrind heaptrack"
   # Building the Debian packages, and testing them.
   [debian]="build-essential fakeroot debhelper cmake ninja-build $libraries $gamma"
   [debian-tests]="lintian mmdebstrap"

@@ -13,16 +13,26 @@ TokenStats countsOf(double lean, double spamShare, double hamShare)
     return storeOf({{packToken(u"abc"), lean, spamShare, hamShare}}).tokens.at(u"abc");
 }
 
+double oddsOf(const TokenStats &counts, const StoreTotals &totals)
+{
+    return counts.spam * (1.0 * totals.hamMessages / totals.spamMessages) / counts.ham;
+}
+
 double leanOf(const TokenStats &counts)
 {
-    return std::log(static_cast<double>(counts.spam) / counts.ham);
+    return std::log(oddsOf(counts, totalsOf(storeOf({}))));
+}
+
+bool isCounted(const TokenStats &counts, const StoreTotals &totals)
+{
+    return probabilityCounts(tokenProbability(counts, totals));
 }
 
 TEST(counts, spam_counts_have_the_tokens_share_of_the_spam_messages)
 {
-    const Store store = storeOf({{packToken(u"abc"), -2.5, 0.01, 0.2}});
-    EXPECT_EQ(store.spamMessages, store.hamMessages);
-    EXPECT_EQ(store.tokens.at(u"abc").spam, std::round(0.01 * store.spamMessages));
+    const Store store = storeOf({{packToken(u"abc"), -2.5, 0.01, 0.2}, {packToken(u"def"), 2.0, 0.01, 0.001}});
+    EXPECT_NEAR(store.tokens.at(u"abc").spam, 0.01 * store.spamMessages, 1);
+    EXPECT_NEAR(store.tokens.at(u"def").spam, 0.01 * store.spamMessages, 0.0005 * store.spamMessages);
 }
 
 TEST(counts, odds_are_at_least_those_asked_for)
@@ -33,31 +43,46 @@ TEST(counts, odds_are_at_least_those_asked_for)
             EXPECT_LE(leanOf(countsOf(-lean, share, 0.001)), -lean);
         }
     }
-    EXPECT_NEAR(leanOf(countsOf(3, 0.2, 0.001)), 3, 0.02) << "and hardly more where counts are large";
+    EXPECT_NEAR(leanOf(countsOf(2.1, 0.2, 0.001)), 2.1, 0.02) << "and hardly more where counts are large";
     EXPECT_NEAR(leanOf(countsOf(-3, 0.2, 0.001)), -3, 0.02);
 }
 
-TEST(counts, spam_token_that_is_not_too_frequent_gives_way_to_three_corrections)
+TEST(counts, spam_token_gives_way_to_three_corrections)
 {
     const StoreTotals totals = totalsOf(storeOf({}));
-    const auto countsAfterCorrections = [&](double spamShare) {
-        TokenStats counts = countsOf(2.13, spamShare, 0.001);
-        EXPECT_TRUE(probabilityCounts(tokenProbability(counts, totals)));
-        counts.ham += 3;
-        return probabilityCounts(tokenProbability(counts, totals));
-    };
-    EXPECT_FALSE(countsAfterCorrections(0.002));
-    EXPECT_FALSE(countsAfterCorrections(0.025)) << "its counts are as low as that asks for";
-    EXPECT_TRUE(countsAfterCorrections(0.03)) << "which may halve them at most";
-    EXPECT_EQ(countsOf(2.13, 0.1, 0.001).spam, 800U);
+    StoreTotals corrected = totals;
+    corrected.spamMessages -= 3;
+    corrected.hamMessages += 3;
+    for (const double lean : {2.0, 2.05, 2.15}) {
+        for (const double spamShare : {0.0003, 0.002, 0.01, 0.05}) {
+            TokenStats counts = countsOf(lean, spamShare, 0.001);
+            EXPECT_TRUE(isCounted(counts, totals)) << lean << ", " << spamShare;
+            EXPECT_GE(8.1 * counts.spam, spamShare * totals.spamMessages) << "for that its counts may be an eighth";
+            counts.spam -= 3;
+            counts.ham += 3;
+            EXPECT_FALSE(isCounted(counts, corrected)) << lean << ", " << spamShare;
+        }
+    }
+    EXPECT_NEAR(countsOf(2.15, 0.2, 0.001).spam, 0.2 * totals.spamMessages, 10) << "more would be asked of this one";
+}
+
+TEST(counts, trained_verdicts_and_trusted_senders_leave_a_vote_for_spam_what_it_is)
+{
+    const StoreTotals totals = totalsOf(storeOf({}));
+    const TokenStats counts = countsOf(votedSpamLean, 0.01, 0.001);
+    StoreTotals trained = totals;
+    trained.spamMessages += 3000;
+    EXPECT_TRUE(isCounted(counts, trained)) << "spam in which it does not stand";
+    trained = totals;
+    trained.hamMessages += 2000;
+    EXPECT_LT(tokenProbability(counts, trained), spamCutoff) << "it does not decide alone";
 }
 
 TEST(counts, filling_token_stays_neutral_and_known_to_both_classes)
 {
-    const TokenStats even = countsOf(0, 0.1, 0.1);
-    EXPECT_EQ(even.spam, even.ham);
-    const TokenStats uneven = countsOf(0, 0.1, 0.9);
-    EXPECT_EQ(uneven.ham, 3 * uneven.spam);
+    EXPECT_EQ(leanOf(countsOf(0, 0.1, 0.1)), 0);
+    EXPECT_NEAR(leanOf(countsOf(0, 0.1, 0.9)), -std::log(3), 0.01);
+    EXPECT_NEAR(leanOf(countsOf(0, 0.9, 0.1)), std::log(3), 0.01);
     const TokenStats rare = countsOf(0, 0.000001, 0.000001);
     EXPECT_EQ(rare, (TokenStats{1, 1}));
 }

@@ -73,6 +73,13 @@ TEST(votes, every_spam_token_has_the_same_weight_and_ham_tokens_theirs_in_range)
     EXPECT_LE(learned.size() - spam - ham, 50U) << "few tokens fill only";
 }
 
+TEST(votes, fitted_spam_tokens_are_made_alike_and_all_others_stay)
+{
+    std::vector<double> leans = {2.15, 2.05, 0, -2.05, -4, 3};
+    levelVotes({0, 0, 0, 0, 0, 1}, leans);
+    EXPECT_EQ(leans, (std::vector<double>{votedSpamLean, votedSpamLean, 0, -2.05, -4, 3}));
+}
+
 TEST(votes, copies_of_one_message_are_no_broad_evidence)
 {
     std::vector<FilteredText> messages = filteredCorpus(narrowCorpus(320, 1));

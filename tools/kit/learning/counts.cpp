@@ -9,18 +9,27 @@ namespace velq::kit {
 
 namespace {
 
-// Both classes' message counts. More make corrections weaker, fewer let one language's traffic wear off what is known
-// of another.
-constexpr std::uint32_t messageScale = 8000;
+// The message counts. Every trained spam verdict adds to the first: where it is large, verdicts in one language wear
+// off little of what is known of another. A correction weighs by the second, and so does ham of the white list.
+constexpr double builtSpamMessages = 64000;
+constexpr double builtHamMessages = 10000;
 constexpr double mostNeutralOdds = 3;
-// The ham count of a spam token that three corrections of a blocked message take out of the count. A token that would
-// have up to twice as much gets this: of more, live training would soon make its spam count what the messages have.
-constexpr double correctableHam = 13;
+constexpr double corrections = 3;            // of a blocked message, that take a spam token out of the count
+constexpr double mostBelowShare = 8;         // a spam token's counts, for that
 constexpr std::uint32_t builtPrior = 400000; // millionths
 
 std::uint32_t rounded(double value, double least, double most)
 {
     return static_cast<std::uint32_t>(std::clamp(std::round(value), least, std::max(least, most)));
+}
+
+// The greatest ham count at those odds from which the corrections lead to odds that no longer count. A bit less, since
+// they change the message counts, too.
+double correctableHam(double odds)
+{
+    constexpr double margin = 0.93;
+    constexpr double countedOdds = 7; // a probability of 0.875
+    return std::floor(margin * corrections / (odds / countedOdds - 1));
 }
 
 TokenStats countsOf(const LearnedToken &learned, const ClassSizes &sizes)
@@ -33,11 +42,13 @@ TokenStats countsOf(const LearnedToken &learned, const ClassSizes &sizes)
     }
     const double odds = std::exp(std::fabs(learned.lean));
     if (learned.lean < 0) {
-        return {spam, static_cast<std::uint32_t>(std::ceil(spam * hamPerSpam * odds))};
+        const double ham = std::ceil(spam * hamPerSpam * odds);
+        return {std::max(spam, static_cast<std::uint32_t>(ham / (hamPerSpam * odds))), static_cast<std::uint32_t>(ham)};
     }
-    const double wantedHam = spam * hamPerSpam / odds;
-    const double givenHam = wantedHam <= 2 * correctableHam ? std::min(wantedHam, correctableHam) : wantedHam;
-    const std::uint32_t ham = rounded(givenHam, 1, sizes.ham);
+    const double sharesHam = spam * hamPerSpam / odds;
+    const double lowHam = correctableHam(odds);
+    const std::uint32_t ham =
+        rounded(sharesHam <= mostBelowShare * lowHam ? std::min(sharesHam, lowHam) : sharesHam, 1, sizes.ham);
     return {static_cast<std::uint32_t>(std::ceil(ham * odds / hamPerSpam)), ham};
 }
 
@@ -45,7 +56,7 @@ TokenStats countsOf(const LearnedToken &learned, const ClassSizes &sizes)
 
 Store storeOf(const Learned &learned)
 {
-    Store store = emptyStore({messageScale, messageScale});
+    Store store = emptyStore({builtSpamMessages, builtHamMessages});
     addTokens(store, learned);
     return store;
 }

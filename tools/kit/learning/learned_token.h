@@ -12,6 +12,10 @@ namespace velq::kit {
 inline constexpr double leastLean = 2.05;
 // No single token decides for spam: it takes the agreement of several.
 inline constexpr double greatestSpamLean = 2.15;
+// What spam tokens chosen by votes come to have. A single one decides from 2.2 on, and each message of a white-listed
+// sender takes all that it lacks nearer to that; from 1.95 down it does not count, and each trained spam verdict takes
+// it nearer to that, by far less.
+inline constexpr double votedSpamLean = 2.0;
 inline constexpr double greatestHamLean = 5;
 
 // A token, the log odds it should have (0: it only fills), and the shares of the messages of each class of its group

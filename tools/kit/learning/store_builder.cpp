@@ -95,6 +95,9 @@ Learned learn(ScriptGroup &&scriptGroup, const Surroundings &around, const Build
     }
     const FitCosts costs = {rules.blockedCost * recipe.ofCosts.blocked, rules.unsureCost * recipe.ofCosts.unsure};
     fitLeans(texts, held, costs, seed, choice.leans);
+    if (recipe.votes) {
+        levelVotes(held, choice.leans);
+    }
     return collect(group, choice);
 }
 

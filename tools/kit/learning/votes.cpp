@@ -166,4 +166,13 @@ Choice chooseByVotes(const Group &group, const std::vector<FilteredText> &messag
     return {std::move(listed), std::move(fillers), std::move(leans)};
 }
 
+void levelVotes(const std::vector<std::uint8_t> &fixed, std::vector<double> &leans)
+{
+    for (std::size_t i = 0; i < leans.size(); ++i) {
+        if (fixed[i] == 0 && leans[i] > 0) {
+            leans[i] = votedSpamLean;
+        }
+    }
+}
+
 } // namespace velq::kit

@@ -7,6 +7,7 @@
 #include "kit/learning/groups.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace velq::kit {
@@ -30,6 +31,9 @@ struct VoteRule {
 
 // Tokens of `group`, which was made of `messages`.
 Choice chooseByVotes(const Group &group, const std::vector<FilteredText> &messages, const VoteRule &rule);
+
+// Gives the spam tokens among the fitted log odds their common weight, but for those with `fixed` not 0.
+void levelVotes(const std::vector<std::uint8_t> &fixed, std::vector<double> &leans);
 
 } // namespace velq::kit
 
