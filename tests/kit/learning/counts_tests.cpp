@@ -47,6 +47,27 @@ TEST(counts, odds_are_at_least_those_asked_for)
     EXPECT_NEAR(leanOf(countsOf(-3, 0.2, 0.001)), -3, 0.02);
 }
 
+TEST(counts, ham_token_that_leans_little_gives_way_to_three_corrections)
+{
+    const StoreTotals totals = totalsOf(storeOf({}));
+    StoreTotals corrected = totals;
+    corrected.spamMessages += 3;
+    corrected.hamMessages -= 3;
+    const auto countsAfterCorrections = [&](double lean, double spamShare) {
+        TokenStats counts = countsOf(lean, spamShare, 0.01);
+        EXPECT_TRUE(isCounted(counts, totals)) << lean << ", " << spamShare;
+        EXPECT_GE(8.1 * counts.spam, spamShare * totals.spamMessages);
+        counts.spam += 3;
+        counts.ham -= 3;
+        return isCounted(counts, corrected);
+    };
+    EXPECT_FALSE(countsAfterCorrections(-2.05, 0.0003));
+    EXPECT_FALSE(countsAfterCorrections(-2.05, 0.004));
+    EXPECT_FALSE(countsAfterCorrections(-2.4, 0.0009));
+    EXPECT_TRUE(countsAfterCorrections(-2.4, 0.01)) << "its counts are too large for that";
+    EXPECT_TRUE(countsAfterCorrections(-4, 0.0003)) << "one opinion is little against so much evidence";
+}
+
 TEST(counts, spam_token_gives_way_to_three_corrections)
 {
     const StoreTotals totals = totalsOf(storeOf({}));

@@ -14,8 +14,9 @@ namespace {
 constexpr double builtSpamMessages = 64000;
 constexpr double builtHamMessages = 10000;
 constexpr double mostNeutralOdds = 3;
-constexpr double corrections = 3;            // of a blocked message, that take a spam token out of the count
-constexpr double mostBelowShare = 8;         // a spam token's counts, for that
+constexpr double corrections = 3;    // of a message, that take a token out of the count
+constexpr double mostBelowShare = 8; // a token's counts, for that
+constexpr double leastCorrectable = 2;
 constexpr std::uint32_t builtPrior = 400000; // millionths
 
 std::uint32_t rounded(double value, double least, double most)
@@ -23,33 +24,33 @@ std::uint32_t rounded(double value, double least, double most)
     return static_cast<std::uint32_t>(std::clamp(std::round(value), least, std::max(least, most)));
 }
 
-// The greatest ham count at those odds from which the corrections lead to odds that no longer count. A bit less, since
-// they change the message counts, too.
-double correctableHam(double odds)
+// The count on the side that a token speaks against, when its share would give it `count`: lower, where that lets the
+// corrections silence it, each of which adds one here and takes one off the other side. The other side has `odds` as
+// great a share, of `messages` for each one of this side.
+double correctable(double count, double odds, double messages)
 {
-    constexpr double margin = 0.93;
+    constexpr double margin = 0.85;   // counts are whole, and corrections change the message counts, too
     constexpr double countedOdds = 7; // a probability of 0.875
-    return std::floor(margin * corrections / (odds / countedOdds - 1));
+    const double most = std::floor(margin * corrections * (countedOdds + 1 / messages) / (odds - countedOdds));
+    return most >= leastCorrectable && count <= mostBelowShare * most ? std::min(count, most) : count;
 }
 
 TokenStats countsOf(const LearnedToken &learned, const ClassSizes &sizes)
 {
     const double hamPerSpam = sizes.ham / sizes.spam;
-    const std::uint32_t spam = rounded(learned.spamShare * sizes.spam, 1, sizes.spam);
+    const std::uint32_t sharesSpam = rounded(learned.spamShare * sizes.spam, 1, sizes.spam);
     if (learned.lean == 0) {
-        return {spam, rounded(learned.hamShare * sizes.ham, std::ceil(spam * hamPerSpam / mostNeutralOdds),
-                              std::floor(spam * hamPerSpam * mostNeutralOdds))};
+        return {sharesSpam, rounded(learned.hamShare * sizes.ham, std::ceil(sharesSpam * hamPerSpam / mostNeutralOdds),
+                                    std::floor(sharesSpam * hamPerSpam * mostNeutralOdds))};
     }
     const double odds = std::exp(std::fabs(learned.lean));
     if (learned.lean < 0) {
+        const double spam = correctable(sharesSpam, odds, hamPerSpam);
         const double ham = std::ceil(spam * hamPerSpam * odds);
-        return {std::max(spam, static_cast<std::uint32_t>(ham / (hamPerSpam * odds))), static_cast<std::uint32_t>(ham)};
+        return {rounded(std::floor(ham / (hamPerSpam * odds)), spam, sizes.spam), static_cast<std::uint32_t>(ham)};
     }
-    const double sharesHam = spam * hamPerSpam / odds;
-    const double lowHam = correctableHam(odds);
-    const std::uint32_t ham =
-        rounded(sharesHam <= mostBelowShare * lowHam ? std::min(sharesHam, lowHam) : sharesHam, 1, sizes.ham);
-    return {static_cast<std::uint32_t>(std::ceil(ham * odds / hamPerSpam)), ham};
+    const double ham = rounded(correctable(sharesSpam * hamPerSpam / odds, odds, 1 / hamPerSpam), 1, sizes.ham);
+    return {static_cast<std::uint32_t>(std::ceil(ham * odds / hamPerSpam)), static_cast<std::uint32_t>(ham)};
 }
 
 } // namespace
