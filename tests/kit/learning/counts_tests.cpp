@@ -66,6 +66,7 @@ TEST(counts, ham_token_that_leans_little_gives_way_to_three_corrections)
     EXPECT_FALSE(countsAfterCorrections(-2.4, 0.0009));
     EXPECT_TRUE(countsAfterCorrections(-2.4, 0.01)) << "its counts are too large for that";
     EXPECT_TRUE(countsAfterCorrections(-4, 0.0003)) << "one opinion is little against so much evidence";
+    EXPECT_TRUE(countsAfterCorrections(-3.4, 0.00008)) << "that would ask for counts which the first training doubles";
 }
 
 TEST(counts, spam_token_gives_way_to_three_corrections)

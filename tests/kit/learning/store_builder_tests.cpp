@@ -1,4 +1,5 @@
 // Building tuned stores from small invented corpora: what they tell apart, and what may not be in them.
+#include "kit/learning/counts.h"
 #include "kit/learning/store_builder.h"
 #include "learning/invented_messages.h"
 
@@ -40,6 +41,18 @@ TEST(store_builder, tokens_have_two_to_four_units_and_counts_below_the_message_c
         EXPECT_GE(counts.ham, 1U);
         EXPECT_LE(counts.spam, store.spamMessages);
         EXPECT_LE(counts.ham, store.hamMessages);
+    }
+}
+
+TEST(store_builder, spam_tokens_of_alphabets_all_have_the_weight_of_a_vote)
+{
+    const Learned learned = learnedFrom(tuned(narrowCorpus(320, 1)));
+    EXPECT_GT(std::count_if(learned.begin(), learned.end(), [](const LearnedToken &token) { return token.lean > 0; }),
+              0);
+    for (const LearnedToken &token : learned) {
+        if (token.lean > 0) {
+            EXPECT_NEAR(token.lean, votedSpamLean, 0.03) << "but for the rounding of counts";
+        }
     }
 }
 

@@ -16,6 +16,7 @@ constexpr double builtHamMessages = 10000;
 constexpr double mostNeutralOdds = 3;
 constexpr double corrections = 3;    // of a message, that take a token out of the count
 constexpr double mostBelowShare = 8; // a token's counts, for that
+// The least count that is made so low: 1 would become twice as much with the first message that trains it.
 constexpr double leastCorrectable = 2;
 constexpr std::uint32_t builtPrior = 400000; // millionths
 
@@ -46,8 +47,7 @@ TokenStats countsOf(const LearnedToken &learned, const ClassSizes &sizes)
     const double odds = std::exp(std::fabs(learned.lean));
     if (learned.lean < 0) {
         const double spam = correctable(sharesSpam, odds, hamPerSpam);
-        const double ham = std::ceil(spam * hamPerSpam * odds);
-        return {rounded(std::floor(ham / (hamPerSpam * odds)), spam, sizes.spam), static_cast<std::uint32_t>(ham)};
+        return {static_cast<std::uint32_t>(spam), static_cast<std::uint32_t>(std::ceil(spam * hamPerSpam * odds))};
     }
     const double ham = rounded(correctable(sharesSpam * hamPerSpam / odds, odds, 1 / hamPerSpam), 1, sizes.ham);
     return {static_cast<std::uint32_t>(std::ceil(ham * odds / hamPerSpam)), static_cast<std::uint32_t>(ham)};

@@ -29,8 +29,7 @@ double cautiousLean(double spam, double ham, const ClassSizes &sizes)
 namespace {
 
 constexpr double hamSlope = 0.3;
-// Of every spam token: a probability of 0.894. One token alone is short of the spam cut-off, two reach it, and the
-// weight outlasts a good deal of other traffic, which adds to the spam message count but not to this token's.
+// Where the fitting of every spam token starts: one alone is short of the spam cut-off, two reach it.
 constexpr double spamVote = 2.13;
 constexpr double fewestSpamPlaces = 6; // different surroundings
 constexpr double fewestHamPlaces = 5;
