@@ -45,7 +45,8 @@ clang_tidy() {
   mapfile -t declaring < <(git grep -lE "$in_advance|^#include \"(.*/)?(${included//./\\.})\"" -- "${analysed[@]}")
   local status=0
   each_by_clang_tidy --load="$plugin" -- "${analysed[@]}" || status=1
-  each_by_clang_tidy --checks='-*,bugprone-forward-declaration-namespace' -- "${declaring[@]}" || status=1
+  [ ${#declaring[@]} -eq 0 ] ||
+    each_by_clang_tidy --checks='-*,bugprone-forward-declaration-namespace' -- "${declaring[@]}" || status=1
   return "$status"
 }
 

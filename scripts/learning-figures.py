@@ -18,20 +18,12 @@ Where the store was made of these messages only the differences tell. Needs noth
 import argparse
 import json
 import shutil
-import subprocess
-import sys
 import tempfile
 from pathlib import Path
 
+from figures import STORE_FILE, run, shares, shown
+
 SENDER = "15550100200"
-STORE_FILE = Path("Quenlibra", "Tarvolent", "data", "prob.bin")  # of an installation
-
-
-def run(*command, text=None):
-    done = subprocess.run([str(word) for word in command], input=text, capture_output=True, text=True, check=False)
-    if done.returncode != 0:
-        sys.exit(f"{' '.join(map(str, command))}: {done.stderr.strip()}")
-    return done.stdout
 
 
 def lines_of(file):
@@ -47,16 +39,10 @@ def texts_of(lines, label):
     return [line.split("\t", 1)[1] for line in lines if line.startswith(label + "\t")]
 
 
-def shown(part):
-    ham, spam = part["ham"], part["spam"]
-    shares = ((ham["ratedSpam"], ham["all"]), (ham["ratedUnsure"], ham["all"]), (spam["ratedSpam"], spam["all"]))
-    return " / ".join(f"{100 * count / of:.2f}" if of else "-" for count, of in shares)
-
-
 def evaluated(velq, store, files):
     """The figures of the last file, training off and on."""
     report = json.loads(run(velq, "evaluate", "--json", "--quiet", "--store", store, *files))
-    return [shown(report[training]["corpora"][-1]) for training in ("trainingOff", "trainingOn")]
+    return [shown(shares(report[training]["corpora"][-1])) for training in ("trainingOff", "trainingOn")]
 
 
 def verdicts(velq, store, sources, most, work):
@@ -73,23 +59,22 @@ def verdicts(velq, store, sources, most, work):
 
 
 def white_list(velq, store, sources, work):
-    with_ham = [name for name, lines in sources.items() if len(texts_of(lines, "ham")) > 1000]
-    for name in with_ham:
-        trained = work / "white"
-        shutil.rmtree(trained, ignore_errors=True)
-        run(velq, "init", trained, "--store", store, "--quiet")
-        run(velq, "list", "white", "add", "--install", trained, SENDER, "--quiet")
-        ham = texts_of(sources[name][0::2], "ham")
-        for begin in (0, 1000):
-            if len(ham) < begin + 1000:
+    rated = {name: written(lines[1::2], work / f"rated-{name}.tsv") for name, lines in sources.items()
+             if name in ("en_uci", "tr_2015", "zh_general", "en_india2011")}
+    untrained = {name: evaluated(velq, store, [file])[0] for name, file in rated.items()}
+    for name, lines in sources.items():
+        ham = texts_of(lines[0::2], "ham")
+        installation = work / f"white-{name}"
+        run(velq, "init", installation, "--store", store, "--quiet")
+        run(velq, "list", "white", "add", "--install", installation, SENDER, "--quiet")
+        for end in (1000, 2000):
+            if len(ham) < end:
                 break
-            run(velq, "rate", "--install", trained, "--number", SENDER, "--quiet",
-                text="\n".join(ham[begin:begin + 1000]) + "\n")
-            for other, lines in sources.items():
-                if other in ("en_uci", "tr_2015", "zh_general", "en_india2011"):
-                    file = [written(lines[1::2], work / f"{other}.tsv")]
-                    before, after = (evaluated(velq, at, file)[0] for at in (store, trained / STORE_FILE))
-                    print(f"{begin + 1000} of {name:12} {other:14} {before:24} -> {after}")
+            run(velq, "rate", "--install", installation, "--number", SENDER, "--quiet",
+                text="\n".join(ham[end - 1000:end]) + "\n")
+            for other, file in rated.items():
+                trained = evaluated(velq, installation / STORE_FILE, [file])[0]
+                print(f"{f'{end} of {name}, {other}':34} {untrained[other]:24} -> {trained}")
 
 
 def corrections(velq, store, sources, most, most_wrong, work):
@@ -103,7 +88,7 @@ def corrections(velq, store, sources, most, most_wrong, work):
 
     for lines in sources.values():
         rated = run(velq, "rate", "--dry-run", "--install", clean, "--quiet",
-                    text="\n".join(line.split("\t", 1)[1] for line in lines[:most]) + "\n").splitlines()
+                    text="\n".join(line.split("\t", 1)[1] for line in lines[:most]) + "\n").split("\n")
         for label, counts in right.items():
             wrong = [line.split("\t", 1)[1] for line, verdict in zip(lines, rated)
                      if line.startswith(label + "\t") and is_wrong(verdict, label)]

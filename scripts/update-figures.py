@@ -13,19 +13,12 @@ unsure / spam caught. Needs nothing but Python and the velq command.
 import argparse
 import hashlib
 import json
-import subprocess
-import sys
 import tempfile
 from pathlib import Path
 
+from figures import STORE_FILE, run, shares, shown
+
 MOST_RATED = 1000  # of each file
-
-
-def run(*command, text=None):
-    done = subprocess.run([str(word) for word in command], input=text, capture_output=True, text=True, check=False)
-    if done.returncode != 0:
-        sys.exit(f"{' '.join(map(str, command))}: {done.stderr.strip()}")
-    return done.stdout
 
 
 def split(folder, work, trained):
@@ -57,10 +50,7 @@ def figures(velq, store, rated):
     parts["all"] = report["trainingOff"]
     result = {}
     for name, part in parts.items():
-        ham, spam = part["ham"], part["spam"]
-        share = lambda count, of: 100 * count / of if of else None
-        result[name] = (share(ham["ratedSpam"], ham["all"]), share(ham["ratedUnsure"], ham["all"]),
-                        share(spam["ratedSpam"], spam["all"]))
+        result[name] = shares(part)
     with_both = [values for name, values in result.items() if name != "all"]
     result["mean"] = tuple(sum(column) / len(column) if column else None
                            for column in ([v for v in values if v is not None] for values in zip(*with_both)))
@@ -79,10 +69,6 @@ def installation(velq, work, name, store, training, told):
         run(velq, "rate", "--install", folder, "--quiet",
             text="\n".join(line.split("\t", 1)[1] for line in training) + "\n")
     return folder
-
-
-def shown(values):
-    return " / ".join("   - " if value is None else f"{value:5.2f}" for value in values)
 
 
 def main():
@@ -113,8 +99,7 @@ def main():
             folder = installation(options.velq, work, title.replace(", ", "-"), store, messages, told)
             if store == options.old:
                 run(options.velq, "update", "--install", folder, "--prob", update, "--prob-version", "1000", "--quiet")
-            prob = folder / "Quenlibra" / "Tarvolent" / "data" / "prob.bin"
-            columns[title] = figures(options.velq, prob, rated)
+            columns[title] = figures(options.velq, folder / STORE_FILE, rated)
         print(f"{len(training)} messages train; ham blocked / ham unsure / spam caught, in percent")
         print(f"{'':18}" + "".join(f"{title:>24}" for title in columns))
         for source in columns["new store"]:
