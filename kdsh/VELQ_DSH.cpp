@@ -1,6 +1,6 @@
 // The database-access layer over SQLite 3. Everything here passes straight through; opening, and compiling the first
 // statement, also put the bounds on the connection, and a busy handler begins an operation within them. Compiling hands
-// out the statement that a connection keeps, and a function that stands already is not registered again. Opening keeps
+// out the statements that a connection keeps, and a function that stands already is not registered again. Opening keeps
 // to the file's mode of journal. Policy (busy rule, transactions, logging) belongs to the callers.
 #include "VELQ_DSH.h"
 
@@ -58,36 +58,56 @@ int VELQ_DSH_OpenForeign(const char *path, VELQ_DSH_Connection **connection) noe
     return openFile(path, SQLITE_OPEN_READONLY, FileOrigin::stranger, connection);
 }
 
-// The statement that a connection keeps, under its lock: exchanged for another one, or null.
-static sqlite3_stmt *exchangeKept(Bounds &bounds, sqlite3_stmt *statement) noexcept
+// Takes out one of the statements that a connection keeps, under its lock; null behind the last.
+static sqlite3_stmt *takeKeptAt(Bounds &bounds, int at) noexcept
 {
-    sqlite3_mutex *lock = sqlite3_db_mutex(bounds.connection);
-    sqlite3_mutex_enter(lock);
-    sqlite3_stmt *kept = bounds.kept;
-    bounds.kept = statement;
-    sqlite3_mutex_leave(lock);
-    return kept;
+    sqlite3_stmt *taken = bounds.kept[at];
+    for (int i = at; i + 1 < Bounds::mostKept; ++i) {
+        bounds.kept[i] = bounds.kept[i + 1];
+    }
+    bounds.kept[Bounds::mostKept - 1] = nullptr;
+    return taken;
 }
 
-// The kept statement when it has that text, otherwise null. Nobody else has it then.
+// The kept statement with that text, otherwise null. Nobody else has it then.
 static sqlite3_stmt *takeKept(Bounds &bounds, const char *sql, std::size_t length) noexcept
 {
+    const auto hasText = [sql, length](sqlite3_stmt *statement) noexcept {
+        const char *text = sqlite3_sql(statement);
+        return text != nullptr && std::strlen(text) == length && std::memcmp(text, sql, length) == 0;
+    };
     sqlite3_mutex *lock = sqlite3_db_mutex(bounds.connection);
     sqlite3_mutex_enter(lock);
-    const char *text = bounds.kept != nullptr ? sqlite3_sql(bounds.kept) : nullptr;
     sqlite3_stmt *taken = nullptr;
-    if (text != nullptr && std::strlen(text) == length && std::memcmp(text, sql, length) == 0) {
-        taken = bounds.kept;
-        bounds.kept = nullptr;
+    for (int i = 0; i < Bounds::mostKept && bounds.kept[i] != nullptr && taken == nullptr; ++i) {
+        taken = hasText(bounds.kept[i]) ? takeKeptAt(bounds, i) : nullptr;
     }
     sqlite3_mutex_leave(lock);
     return taken;
 }
 
+// Returns what there is no room for any more, or null.
+static sqlite3_stmt *addKept(Bounds &bounds, sqlite3_stmt *statement) noexcept
+{
+    sqlite3_mutex *lock = sqlite3_db_mutex(bounds.connection);
+    sqlite3_mutex_enter(lock);
+    constexpr int last = Bounds::mostKept - 1;
+    sqlite3_stmt *oldest = bounds.kept[last] != nullptr ? takeKeptAt(bounds, 0) : nullptr;
+    int at = 0;
+    while (bounds.kept[at] != nullptr) {
+        ++at;
+    }
+    bounds.kept[at] = statement;
+    sqlite3_mutex_leave(lock);
+    return oldest;
+}
+
 int VELQ_DSH_Close(VELQ_DSH_Connection *connection) noexcept
 {
-    if (Bounds *bounds = boundsOf(connection); bounds != nullptr && bounds->kept != nullptr) {
-        sqlite3_finalize(exchangeKept(*bounds, nullptr));
+    if (Bounds *bounds = boundsOf(connection); bounds != nullptr) {
+        while (bounds->kept[0] != nullptr) {
+            sqlite3_finalize(takeKeptAt(*bounds, 0));
+        }
     }
     return sqlite3_close(connection);
 }
@@ -157,16 +177,23 @@ void VELQ_DSH_Keep(VELQ_DSH_Statement *statement) noexcept
     }
     Bounds *bounds = boundsOf(sqlite3_db_handle(statement));
     // With code in the schema each preparation looks at what was compiled.
-    if (sqlite3_reset(statement) == SQLITE_OK && bounds != nullptr && !bounds->hasCode) {
+    sqlite3_reset(statement);
+    if (bounds != nullptr && !bounds->hasCode && !bounds->hasFailed) {
         sqlite3_clear_bindings(statement);
-        statement = exchangeKept(*bounds, statement);
+        statement = addKept(*bounds, statement);
     }
     sqlite3_finalize(statement);
 }
 
 int VELQ_DSH_doNext(VELQ_DSH_Statement *statement) noexcept
 {
-    return sqlite3_step(statement);
+    const int code = sqlite3_step(statement);
+    if (code != SQLITE_ROW && code != SQLITE_DONE) {
+        if (Bounds *bounds = boundsOf(sqlite3_db_handle(statement)); bounds != nullptr) {
+            bounds->hasFailed = true;
+        }
+    }
+    return code;
 }
 
 int VELQ_DSH_mapBlob(VELQ_DSH_Statement *statement, int index, const void *bytes, int count,

@@ -68,8 +68,9 @@ VELQ_DSH_API const char *VELQ_DSH_Error(VELQ_DSH_Connection *connection) noexcep
 VELQ_DSH_API int VELQ_DSH_Reset(VELQ_DSH_Statement *statement) noexcept;
 // Finalising null succeeds.
 VELQ_DSH_API int VELQ_DSH_Fini(VELQ_DSH_Statement *statement) noexcept;
-// Takes a statement back as VELQ_DSH_Fini does; unless its last step failed, the connection may hand it out again when
-// the same text is prepared. It has one such statement, and releases it when it is closed.
+// Takes a statement back as VELQ_DSH_Fini does; unless a step failed in the running operation, the connection may hand
+// it out again when the same text is prepared. It has four such statements, those given back last, and releases them
+// when it is closed.
 VELQ_DSH_API void VELQ_DSH_Keep(VELQ_DSH_Statement *statement) noexcept;
 VELQ_DSH_API int VELQ_DSH_doNext(VELQ_DSH_Statement *statement) noexcept;
 // A null destructor means that the memory outlives the statement's steps.

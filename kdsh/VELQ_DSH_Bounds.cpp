@@ -179,6 +179,7 @@ int longestValueOf(FileOrigin origin) noexcept
 void beginOperation(Bounds &bounds) noexcept
 {
     bounds.fired = nullptr;
+    bounds.hasFailed = false;
     bounds.bytes = -1;
     bounds.runs = 0;
     bounds.steps = 0;

@@ -30,6 +30,7 @@ struct Bounds {
     bool isPlain;       // they were all on the first page, when that was read last, and name tables and columns only
     bool hasCode;       // its schema computes: triggers, checks, computed columns, indexes on more than columns
     const char *fired;  // the name of the bound that fired last in the running operation, or null
+    bool hasFailed;     // a step failed in the running operation, of which no statement is kept then
 
     // What the running operation has used.
     sqlite3_int64 bytes;  // of the database and its write-ahead log, when the operation first asked; -1 before
@@ -50,8 +51,9 @@ struct Bounds {
     sqlite3_stmt *calculations[mostFunctions][mostArguments + 1];
 
     // Both under the connection's lock.
-    sqlite3_stmt *kept;      // a statement to hand out when its text is prepared again, or null
-    UserFunction registered; // the last function; its name is empty before there is one
+    static constexpr int mostKept = 4;
+    sqlite3_stmt *kept[mostKept]; // statements to hand out when their texts are prepared again, the oldest first
+    UserFunction registered;      // the last function; its name is empty before there is one
 };
 
 void beginOperation(Bounds &bounds) noexcept;

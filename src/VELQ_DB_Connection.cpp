@@ -39,10 +39,19 @@ int prepareSql(VELQ_DSH_Connection *connection, const char *sql, VELQ_DSH_Statem
     const char *tail = nullptr;
     const int code = VELQ_DSH_Prepare(connection, sql, static_cast<int>(std::strlen(sql)), statement, &tail);
     if (code != VELQ_DSH_OK) {
-        VELQ_DSH_Fini(*statement);
-        *statement = nullptr;
+        finishSql(statement, false);
     }
     return code;
+}
+
+void finishSql(VELQ_DSH_Statement **statement, bool isKeptOpen) noexcept
+{
+    if (isKeptOpen && *statement != nullptr) {
+        VELQ_DSH_Keep(*statement);
+    } else {
+        VELQ_DSH_Fini(*statement);
+    }
+    *statement = nullptr;
 }
 
 bool isBeyondBound(VELQ_DSH_Connection *connection, int code) noexcept

@@ -34,6 +34,9 @@ ConnectResult connectDatabase(const char *path, VELQ_DSH_Connection *keptOpen, V
 // The database's result code. After a failure `*statement` is null.
 int prepareSql(VELQ_DSH_Connection *connection, const char *sql, VELQ_DSH_Statement **statement) noexcept;
 
+// Releases a statement and clears it. A standing connection keeps it compiled for the next time. Null is no statement.
+void finishSql(VELQ_DSH_Statement **statement, bool isKeptOpen) noexcept;
+
 // To be asked right after a call has failed with a result code: whether that was because the file is beyond one of the
 // access layer's bounds. `logBound` writes the error line that names it.
 bool isBeyondBound(VELQ_DSH_Connection *connection, int code) noexcept;

@@ -151,8 +151,7 @@ void failForMemory(StoreSession &session) noexcept
 
 void finishStatement(StoreSession &session) noexcept
 {
-    VELQ_DSH_Fini(session.statement);
-    session.statement = nullptr;
+    finishSql(&session.statement, session.isKeptOpen);
 }
 
 int endStore(StoreSession &session) noexcept

@@ -40,11 +40,11 @@ dbh *db_open(const word *, const wordlist_settings *settings, int) noexcept
 
 void db_close(dbh *handle) noexcept
 {
+    const bool isKeptOpen = engineState.tokenStoreConn != nullptr;
     for (VELQ_DSH_Statement **statement : {&handle->spare, &handle->insert, &handle->select, &handle->update}) {
-        VELQ_DSH_Fini(*statement);
-        *statement = nullptr;
+        finishSql(statement, isKeptOpen);
     }
-    if (engineState.tokenStoreConn == nullptr) {
+    if (!isKeptOpen) {
         const int code = VELQ_DSH_Close(handle->connection);
         if (code != VELQ_DSH_OK) {
             logError("%s:%d\tCan't close database %s: %d", VELQ_HERE, handle->path, code);

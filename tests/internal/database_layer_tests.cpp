@@ -11,6 +11,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <optional>
+#include <sqlite3.h>
 #include <string>
 #include <utility>
 #include <vector>
@@ -252,6 +253,31 @@ TEST_F(AccessLayer, statement_that_was_kept_is_handed_out_for_its_text)
     VELQ_DSH_Keep(third);
     VELQ_DSH_Keep(other);
     VELQ_DSH_Keep(nullptr);
+}
+
+TEST_F(AccessLayer, four_statements_are_kept_those_that_came_last)
+{
+    const char *const texts[] = {"SELECT 0;", "SELECT 1;", "SELECT 2;", "SELECT 3;", "SELECT 4;"};
+    VELQ_DSH_Statement *statements[5]{};
+    for (int i = 0; i < 5; ++i) {
+        statements[i] = prepare(texts[i]);
+        ASSERT_EQ(VELQ_DSH_doNext(statements[i]), VELQ_DSH_ROW);
+    }
+    for (const int i : {3, 0, 4, 2, 1}) {
+        VELQ_DSH_Keep(statements[i]);
+    }
+    VELQ_DSH_Statement *pushedOut = prepare(texts[3]); // may lie where the released one did
+    for (const int i : {2, 0, 1, 4}) {
+        VELQ_DSH_Statement *again = prepare(texts[i]);
+        EXPECT_EQ(again, statements[i]) << i;
+        ASSERT_EQ(VELQ_DSH_doNext(again), VELQ_DSH_ROW);
+        EXPECT_EQ(VELQ_DSH_getInt(again, 0), i);
+        EXPECT_EQ(VELQ_DSH_Fini(again), 0);
+    }
+    EXPECT_EQ(sqlite3_next_stmt(connection_, nullptr), pushedOut) << "and no other";
+    VELQ_DSH_Keep(pushedOut);
+    EXPECT_EQ(VELQ_DSH_Close(connection_), 0) << "with what it keeps";
+    connection_ = nullptr;
 }
 
 TEST_F(AccessLayer, statement_whose_step_failed_is_not_kept)

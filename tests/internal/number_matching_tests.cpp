@@ -293,9 +293,9 @@ TEST(number_matching, kept_connection_is_used_registered_anew_and_left_open)
     EXPECT_EQ(watch.calls(),
               (std::vector<std::string>{"busyHandler", "makeUserHand like 2 5 for the connection",
                                         "prepare select * FROM whiteList WHERE number LIKE ?;", "mapText 1 12 bytes",
-                                        "step", "fini", "busyHandler", "makeUserHand like 2 5 for the connection",
+                                        "step", "keep", "busyHandler", "makeUserHand like 2 5 for the connection",
                                         "prepare select * FROM blackList WHERE number LIKE ?;", "mapText 1 12 bytes",
-                                        "step", "fini"}));
+                                        "step", "keep"}));
     EXPECT_NE(engineState.whiteListConn, nullptr);
     EXPECT_NE(engineState.blackListConn, nullptr);
 }

@@ -182,6 +182,56 @@ TEST_P(TokenStore, finalises_its_statements_on_closing_and_leaves_a_kept_connect
     }
 }
 
+TEST(NorixTokenStore, statements_stay_compiled_with_the_kept_connection_and_see_what_others_write)
+{
+    RunningEngine engine(Trace::off, StartVariant::norix);
+    engine.installation.addToken(ab, 1, 1, 1);
+    wordlist_settings settings{};
+    settings.databasePath = engineState.tokenStorePath;
+    const word key = keyOf(ab);
+    VELQ_DSH_Statement *compiled[3]{};
+    for (std::uint32_t i = 1; i < 4; ++i) {
+        dsh *store = ds_open(nullptr, &settings, 1);
+        ASSERT_NE(store, nullptr);
+        token_value value{};
+        EXPECT_EQ(ds_read(store, &key, &value), dsFound);
+        EXPECT_EQ(value.spam, i);
+        EXPECT_EQ(ds_update(store, &key, &value), 0);
+        EXPECT_EQ(ds_write(store, &key, &value), 0);
+        VELQ_DSH_Statement *const used[] = {store->handle->select, store->handle->update, store->handle->insert};
+        for (int at = 0; at < 3; ++at) {
+            EXPECT_TRUE(i == 1 || used[at] == compiled[at]) << i << ", " << at;
+            compiled[at] = used[at];
+        }
+        ds_close(store);
+        {
+            const HeldLock lock(engine.installation.dataFile("prob.bin")); // none is left
+        }
+        engine.installation.open("prob.bin").exec("DELETE FROM velqTable;");
+        engine.installation.addToken(ab, i + 1, 1, 1);
+    }
+}
+
+TEST(NorixTokenStore, table_that_vanishes_is_reported_when_a_kept_statement_runs_and_then_when_it_is_compiled)
+{
+    RunningEngine engine(Trace::off, StartVariant::norix);
+    wordlist_settings settings{};
+    settings.databasePath = engineState.tokenStorePath;
+    const key_blob key{ab.data(), 4};
+    const auto read = [&] {
+        dbh *handle = db_open(nullptr, &settings, 1);
+        const int code = db_get_dbvalue(handle, &key, nullptr);
+        db_close(handle);
+        return code;
+    };
+    EXPECT_EQ(read(), dbValueNotFound);
+    engine.installation.open("prob.bin").exec("ALTER TABLE velqTable RENAME TO away;");
+    EXPECT_EQ(read(), 1);
+    EXPECT_EQ(read(), dsPrepareFailed);
+    engine.installation.open("prob.bin").exec("ALTER TABLE away RENAME TO velqTable;");
+    EXPECT_EQ(read(), dbValueNotFound);
+}
+
 TEST_P(TokenStore, failing_busy_handler_fails_the_opening)
 {
     const DshWatch watch({.call = DshCall::busyHandler});
