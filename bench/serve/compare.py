@@ -272,7 +272,9 @@ class Velq:
             for name, program in (("before", self.options.before), ("now", self.options.velq)):
                 rows.setdefault(name, []).append(self.turn(program, bodies))
         for name, figures in rows.items():
-            print(f"| {name} | " + " | ".join(f"{statistics.median(column):,.0f}" for column in zip(*figures)) + " |")
+            medians = [statistics.median(column) for column in zip(*figures)]
+            print(f"| {name} | " + " | ".join(f"{median:,.0f}" for median in medians[:3]) + " | " +
+                  " | ".join(f"{median:.2f}" for median in medians[3:]) + " |")
 
     def turn(self, program, bodies):
         with self.serve("wal", False, program) as (process, url):

@@ -21,6 +21,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t connectionMemory = std::size_t{32} << 10; // a request's head has to fit
 constexpr unsigned spareConnections = 64;                       // while those that go are going
 constexpr std::chrono::milliseconds betweenLooks{250};          // at who is late
+constexpr std::size_t together = 8;                             // answers that need not go out at once
 
 } // namespace
 
@@ -89,7 +90,7 @@ void HttpServer::answer(std::uint64_t id, HttpResponse &&response, bool atOnce)
     {
         const std::scoped_lock lock(state_->mutex);
         state_->answers.push_back({id, std::move(response)});
-        if (!atOnce || state_->isWoken) {
+        if (state_->isWoken || (!atOnce && state_->answers.size() < together)) {
             return;
         }
         state_->isWoken = true;

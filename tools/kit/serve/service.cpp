@@ -4,6 +4,7 @@
 #include "kit/base/input.h"
 
 #include <new>
+#include <vector>
 
 namespace velq::kit {
 
@@ -20,9 +21,12 @@ Service::Service(const ServiceOptions &given, Metrics &counted, ServiceLog &logg
     : options(given), installation(given.install), engine(checked(installation), Engine::Connections::kept),
       explainer(installation), metrics(counted), log(logged), pending(mostPending)
 {
+    std::vector written{installation.dataFile("prob.bin")};
     if (options.journal) {
         journal.emplace(*options.journal);
+        written.push_back(options.journal->file);
     }
+    checkpointer.emplace(written);
 }
 
 // ---- Failures
@@ -114,6 +118,7 @@ RatedMessage rateMessage(Service &service, const ReceivedMessage &message)
         entry.spamicity = result.reason.spamicity.get<double>();
     }
     result.entry = note(service, entry);
+    service.checkpointer->messageRated();
     return result;
 }
 
