@@ -38,10 +38,10 @@ struct Recipe {
 };
 
 constexpr VoteRule cyrillicVotes = {.spamStrictness = 1.6, .hamStrictness = 1.2, .fillers = 100};
-constexpr VoteRule narrowVotes = {.spamStrictness = 1.9,
+constexpr VoteRule narrowVotes = {.spamStrictness = 1.88,
                                   .hamStrictness = 1.3,
                                   .fillers = 100,
-                                  .spamCrossing = 2.2,
+                                  .spamCrossing = 2.4,
                                   .hamCrossing = 1.1,
                                   .scarce = 0.6};
 
