@@ -177,8 +177,7 @@ void VELQ_DSH_Keep(VELQ_DSH_Statement *statement) noexcept
     }
     Bounds *bounds = boundsOf(sqlite3_db_handle(statement));
     // With code in the schema each preparation looks at what was compiled.
-    sqlite3_reset(statement);
-    if (bounds != nullptr && !bounds->hasCode && !bounds->hasFailed) {
+    if (sqlite3_reset(statement) == SQLITE_OK && bounds != nullptr && !bounds->hasCode && !bounds->hasFailed) {
         sqlite3_clear_bindings(statement);
         statement = addKept(*bounds, statement);
     }

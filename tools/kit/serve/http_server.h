@@ -45,8 +45,8 @@ class HttpServer {
     // Where it listens.
     const ListenAddress &address() const;
 
-    // From any thread. An answer that need not go out at once goes with the next ones, which takes less of both sides:
-    // when there are eight of them, or with the first that must go.
+    // From any thread. An answer that need not go out at once goes with others, which takes less of both sides: when
+    // there are eight of them, with the first that must go, and after a millisecond or two in any case.
     void answer(std::uint64_t id, HttpResponse &&response, bool atOnce = true);
 
     // Waits for what happens on connections, an answer or `otherDescriptor`, at most for a while; does what there is

@@ -1,4 +1,5 @@
-// The threads and how they meet: this one has the connections, one calls the engine, one hands messages on.
+// The threads and how they meet: this one has the connections, one calls the engine, one hands messages on, one flushes
+// logs.
 #include "kit/serve/serve.h"
 
 #include "kit/base/interruption.h"

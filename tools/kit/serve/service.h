@@ -8,9 +8,9 @@
 #include "kit/engine/installation.h"
 #include "kit/messages/text_form.h"
 #include "kit/reading/message_rating.h"
-#include "kit/serve/checkpointer.h"
 #include "kit/serve/http_message.h"
 #include "kit/serve/journal.h"
+#include "kit/serve/log_flusher.h"
 #include "kit/serve/metrics.h"
 #include "kit/serve/pending_verdicts.h"
 #include "kit/serve/service_log.h"
@@ -54,7 +54,7 @@ class Service {
     const Engine engine;
     Explainer explainer;
     std::optional<MessageJournal> journal;
-    std::optional<Checkpointer> checkpointer; // of the token store and the journal
+    std::optional<LogFlusher> logs; // of the token store and the journal
     Metrics &metrics;
     ServiceLog &log;
     PendingVerdicts pending;
