@@ -7,7 +7,9 @@
 #include "VELQ_DSH_File_Layer.h"
 #include "VELQ_DSH_Hardening.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <sqlite3.h>
 
 static_assert(VELQ_DSH_OK == SQLITE_OK && VELQ_DSH_BUSY == SQLITE_BUSY && VELQ_DSH_NOMEM == SQLITE_NOMEM &&
@@ -58,14 +60,12 @@ int VELQ_DSH_OpenForeign(const char *path, VELQ_DSH_Connection **connection) noe
     return openFile(path, SQLITE_OPEN_READONLY, FileOrigin::stranger, connection);
 }
 
-// Takes out one of the statements that a connection keeps, under its lock; null behind the last.
-static sqlite3_stmt *takeKeptAt(Bounds &bounds, int at) noexcept
+// Takes a statement out of those that a connection keeps. For callers that have its lock, or the connection to
+// themselves.
+static sqlite3_stmt *takeOut(Bounds &bounds, sqlite3_stmt **place) noexcept
 {
-    sqlite3_stmt *taken = bounds.kept[at];
-    for (int i = at; i + 1 < Bounds::mostKept; ++i) {
-        bounds.kept[i] = bounds.kept[i + 1];
-    }
-    bounds.kept[Bounds::mostKept - 1] = nullptr;
+    sqlite3_stmt *taken = *place;
+    *std::move(place + 1, std::end(bounds.kept), place) = nullptr;
     return taken;
 }
 
@@ -73,31 +73,24 @@ static sqlite3_stmt *takeKeptAt(Bounds &bounds, int at) noexcept
 static sqlite3_stmt *takeKept(Bounds &bounds, const char *sql, std::size_t length) noexcept
 {
     const auto hasText = [sql, length](sqlite3_stmt *statement) noexcept {
-        const char *text = sqlite3_sql(statement);
+        const char *text = sqlite3_sql(statement); // null of null
         return text != nullptr && std::strlen(text) == length && std::memcmp(text, sql, length) == 0;
     };
     sqlite3_mutex *lock = sqlite3_db_mutex(bounds.connection);
     sqlite3_mutex_enter(lock);
-    sqlite3_stmt *taken = nullptr;
-    for (int i = 0; i < Bounds::mostKept && bounds.kept[i] != nullptr && taken == nullptr; ++i) {
-        taken = hasText(bounds.kept[i]) ? takeKeptAt(bounds, i) : nullptr;
-    }
+    sqlite3_stmt **place = std::find_if(std::begin(bounds.kept), std::end(bounds.kept), hasText);
+    sqlite3_stmt *taken = place != std::end(bounds.kept) ? takeOut(bounds, place) : nullptr;
     sqlite3_mutex_leave(lock);
     return taken;
 }
 
-// Returns what there is no room for any more, or null.
+// Returns the oldest where there is no room for it any more, otherwise null.
 static sqlite3_stmt *addKept(Bounds &bounds, sqlite3_stmt *statement) noexcept
 {
     sqlite3_mutex *lock = sqlite3_db_mutex(bounds.connection);
     sqlite3_mutex_enter(lock);
-    constexpr int last = Bounds::mostKept - 1;
-    sqlite3_stmt *oldest = bounds.kept[last] != nullptr ? takeKeptAt(bounds, 0) : nullptr;
-    int at = 0;
-    while (bounds.kept[at] != nullptr) {
-        ++at;
-    }
-    bounds.kept[at] = statement;
+    sqlite3_stmt *oldest = *std::rbegin(bounds.kept) != nullptr ? takeOut(bounds, bounds.kept) : nullptr;
+    *std::find(std::begin(bounds.kept), std::end(bounds.kept), nullptr) = statement;
     sqlite3_mutex_leave(lock);
     return oldest;
 }
@@ -106,7 +99,7 @@ int VELQ_DSH_Close(VELQ_DSH_Connection *connection) noexcept
 {
     if (Bounds *bounds = boundsOf(connection); bounds != nullptr) {
         while (bounds->kept[0] != nullptr) {
-            sqlite3_finalize(takeKeptAt(*bounds, 0));
+            sqlite3_finalize(takeOut(*bounds, bounds->kept));
         }
     }
     return sqlite3_close(connection);
@@ -187,10 +180,9 @@ void VELQ_DSH_Keep(VELQ_DSH_Statement *statement) noexcept
 int VELQ_DSH_doNext(VELQ_DSH_Statement *statement) noexcept
 {
     const int code = sqlite3_step(statement);
-    if (code != SQLITE_ROW && code != SQLITE_DONE) {
-        if (Bounds *bounds = boundsOf(sqlite3_db_handle(statement)); bounds != nullptr) {
-            bounds->hasFailed = true;
-        }
+    const bool isFailure = code != SQLITE_ROW && code != SQLITE_DONE;
+    if (Bounds *bounds = isFailure ? boundsOf(sqlite3_db_handle(statement)) : nullptr; bounds != nullptr) {
+        bounds->hasFailed = true;
     }
     return code;
 }

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <optional>
+#include <set>
 #include <sqlite3.h>
 #include <string>
 #include <utility>
@@ -266,7 +267,11 @@ TEST_F(AccessLayer, four_statements_are_kept_those_that_came_last)
     for (const int i : {3, 0, 4, 2, 1}) {
         VELQ_DSH_Keep(statements[i]);
     }
-    VELQ_DSH_Statement *pushedOut = prepare(texts[3]); // may lie where the released one did
+    std::set<std::string> kept;
+    for (sqlite3_stmt *each = nullptr; (each = sqlite3_next_stmt(connection_, each)) != nullptr;) {
+        kept.insert(sqlite3_sql(each));
+    }
+    EXPECT_EQ(kept, (std::set<std::string>{texts[0], texts[1], texts[2], texts[4]}));
     for (const int i : {2, 0, 1, 4}) {
         VELQ_DSH_Statement *again = prepare(texts[i]);
         EXPECT_EQ(again, statements[i]) << i;
@@ -274,8 +279,9 @@ TEST_F(AccessLayer, four_statements_are_kept_those_that_came_last)
         EXPECT_EQ(VELQ_DSH_getInt(again, 0), i);
         EXPECT_EQ(VELQ_DSH_Fini(again), 0);
     }
-    EXPECT_EQ(sqlite3_next_stmt(connection_, nullptr), pushedOut) << "and no other";
-    VELQ_DSH_Keep(pushedOut);
+    VELQ_DSH_Statement *left = prepare(texts[3]);
+    EXPECT_EQ(sqlite3_next_stmt(connection_, nullptr), left) << "and no other";
+    VELQ_DSH_Keep(left);
     EXPECT_EQ(VELQ_DSH_Close(connection_), 0) << "with what it keeps";
     connection_ = nullptr;
 }

@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <string>
 #include <vector>
 
@@ -224,12 +225,22 @@ TEST(NorixTokenStore, table_that_vanishes_is_reported_when_a_kept_statement_runs
         db_close(handle);
         return code;
     };
+    const auto keptStatements = [] {
+        int count = 0;
+        for (sqlite3_stmt *each = nullptr; (each = sqlite3_next_stmt(engineState.tokenStoreConn, each)) != nullptr;) {
+            ++count;
+        }
+        return count;
+    };
     EXPECT_EQ(read(), dbValueNotFound);
+    EXPECT_EQ(keptStatements(), 1);
     engine.installation.open("prob.bin").exec("ALTER TABLE velqTable RENAME TO away;");
     EXPECT_EQ(read(), 1);
     EXPECT_EQ(read(), dsPrepareFailed);
+    EXPECT_EQ(keptStatements(), 0);
     engine.installation.open("prob.bin").exec("ALTER TABLE away RENAME TO velqTable;");
     EXPECT_EQ(read(), dbValueNotFound);
+    EXPECT_EQ(keptStatements(), 1) << "from the next operation on that does not fail";
 }
 
 TEST_P(TokenStore, failing_busy_handler_fails_the_opening)

@@ -21,7 +21,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t connectionMemory = std::size_t{32} << 10; // a request's head has to fit
 constexpr unsigned spareConnections = 64;                       // while those that go are going
 constexpr std::chrono::milliseconds betweenLooks{250};          // at who is late
-constexpr std::size_t together = 8;                             // answers that need not go out at once
+constexpr std::size_t together = 8;                             // go out, of the answers that could wait
 
 } // namespace
 
