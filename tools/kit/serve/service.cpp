@@ -26,7 +26,7 @@ Service::Service(const ServiceOptions &given, Metrics &counted, ServiceLog &logg
         journal.emplace(*options.journal);
         written.push_back(options.journal->file);
     }
-    logs.emplace(written);
+    flusher.emplace(written);
 }
 
 // ---- Failures
@@ -118,7 +118,7 @@ RatedMessage rateMessage(Service &service, const ReceivedMessage &message)
         entry.spamicity = result.reason.spamicity.get<double>();
     }
     result.entry = note(service, entry);
-    service.logs->messageRated();
+    service.flusher->messageRated();
     return result;
 }
 

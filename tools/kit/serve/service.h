@@ -54,7 +54,7 @@ class Service {
     const Engine engine;
     Explainer explainer;
     std::optional<MessageJournal> journal;
-    std::optional<LogFlusher> logs; // of the token store and the journal
+    std::optional<LogFlusher> flusher; // of the token store and the journal
     Metrics &metrics;
     ServiceLog &log;
     PendingVerdicts pending;
