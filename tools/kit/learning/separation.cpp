@@ -11,7 +11,7 @@ namespace velq::kit {
 namespace {
 
 constexpr int separationRounds = 20;
-constexpr double separationPenalty = 0.3;
+constexpr double separationPenalty = 0.02; // of a message on the wrong side; more learns rare sequences by heart
 constexpr double spamWeight = 1.5;
 // Where spam begins on the linear scale: the engine asks for more than an even balance, except of messages with a run
 // of digits, which it calls spam as soon as they are undecided.

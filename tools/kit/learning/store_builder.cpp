@@ -50,9 +50,9 @@ Recipe recipeOf(Script script)
     constexpr double hamShare = 0.62;
     switch (script) {
     case Script::wide:
-        return {{0.7, hamShare}, false, false, {}, {40000, 8000, 14000}, {1, 1}};
+        return {{0.7, hamShare}, false, false, {}, {40000, 8000, 14000}, {0.9, 1}};
     case Script::thai: // the same costs would block far less and let more through than elsewhere
-        return {{0.7, hamShare}, false, false, {}, {40000, 4000, 14000}, {0.5, 0.7}};
+        return {{0.7, hamShare}, false, false, {}, {40000, 4000, 14000}, {0.3, 0.95}};
     case Script::cyrillic: // of few messages
         return {{0.85, hamShare}, true, true, cyrillicVotes, {}, {1, 1}};
     case Script::narrow:
