@@ -33,6 +33,16 @@ TEST(separation, seed_decides_the_weights)
     EXPECT_NE(separatingWeights(segmentedTexts(), 5, 3), separatingWeights(segmentedTexts(), 5, 4));
 }
 
+// Token 5 stands in one message alone, of ham that otherwise looks like spam.
+TEST(separation, one_odd_message_is_not_learned_by_heart)
+{
+    std::vector<SegmentedText> texts = segmentedTexts();
+    texts.push_back({false, false, false, {0, 1, 5}});
+    const std::vector<double> weights = separatingWeights(texts, 6, 1);
+    EXPECT_LT(weights[5], 0);
+    EXPECT_LT(std::fabs(weights[5]), weights[0] / 4);
+}
+
 // An undecided message with a run of digits is spam for the engine: its ham needs stronger tokens.
 TEST(separation, ham_with_a_run_of_digits_asks_for_more)
 {
