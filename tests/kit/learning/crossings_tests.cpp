@@ -20,14 +20,25 @@ std::vector<FilteredText> withBegins(const std::vector<std::u16string> &texts)
     return messages;
 }
 
-double shareOf(std::u16string_view token, const std::vector<FilteredText> &messages)
+struct Shares {
+    double words;
+    double syllables;
+};
+
+Shares sharesOf(std::u16string_view token, const std::vector<FilteredText> &messages)
 {
     GroupRule rule;
     rule.fewestClusters = 1;
     const Group group = makeGroup(messages, rule);
     const auto found = group.candidates.positions.find(packToken(token));
     EXPECT_NE(found, group.candidates.positions.end()) << "no candidate";
-    return crossingShares(group, messages).at(found->second);
+    const Crossings crossings = crossingsOf(group, messages);
+    return {crossings.words.at(found->second), crossings.syllables.at(found->second)};
+}
+
+double shareOf(std::u16string_view token, const std::vector<FilteredText> &messages)
+{
+    return sharesOf(token, messages).words;
 }
 
 TEST(crossings, are_what_a_word_begins_in)
@@ -46,6 +57,21 @@ TEST(crossings, are_a_share_of_the_places_by_weight)
     EXPECT_EQ(shareOf(u"hebe", messages), 0.5);
     messages[0].weight = 3;
     EXPECT_EQ(shareOf(u"hebe", messages), 0.75);
+}
+
+TEST(crossings, are_of_syllables_in_sources_of_hardly_any_longer_word)
+{
+    std::vector<FilteredText> messages =
+        withBegins({u"ngan hang truong da khoa the cua ban", u"another bank closed your account"});
+    messages[1].source = 1;
+    EXPECT_EQ(sharesOf(u"khoa", messages).syllables, 0) << "one syllable";
+    EXPECT_EQ(sharesOf(u"gda", messages).syllables, 1);
+    EXPECT_EQ(sharesOf(u"gda", messages).words, 0);
+    EXPECT_EQ(sharesOf(u"kclo", messages).syllables, 0);
+    EXPECT_EQ(sharesOf(u"kclo", messages).words, 1);
+    EXPECT_EQ(sharesOf(u"rb", messages).words, 1) << "the other source has none";
+    messages[1].source = 0;
+    EXPECT_EQ(sharesOf(u"gda", messages).words, 1) << "of both sources' words one in four is longer than a token";
 }
 
 TEST(crossings, message_of_unknown_words_is_one)

@@ -146,6 +146,39 @@ TEST(votes, more_is_asked_of_ham_tokens_that_reach_into_the_next_word_too)
     EXPECT_TRUE(hasHamToken(votesOf(messages, {1.5, 1.5, 50, 3, 0}), u"ake")) << "that is for the other class";
 }
 
+// No word is longer than a token.
+std::vector<FilteredText> inSyllables(std::vector<FilteredText> messages)
+{
+    for (FilteredText &message : messages) {
+        std::size_t length = 0;
+        for (std::size_t i = 0; i < message.begins.size(); ++i) {
+            length = message.begins[i] || length == longestToken ? 1 : length + 1;
+            message.begins[i] = length == 1;
+        }
+    }
+    return messages;
+}
+
+TEST(votes, what_is_asked_across_syllables_is_asked_of_them_alone)
+{
+    const std::vector<FilteredText> words = textsWithWords(9000);
+    const std::vector<FilteredText> syllables = inSyllables(words);
+    EXPECT_TRUE(hasSpamToken(votesOf(syllables, {1.5, 2.0, 50, 3}), u"ake")) << "that is for words";
+    const VoteRule rule = {.spamStrictness = 1.5, .hamStrictness = 2.0, .fillers = 50, .spamSyllables = 3};
+    EXPECT_TRUE(hasSpamToken(votesOf(words, rule), u"ake"));
+    EXPECT_FALSE(hasSpamToken(votesOf(syllables, rule), u"ake"));
+    EXPECT_TRUE(hasSpamToken(votesOf(syllables, rule), u"uv"));
+}
+
+TEST(votes, less_can_be_asked_of_ham_tokens_across_syllables)
+{
+    const std::vector<FilteredText> messages = inSyllables(textsWithWords(9000, false));
+    const VoteRule rule = {.spamStrictness = 1.5, .hamStrictness = 3.5, .fillers = 50, .hamSyllables = -3};
+    EXPECT_TRUE(hasHamToken(votesOf(messages, rule), u"ake"));
+    EXPECT_FALSE(hasHamToken(votesOf(messages, rule), u"zuvy"));
+    EXPECT_FALSE(hasHamToken(votesOf(messages, {1.5, 3.5, 50}), u"ake"));
+}
+
 TEST(votes, in_few_texts_more_is_asked_of_all_alike)
 {
     const std::vector<FilteredText> messages = textsWithWords(900);

@@ -43,6 +43,8 @@ constexpr VoteRule narrowVotes = {.spamStrictness = 1.88,
                                   .fillers = 100,
                                   .spamCrossing = 2.4,
                                   .hamCrossing = 1.1,
+                                  .spamSyllables = 1.2,
+                                  .hamSyllables = -0.6,
                                   .scarce = 0.6};
 
 Recipe recipeOf(Script script)

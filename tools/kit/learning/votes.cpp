@@ -123,14 +123,16 @@ double scarcityOf(const Group &group)
 
 Choice chooseByVotes(const Group &group, const std::vector<FilteredText> &messages, const VoteRule &rule)
 {
-    const std::vector<double> crossing = crossingShares(group, messages);
+    const Crossings crossings = crossingsOf(group, messages);
     const double scarcity = scarcityOf(group);
     const double spamStrictness = rule.spamStrictness + rule.scarce * scarcity;
     const double hamStrictness = rule.hamStrictness + rule.scarce * scarcity;
     const auto votes = [&](std::size_t i, double lean, double count, double fewestSpam, double fewestHam) {
-        const double crosses = crossing[i] * (1 - scarcity);
-        return (lean >= spamStrictness + rule.spamCrossing * crosses && count >= fewestSpam) ||
-               (-lean >= hamStrictness + rule.hamCrossing * crosses && count >= fewestHam);
+        const double words = crossings.words[i] * (1 - scarcity);
+        const double syllables = crossings.syllables[i] * (1 - scarcity);
+        const double spamLean = spamStrictness + rule.spamCrossing * words + rule.spamSyllables * syllables;
+        const double hamLean = hamStrictness + rule.hamCrossing * words + rule.hamSyllables * syllables;
+        return (lean >= spamLean && count >= fewestSpam) || (-lean >= hamLean && count >= fewestHam);
     };
     const std::size_t size = group.candidates.tokens.size();
     const PlaceCounts places = countPlaces(group, messages);

@@ -24,6 +24,10 @@ struct VoteRule {
     // share.
     double spamCrossing = 0;
     double hamCrossing = 0;
+    // The same of a sequence that reaches from one syllable into the next where blanks stand between syllables; less
+    // than 0 is less than of others.
+    double spamSyllables = 0;
+    double hamSyllables = 0;
     // What is asked beyond the strictness in a group of a thousand texts or fewer, where sequences lean by chance and
     // none can be spared for reaching over a word's end; of n thousands, a part by the root of n.
     double scarce = 0;
